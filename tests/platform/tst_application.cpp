@@ -42,6 +42,11 @@ private slots:
                                    "DidEnterBackground2", "WillEnterForeground2", "DidBecomeActive0",
                                    "WillResignActive0", "DidEnterBackground2", "WillEnterForeground2"}));
         QCOMPARE(app->applicationState(), App::Inactive);
+
+        // Probing code sees the state and key window, and no background tasks.
+        QVERIFY(app->metaObject()->indexOfMethod("applicationState()") >= 0);
+        QVERIFY(app->metaObject()->indexOfMethod("keyWindow()") >= 0);
+        QVERIFY(app->metaObject()->indexOfMethod("beginBackgroundTaskWithExpirationHandler(std::function<void()>)") < 0);
     }
 
     void urlsGoToTheInstalledOpener()
