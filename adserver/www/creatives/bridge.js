@@ -37,7 +37,9 @@ var Velmora = (function () {
   function clickURL() {
     return ad.base + "/click/" + ad.creative + "?" + query({ unit: ad.unit, rid: ad.rid });
   }
-  // A tap reports where and how long it was, pings the click tracker, then acts.
+  // A tap reports where and how long it was, pings the trackers, acts, and
+  // notes it in the app's log. Nothing is sent before a tap: a bridge message
+  // during the page's load would turn that load into a failed one.
   function onTap(element, action) {
     element.addEventListener("pointerdown", function () { pressedAt = Date.now(); });
     element.addEventListener("click", function (event) {
@@ -45,12 +47,10 @@ var Velmora = (function () {
       send("touch", { tx: Math.round(event.clientX), ty: Math.round(event.clientY),
                       td: pressedAt ? Date.now() - pressedAt : 0 });
       send("click", { u: trackURL("click") });
+      send("httpTrack", { u: trackURL("tap") });
       action();
+      send("log", { string: "Velmora house ad " + ad.creative + " tapped" });
     });
   }
-  window.addEventListener("load", function () {
-    send("log", { string: "Velmora house ad " + ad.creative + " shown" });
-    send("httpTrack", { u: trackURL("render") });
-  });
   return { ad: ad, send: send, go: go, trackURL: trackURL, clickURL: clickURL, onTap: onTap };
 })();
