@@ -36,7 +36,7 @@ QString ServerOptions::defaultWwwDir()
 QString ServerOptions::defaultLogFile()
 {
     const QString dir = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
-    return dir + QStringLiteral("/velmora-adserver/requests.jsonl");
+    return dir + QStringLiteral("/requests.jsonl");
 }
 
 bool ServerOptions::parse(const QStringList &arguments, QString *error)
