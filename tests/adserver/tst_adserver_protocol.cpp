@@ -88,8 +88,6 @@ private slots:
         const auto same = harness.get("/tiskos/sdk-core-v40.js", {{"If-Modified-Since", lastModified}});
         QCOMPARE(same.status, 304);
         QVERIFY(same.body.isEmpty());
-        const QDateTime later = HttpDate::parse(lastModified).addDays(1);
-        QCOMPARE(harness.get("/tiskos/sdk-core-v40.js", {{"If-Modified-Since", HttpDate::format(later)}}).status, 304);
 
         const QDateTime earlier = HttpDate::parse(lastModified).addSecs(-1);
         QCOMPARE(harness.get("/tiskos/sdk-core-v40.js", {{"If-Modified-Since", HttpDate::format(earlier)}}).status, 200);
