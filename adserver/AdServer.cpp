@@ -6,6 +6,7 @@
 
 #include <QHttpServerRequest>
 #include <QHttpServerResponder>
+#include <QMetaEnum>
 #include <QPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -80,8 +81,8 @@ void AdServer::missingHandler(const QHttpServerRequest &request, QTcpSocket *soc
 void AdServer::respond(const QHttpServerRequest &request, QTcpSocket *socket, const Reply &reply)
 {
     const QString path = request.url().path();
-    log_.record(QByteArray(request.method() == QHttpServerRequest::Method::Get ? "GET" : "OTHER"),
-                path, request.query(), reply.status);
+    static const QMetaEnum methods = QMetaEnum::fromType<QHttpServerRequest::Method>();
+    log_.record(QByteArray(methods.valueToKey(int(request.method()))).toUpper(), path, request.query(), reply.status);
 
     QHttpServerResponder responder = makeResponder(request, socket);
     // The operator's view stays prompt even when the ad path is told to crawl.
