@@ -1,0 +1,203 @@
+#include "AdRoutes.h"
+
+#include "AdStats.h"
+#include "CoreScript.h"
+#include "CreativeCatalogue.h"
+#include "FaultInjector.h"
+#include "ServerOptions.h"
+#include "StaticFiles.h"
+
+#include <QHttpServerRequest>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+
+#include <cmath>
+
+namespace {
+
+QString queryValue(const QUrlQuery &query, const QString &key)
+{
+    return query.queryItemValue(key, QUrl::FullyDecoded);
+}
+
+// Values echoed into pages and URLs: anything unexpected is dropped.
+QByteArray safeUnit(const QUrlQuery &query)
+{
+    const QString unit = queryValue(query, QStringLiteral("unit"));
+    return ServerOptions::isWellFormedUnit(unit) ? unit.toLatin1() : QByteArray();
+}
+
+QByteArray safeRequestId(const QUrlQuery &query)
+{
+    bool ok = false;
+    const qint64 id = queryValue(query, QStringLiteral("rid")).toLongLong(&ok);
+    return QByteArray::number(ok && id > 0 ? id : 0);
+}
+
+}  // namespace
+
+AdRoutes::AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
+                   const CoreScript &script, const StaticFiles &files, AdStats &stats)
+    : options_(options)
+    , faults_(faults)
+    , catalogue_(catalogue)
+    , script_(script)
+    , files_(files)
+    , stats_(stats)
+{
+}
+
+Reply AdRoutes::handle(const QHttpServerRequest &request)
+{
+    const QString path = request.url().path();
+    const QUrlQuery query = request.query();
+    const QByteArray base = baseUrl(request);
+
+    if (path == QLatin1String("/ad"))
+        return adRequest(query, base);
+    if (path == CoreScript::path)
+        return script_.reply(base, header(request, "If-Modified-Since"));
+    if (path.startsWith(QLatin1String("/page/")))
+        return adPage(path.mid(6), query, base);
+    if (path.startsWith(QLatin1String("/click/")))
+        return clickThrough(path.mid(7), query, base);
+    if (path.startsWith(QLatin1String("/track/")))
+        return track(path.mid(7), query);
+    if (path == QLatin1String("/stats"))
+        return statsPage();
+    if (auto file = files_.serve(path, header(request, "If-Modified-Since")))
+        return *file;
+    return Reply::text(404, "not found");
+}
+
+QByteArray AdRoutes::header(const QHttpServerRequest &request, const QByteArray &name)
+{
+    for (const auto &[key, value] : request.headers()) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return {};
+}
+
+Reply AdRoutes::adRequest(const QUrlQuery &query, const QByteArray &base)
+{
+    if (faults_.redirectLoop())
+        return redirectLoop(query, base);
+    if (const auto status = faults_.forcedAdStatus())
+        return Reply::text(*status, "fault injected: status " + QByteArray::number(*status));
+
+    const QString unit = queryValue(query, QStringLiteral("slotname"));
+    if (!ServerOptions::isWellFormedUnit(unit) || !options_.units.contains(unit)) {
+        stats_.recordRejected();
+        return Reply::text(400, "unknown ad unit");
+    }
+    const qint64 id = stats_.nextRequestId();
+    const CreativeCatalogue::Creative *creative = nullptr;
+    if (nextRequestFills())
+        creative = faults_.flood() ? catalogue_.find(QStringLiteral("flood")) : catalogue_.next();
+    stats_.recordAdRequest(id, unit, query, creative ? creative->id : QString());
+    if (!creative)
+        return noFill();
+
+    const QByteArray ids = "unit=" + unit.toLatin1() + "&creative=" + creative->id.toLatin1()
+        + "&rid=" + QByteArray::number(id);
+    Reply reply = Reply::redirect(base + "/page/" + creative->id.toLatin1() + "?unit=" + unit.toLatin1()
+                                  + "&rid=" + QByteArray::number(id));
+    reply.addHeader("X-Tiskos-Tracking-Urls",
+                    base + "/track/impression?" + ids + ' ' + base + "/track/viewable?" + ids);
+    reply.addHeader("X-Tiskos-Orientation", creative->orientation.toLatin1());
+    return reply;
+}
+
+Reply AdRoutes::adPage(const QString &creativeId, const QUrlQuery &query, const QByteArray &base) const
+{
+    const CreativeCatalogue::Creative *creative = catalogue_.find(creativeId);
+    if (!creative)
+        return Reply::text(404, "no such creative");
+    if (faults_.emptyPage())
+        return noFill();
+    const QHash<QByteArray, QByteArray> values{
+        {"base", base},
+        {"unit", safeUnit(query)},
+        {"rid", safeRequestId(query)},
+        {"creative", creative->id.toLatin1()},
+    };
+    Reply reply = Reply::withBody(200, "text/html; charset=utf-8", CreativeCatalogue::render(*creative, values));
+    addRefreshRate(reply);
+    reply.truncated = faults_.truncatedPage();
+    return reply;
+}
+
+Reply AdRoutes::clickThrough(const QString &creativeId, const QUrlQuery &query, const QByteArray &base)
+{
+    const CreativeCatalogue::Creative *creative = catalogue_.find(creativeId);
+    if (!creative || creative->target.isEmpty())
+        return Reply::text(404, "no such creative");
+    stats_.recordClickThrough(QString::fromLatin1(safeUnit(query)), creative->id);
+    const QByteArray target = creative->target.toUtf8();
+    return Reply::redirect(target.startsWith('/') ? base + target : target);
+}
+
+Reply AdRoutes::track(const QString &event, const QUrlQuery &query)
+{
+    const QString unit = QString::fromLatin1(safeUnit(query));
+    const QString creative = queryValue(query, QStringLiteral("creative"));
+    if (event == QLatin1String("impression"))
+        stats_.recordImpression(unit, creative);
+    else if (event == QLatin1String("click"))
+        stats_.recordClick(unit, creative);
+    Reply reply = Reply::text(200, QByteArray());
+    reply.addHeader("Cache-Control", "no-store");
+    return reply;
+}
+
+Reply AdRoutes::statsPage() const
+{
+    QJsonObject stats = stats_.toJson();
+    stats.insert(QStringLiteral("faults"), QJsonArray::fromStringList(options_.faults));
+    Reply reply = Reply::withBody(200, "application/json", QJsonDocument(stats).toJson(QJsonDocument::Indented));
+    reply.addHeader("Cache-Control", "no-store");
+    return reply;
+}
+
+Reply AdRoutes::redirectLoop(QUrlQuery query, const QByteArray &base) const
+{
+    const int hop = queryValue(query, QStringLiteral("hop")).toInt() + 1;
+    query.removeAllQueryItems(QStringLiteral("hop"));
+    query.addQueryItem(QStringLiteral("hop"), QString::number(hop));
+    return Reply::redirect(base + "/ad?" + query.toString(QUrl::FullyEncoded).toLatin1());
+}
+
+Reply AdRoutes::noFill() const
+{
+    Reply reply = Reply::withBody(200, "text/html; charset=utf-8", QByteArray());
+    addRefreshRate(reply);
+    return reply;
+}
+
+QByteArray AdRoutes::baseUrl(const QHttpServerRequest &request) const
+{
+    // The Host header ends up inside pages and scripts, so only a plain
+    // host[:port] is trusted; anything else falls back to the bound address.
+    static const QRegularExpression plainHost(QStringLiteral("^[A-Za-z0-9.\\-]+(:[0-9]{1,5})?$|^\\[[0-9A-Fa-f:.]+\\](:[0-9]{1,5})?$"));
+    const QByteArray host = header(request, "Host");
+    if (plainHost.match(QString::fromLatin1(host)).hasMatch())
+        return "http://" + host;
+    return "http://" + serverAddress_;
+}
+
+bool AdRoutes::nextRequestFills()
+{
+    // Spreads the fills evenly: rate 0.25 fills exactly every fourth request.
+    const double rate = options_.fillRate;
+    const qint64 n = fillDecisions_++;
+    return std::floor((n + 1) * rate) > std::floor(n * rate);
+}
+
+void AdRoutes::addRefreshRate(Reply &reply) const
+{
+    if (options_.refreshSeconds > 0)
+        reply.addHeader("X-Tiskos-Refresh-Rate", QByteArray::number(options_.refreshSeconds, 'g', 10));
+}

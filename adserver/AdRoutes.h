@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Reply.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QUrlQuery>
+
+class AdStats;
+class CoreScript;
+class CreativeCatalogue;
+class FaultInjector;
+class QHttpServerRequest;
+class ServerOptions;
+class StaticFiles;
+
+// What each URL of the ad server answers:
+//   /tiskos/sdk-core-v40.js  the core script (304 when unchanged)
+//   /ad?slotname=...         an ad request: 302 to an ad page, 400, or an empty no-fill page
+//   /page/<creative>         the ad page
+//   /click/<creative>        a click-through: 302 to the landing page or application link
+//   /track/<event>           impression and click trackers: 200
+//   /stats                   counters and the latest ad requests as JSON
+//   anything else            a file of the site directory
+class AdRoutes
+{
+public:
+    AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
+             const CoreScript &script, const StaticFiles &files, AdStats &stats);
+
+    Reply handle(const QHttpServerRequest &request);
+    // host:port used in links when a request carries no usable Host header.
+    void setServerAddress(const QByteArray &hostAndPort) { serverAddress_ = hostAndPort; }
+
+    static QByteArray header(const QHttpServerRequest &request, const QByteArray &name);
+
+private:
+    Reply adRequest(const QUrlQuery &query, const QByteArray &base);
+    Reply adPage(const QString &creativeId, const QUrlQuery &query, const QByteArray &base) const;
+    Reply clickThrough(const QString &creativeId, const QUrlQuery &query, const QByteArray &base);
+    Reply track(const QString &event, const QUrlQuery &query);
+    Reply statsPage() const;
+    Reply redirectLoop(QUrlQuery query, const QByteArray &base) const;
+    Reply noFill() const;
+
+    QByteArray baseUrl(const QHttpServerRequest &request) const;
+    bool nextRequestFills();
+    void addRefreshRate(Reply &reply) const;
+
+    const ServerOptions &options_;
+    const FaultInjector &faults_;
+    CreativeCatalogue &catalogue_;
+    const CoreScript &script_;
+    const StaticFiles &files_;
+    AdStats &stats_;
+    QByteArray serverAddress_;
+    qint64 fillDecisions_ = 0;
+};
