@@ -2,6 +2,8 @@
 
 #include "ViewController.h"
 
+class QLabel;
+
 namespace Ui {
 class Over;
 }

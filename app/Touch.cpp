@@ -224,6 +224,9 @@ void Touch::presentGameOver()
     over->setScoreInt(mainInt);
     over->setModalTransitionStyle(ViewController::CrossDissolve);
     presentModalViewController(over, true);
+    // A second ball in the same tick asks again; the screen already shown wins.
+    if (modalViewController() != over)
+        delete over;
 }
 
 void Touch::parkPickups()
