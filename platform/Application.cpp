@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QFileInfo>
 #include <QScreen>
 #include <cstdio>
 #include <unistd.h>
@@ -41,7 +42,7 @@ void restartAtFittingScale(char **argv)
     std::fflush(nullptr);
     execv("/proc/self/exe", argv);
     // Could not restart: carry on at scale 1.
-    std::fprintf(stderr, "velmora: cannot restart at scale %d, using 1\n", scale);
+    std::fprintf(stderr, "%s: cannot restart at scale %d, using 1\n", argv[0], scale);
 }
 
 }  // namespace
@@ -98,8 +99,8 @@ std::optional<int> Application::scaleOption(const QStringList &arguments)
         const int scale = value.toInt(&ok);
         if (ok && scale >= 1 && scale <= kMaximumScale)
             return scale;
-        std::fprintf(stderr, "velmora: --scale needs a whole number from 1 to %d, not \"%s\"\n",
-                     kMaximumScale, qPrintable(value));
+        std::fprintf(stderr, "%s: --scale needs a whole number from 1 to %d, not \"%s\"\n",
+                     qPrintable(QFileInfo(arguments[0]).fileName()), kMaximumScale, qPrintable(value));
         return std::nullopt;
     }
     return std::nullopt;

@@ -62,7 +62,6 @@ void Window::makeKeyAndVisible()
 {
     Application::shared()->setKeyWindow(this);
     show();
-    raise();
     activateWindow();
 }
 
