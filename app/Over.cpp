@@ -56,6 +56,8 @@ void Over::menu()
 void Over::randomMainVoid()
 {
     ++mainInt;
+    if (!isViewLoaded())
+        return;
     lab->setText(QString::asprintf("%d", mainInt));
     TopScore->setText(QString::asprintf("%i", mainInt));
 }
