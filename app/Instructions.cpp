@@ -19,12 +19,12 @@ void Instructions::loadView()
     ViewController::loadView();
     ui->setupUi(view());
     InterfaceActions::connect(view(), this);
+    scroller = ui->scroller;
 }
 
 void Instructions::viewDidLoad()
 {
     ViewController::viewDidLoad();
-    scroller = ui->scroller;
     scroller->widget()->resize(320, 480);
 }
 

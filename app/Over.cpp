@@ -26,13 +26,13 @@ void Over::loadView()
     ViewController::loadView();
     ui->setupUi(view());
     InterfaceActions::connect(view(), this);
+    lab = ui->lab;
+    TopScore = ui->TopScore;
 }
 
 void Over::viewDidLoad()
 {
     ViewController::viewDidLoad();
-    lab = ui->lab;
-    TopScore = ui->TopScore;
     TopScore->setText(QString::asprintf("%i", score));
     lab->setText(QString::asprintf("%d", score));
 }

@@ -2,12 +2,12 @@
 
 #include "Artwork.h"
 #include "Ball.h"
-#include "ViewGeometry.h"
 #include "Geometry.h"
 #include "InterfaceActions.h"
 #include "Over.h"
 #include "Random.h"
 #include "Timer.h"
+#include "ViewGeometry.h"
 #include "ui_Touch.h"
 
 #include <cstdio>
@@ -16,6 +16,7 @@ namespace {
 
 // Shared by every play screen of the process, so a later round inherits a pause.
 bool paused = false;
+// Kept for the record: set when a play screen loads, read by nobody.
 bool viewLoaded = false;
 
 const QRectF kParked(-500, 0, 0, 0);
@@ -49,11 +50,6 @@ void Touch::loadView()
     ViewController::loadView();
     ui->setupUi(view());
     InterfaceActions::connect(view(), this);
-}
-
-void Touch::viewDidLoad()
-{
-    ViewController::viewDidLoad();
     one = ui->one;
     image2 = ui->image2;
     invisibleBall = ui->invisibleBall;
@@ -63,7 +59,11 @@ void Touch::viewDidLoad()
     starting = ui->starting;
     power = ui->power;
     lab = ui->lab;
+}
 
+void Touch::viewDidLoad()
+{
+    ViewController::viewDidLoad();
     images.clear();
     images.reserve(20);
     kTime = 0;
