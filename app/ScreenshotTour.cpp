@@ -1,0 +1,138 @@
+#include "ScreenshotTour.h"
+
+#include "About.h"
+#include "Ball.h"
+#include "Instructions.h"
+#include "Random.h"
+#include "Touch.h"
+#include "VelmoraViewController.h"
+#include "ViewGeometry.h"
+#include "Window.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QLineF>
+#include <QPushButton>
+#include <QTimer>
+
+namespace {
+
+constexpr int kTicksPerSecond = 20;
+constexpr int kSecondsPlayed = 21;
+
+// Fixed seed: the same balls and pick-ups on every run.
+uint32_t nextRandom()
+{
+    static uint32_t state = 0x5eed1234;
+    state ^= state << 13;
+    state ^= state >> 17;
+    state ^= state << 5;
+    return state;
+}
+
+// Where the player's ball is safest from the moving balls' next steps.
+QPointF safestSpot(const QList<Ball *> &balls)
+{
+    QPointF best;
+    double bestDistance = -1;
+    for (double x : {60.0, 160.0, 260.0}) {
+        for (double y : {130.0, 240.0, 350.0}) {
+            double nearest = 1e9;
+            for (const Ball *ball : balls)
+                nearest = qMin(nearest, QLineF(QPointF(x, y), ViewGeometry::center(ball) + ball->pos()).length());
+            if (nearest > bestDistance) {
+                bestDistance = nearest;
+                best = QPointF(x, y);
+            }
+        }
+    }
+    return best;
+}
+
+void playRound(Touch *round)
+{
+    round->view()->findChild<QPushButton *>(QStringLiteral("starting"))->click();
+    QWidget *player = round->view()->findChild<QWidget *>(QStringLiteral("one"));
+    for (int tick = 1; tick <= kSecondsPlayed * kTicksPerSecond; ++tick) {
+        ViewGeometry::setCenter(player, safestSpot(round->balls()));
+        round->onTimer();
+        if (tick % kTicksPerSecond == 0) {
+            round->tick();
+            round->randomMainVoid();
+        }
+    }
+    round->showPlus();
+    round->showMinus();
+    round->showBall();
+}
+
+void endRound(Touch *round)
+{
+    QWidget *player = round->view()->findChild<QWidget *>(QStringLiteral("one"));
+    Ball *ball = round->balls().constFirst();
+    ViewGeometry::setCenter(ball, ViewGeometry::center(player));
+    round->onTimer();
+}
+
+}  // namespace
+
+ScreenshotTour::ScreenshotTour(Window *window, VelmoraViewController *menu, QString directory)
+    : window_(window)
+    , menu_(menu)
+    , directory_(std::move(directory))
+{
+}
+
+QString ScreenshotTour::directoryOption(const QStringList &arguments)
+{
+    for (int i = 1; i < arguments.size(); ++i) {
+        if (arguments[i] == QLatin1String("--screenshot") && i + 1 < arguments.size())
+            return arguments[i + 1];
+        if (arguments[i].startsWith(QLatin1String("--screenshot=")))
+            return arguments[i].section(u'=', 1);
+    }
+    return {};
+}
+
+void ScreenshotTour::start()
+{
+    QTimer::singleShot(0, this, &ScreenshotTour::run);
+}
+
+void ScreenshotTour::run()
+{
+    Random::setSource(nextRandom);
+    bool saved = QDir().mkpath(directory_) && save(QStringLiteral("menu"));
+
+    menu_->instructions();
+    menu_->finishTransition();
+    saved = save(QStringLiteral("instructions")) && saved;
+    qobject_cast<Instructions *>(menu_->modalViewController())->back();
+    menu_->finishTransition();
+
+    menu_->about();
+    menu_->finishTransition();
+    saved = save(QStringLiteral("about")) && saved;
+    qobject_cast<About *>(menu_->modalViewController())->back();
+    menu_->finishTransition();
+
+    menu_->menu();
+    menu_->finishTransition();
+    auto *round = qobject_cast<Touch *>(menu_->modalViewController());
+    playRound(round);
+    saved = save(QStringLiteral("play")) && saved;
+    endRound(round);
+    round->finishTransition();
+    saved = save(QStringLiteral("game-over")) && saved;
+
+    QCoreApplication::exit(saved ? 0 : 1);
+}
+
+bool ScreenshotTour::save(const QString &name)
+{
+    const QString path = QDir(directory_).filePath(name + QStringLiteral(".png"));
+    if (window_->grabScreen().save(path))
+        return true;
+    qWarning("velmora: cannot write %s", qPrintable(path));
+    return false;
+}

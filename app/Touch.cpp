@@ -1,0 +1,274 @@
+#include "Touch.h"
+
+#include "Artwork.h"
+#include "Ball.h"
+#include "Geometry.h"
+#include "InterfaceActions.h"
+#include "Over.h"
+#include "Random.h"
+#include "Timer.h"
+#include "ViewGeometry.h"
+#include "ui_Touch.h"
+
+#include <cstdio>
+
+namespace {
+
+// Shared by every play screen of the process, so a later round inherits a pause.
+bool paused = false;
+// Kept for the record: set when a play screen loads, read by nobody.
+bool viewLoaded = false;
+
+const QRectF kParked(-500, 0, 0, 0);
+const QRectF kTaken(0, 0, 0, 0);
+constexpr int kTicksPerSpawn = 200;
+constexpr double kPickupSide = 50;
+constexpr double kHideSeconds = 20.0;
+const QSizeF kField(320, 480);
+
+// A whole number of seconds in [0, modulus), as the pick-up timers use.
+double randomSeconds(uint32_t modulus)
+{
+    return double(Random::arc4random() % modulus);
+}
+
+}  // namespace
+
+Touch::Touch(QObject *parent)
+    : ViewController(parent)
+    , ui(new Ui::Touch)
+{
+}
+
+Touch::~Touch()
+{
+    delete ui;
+}
+
+void Touch::loadView()
+{
+    ViewController::loadView();
+    ui->setupUi(view());
+    InterfaceActions::connect(view(), this);
+    one = ui->one;
+    image2 = ui->image2;
+    invisibleBall = ui->invisibleBall;
+    plusScore = ui->plusScore;
+    subScore = ui->subScore;
+    invinciBall = ui->invinciBall;
+    starting = ui->starting;
+    power = ui->power;
+    lab = ui->lab;
+}
+
+void Touch::viewDidLoad()
+{
+    ViewController::viewDidLoad();
+    images.clear();
+    images.reserve(20);
+    kTime = 0;
+    viewLoaded = true;
+    addBall(QPointF(0, kField.height()), QPointF(14, 7));
+    parkPickups();
+    schedulePickupTimers();
+}
+
+void Touch::startCount()
+{
+    starting->setVisible(false);
+    mainInt = 0;
+    Timer::scheduledTimerWithTimeInterval(0.05, this, &Touch::onTimer, {}, true);
+    Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
+    randomMain = Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::randomMainVoid, {}, true);
+}
+
+void Touch::onTimer()
+{
+    if (paused)
+        return;
+    ++kTime;
+    std::printf("%d\n", kTime);
+    if (kTime == kTicksPerSpawn) {
+        kTime = 0;
+        spawnBall();
+    }
+    // Presenting the game-over screen must not add or remove balls: the loop
+    // walks the list in place.
+    for (Ball *ball : std::as_const(images)) {
+        if (touchesPlayer(ball))
+            presentGameOver();
+        moveBall(ball);
+    }
+}
+
+void Touch::tick()
+{
+    ++score;
+}
+
+void Touch::randomMainVoid()
+{
+    ++mainInt;
+    showScore();
+}
+
+// The ball jumps to the finger: no drag offset, no clamping to the field.
+void Touch::touchesBegan(const QList<TouchPoint> &, const TouchEvent &event)
+{
+    if (event.allTouches().isEmpty())
+        return;
+    const TouchPoint &touch = event.allTouches().first();
+    ViewGeometry::setCenter(one, touch.locationInView(touch.view()));
+    checkcollision();
+}
+
+void Touch::touchesMoved(const QList<TouchPoint> &touches, const TouchEvent &event)
+{
+    touchesBegan(touches, event);
+}
+
+void Touch::checkcollision()
+{
+    if (touchesPlayer(invisibleBall)) {
+        one->setVisible(false);
+        invisibleBall->setVisible(false);
+        ViewGeometry::setFrame(invisibleBall, kTaken);
+        Timer::scheduledTimerWithTimeInterval(kHideSeconds, this, &Touch::showInvisi, {}, false);
+    }
+    if (touchesPlayer(plusScore)) {
+        takePickup(plusScore);
+        mainInt += 10;
+        showScore();
+    }
+    if (touchesPlayer(subScore)) {
+        takePickup(subScore);
+        mainInt -= 5;
+        showScore();
+    }
+}
+
+void Touch::kk()
+{
+    paused = true;
+    const QList<Ball *> cleared = images;
+    for (Ball *ball : cleared) {
+        images.removeOne(ball);
+        delete ball;
+    }
+}
+
+void Touch::alertViewDidDismissWithButtonIndex(QObject *, int)
+{
+    paused = false;
+    spawnBall();
+}
+
+void Touch::powerupLabel()
+{
+    power->setVisible(false);
+}
+
+void Touch::showPlus()
+{
+    placePickup(plusScore);
+}
+
+void Touch::showMinus()
+{
+    placePickup(subScore);
+}
+
+void Touch::showBall()
+{
+    placePickup(invisibleBall);
+}
+
+void Touch::showInvisi()
+{
+    one->setVisible(true);
+}
+
+void Touch::addBall(QPointF centre, QPointF velocity)
+{
+    auto *ball = new Ball(Artwork::imageNamed(QStringLiteral("BallSmall_yellow.png")), view());
+    images.append(ball);
+    ViewGeometry::setCenter(ball, centre);
+    ball->setPos(velocity);
+    ball->show();
+}
+
+void Touch::spawnBall()
+{
+    const double x = 10 + Random::arc4random() % 300;
+    const float speedX = float(5.5 + Random::arc4random() % 10);
+    const float speedY = float(4.5 + Random::arc4random() % 7);
+    addBall(QPointF(x, kField.height()), QPointF(speedX, speedY));
+}
+
+// Bounces test the centre, strictly, so a ball exactly on an edge goes on.
+void Touch::moveBall(Ball *ball)
+{
+    QPointF v = ball->pos();
+    ViewGeometry::setCenter(ball, ViewGeometry::center(ball) + v);
+    const QPointF c = ViewGeometry::center(ball);
+    if (c.x() > kField.width() || c.x() < 0)
+        v.setX(-v.x());
+    if (c.y() > kField.height() || c.y() < 0)
+        v.setY(-v.y());
+    ball->setPos(v);
+}
+
+void Touch::presentGameOver()
+{
+    auto *over = new Over;
+    over->setScoreInt(mainInt);
+    over->setModalTransitionStyle(ViewController::CrossDissolve);
+    presentModalViewController(over, true);
+    // A second ball in the same tick asks again; the screen already shown wins.
+    if (modalViewController() != over)
+        delete over;
+}
+
+void Touch::parkPickups()
+{
+    ViewGeometry::setFrame(plusScore, kParked);
+    ViewGeometry::setFrame(invisibleBall, kParked);
+    ViewGeometry::setFrame(subScore, kParked);
+}
+
+void Touch::schedulePickupTimers()
+{
+    invisibleBall->setVisible(false);
+    Timer::scheduledTimerWithTimeInterval(randomSeconds(20), this, &Touch::showBall, {}, true);
+    subScore->setVisible(false);
+    Timer::scheduledTimerWithTimeInterval(randomSeconds(36), this, &Touch::showMinus, {}, true);
+    plusScore->setVisible(false);
+    Timer::scheduledTimerWithTimeInterval(randomSeconds(60), this, &Touch::showPlus, {}, true);
+}
+
+// A pick-up may hang past the right or bottom edge: its origin is its top-left corner.
+void Touch::placePickup(QLabel *pickup)
+{
+    const float x = float(Random::arc4random() % 320);
+    const float y = float(Random::arc4random() % 480);
+    ViewGeometry::setFrame(pickup, QRectF(x, y, kPickupSide, kPickupSide));
+    pickup->setVisible(true);
+}
+
+// Hiding the player's ball is only visual: its frame still counts.
+bool Touch::touchesPlayer(const QWidget *other) const
+{
+    return Geometry::rectIntersectsRect(ViewGeometry::frame(one), ViewGeometry::frame(other));
+}
+
+void Touch::takePickup(QLabel *pickup)
+{
+    one->setVisible(true);
+    pickup->setVisible(false);
+    ViewGeometry::setFrame(pickup, kTaken);
+}
+
+void Touch::showScore()
+{
+    lab->setText(QString::asprintf("%d", mainInt));
+}

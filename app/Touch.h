@@ -1,0 +1,82 @@
+#pragma once
+
+#include "ViewController.h"
+
+#include <QList>
+#include <QPointF>
+
+class Ball;
+class QLabel;
+class QPushButton;
+class Timer;
+
+namespace Ui {
+class Touch;
+}
+
+// The play screen: the player's ball, the bouncing yellow balls, the score and
+// the three pick-ups. Its timers are never stopped; they keep it alive.
+class Touch : public ViewController
+{
+    Q_OBJECT
+public:
+    explicit Touch(QObject *parent = nullptr);
+    ~Touch() override;
+
+    void loadView() override;
+    void viewDidLoad() override;
+    void touchesBegan(const QList<TouchPoint> &touches, const TouchEvent &event) override;
+    void touchesMoved(const QList<TouchPoint> &touches, const TouchEvent &event) override;
+
+    void checkcollision();
+    void alertViewDidDismissWithButtonIndex(QObject *alertView, int buttonIndex);
+
+    // The moving balls, oldest first.
+    const QList<Ball *> &balls() const { return images; }
+
+public slots:
+    void startCount();
+    void onTimer();
+    void tick();
+    void randomMainVoid();
+    void kk();
+    void powerupLabel();
+    void showPlus();
+    void showMinus();
+    void showBall();
+    void showInvisi();
+
+private:
+    void addBall(QPointF centre, QPointF velocity);
+    void spawnBall();
+    void moveBall(Ball *ball);
+    void presentGameOver();
+    void parkPickups();
+    void schedulePickupTimers();
+    void placePickup(QLabel *pickup);
+    bool touchesPlayer(const QWidget *view) const;
+    void takePickup(QLabel *pickup);
+    void showScore();
+
+    Ui::Touch *ui;
+    // The declared state of the screen; outlets point into `ui`.
+    int kTime = 0;
+    QLabel *one = nullptr;
+    QLabel *image2 = nullptr;
+    QList<Ball *> images;
+    QPointF pos;
+    int score = 0;
+    QList<Ball *> image;
+    QLabel *invisibleBall = nullptr;
+    QLabel *plusScore = nullptr;
+    QLabel *subScore = nullptr;
+    QLabel *invinciBall = nullptr;
+    QPushButton *starting = nullptr;
+    QLabel *power = nullptr;
+    int mainInt = 0;
+    QLabel *lab = nullptr;
+    Timer *randomMain = nullptr;
+    int scoreInteger = 0;
+    Timer *invisi = nullptr;
+    QPointF *poss = nullptr;
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "ApplicationDelegate.h"
+
+#include <memory>
+
+class ScreenshotTour;
+class VelmoraViewController;
+class Window;
+
+// Puts the menu on the screen at launch. The window and the menu come from
+// the main interface file, read when the delegate is made.
+class VelmoraAppDelegate : public ApplicationDelegate
+{
+public:
+    VelmoraAppDelegate();
+    ~VelmoraAppDelegate() override;
+
+    Window *window() const { return window_.get(); }
+    VelmoraViewController *viewController() const { return viewController_.get(); }
+
+    bool applicationDidFinishLaunchingWithOptions(Application *application,
+                                                  const QVariantMap &launchOptions) override;
+
+private:
+    void loadMainInterface();
+
+    // Declared in this order so the menu goes before the window.
+    std::unique_ptr<Window> window_;
+    std::unique_ptr<VelmoraViewController> viewController_;
+    std::unique_ptr<ScreenshotTour> screenshotTour_;
+};

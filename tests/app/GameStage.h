@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Ball.h"
+#include "Random.h"
+#include "Timer.h"
+#include "Touch.h"
+#include "ViewGeometry.h"
+#include "Window.h"
+
+#include <QLabel>
+#include <QQueue>
+#include <memory>
+
+// Random numbers the test decides, in order; 0 once the script runs out.
+class ScriptedRandom
+{
+public:
+    ScriptedRandom()
+    {
+        Random::setSource([this] { return values_.isEmpty() ? 0u : values_.dequeue(); });
+    }
+    ~ScriptedRandom() { Random::setSource({}); }
+
+    void push(std::initializer_list<uint32_t> values)
+    {
+        for (uint32_t v : values)
+            values_.enqueue(v);
+    }
+
+private:
+    QQueue<uint32_t> values_;
+};
+
+// A play screen on the window, its view loaded, its round not started.
+// The script is made first, so it feeds the pick-up intervals too.
+struct RoundStage
+{
+    explicit RoundStage(std::initializer_list<uint32_t> setupRandom = {})
+    {
+        random.push(setupRandom);
+        window.addSubview(round->view());
+    }
+
+    QLabel *label(const char *name) const { return round->view()->findChild<QLabel *>(QLatin1String(name)); }
+    QLabel *player() const { return label("one"); }
+    void movePlayer(QPointF centre) const { ViewGeometry::setCenter(player(), centre); }
+    // Far from every ball, so motion can be watched without a game over.
+    void parkPlayer() const { movePlayer(QPointF(-1000, -1000)); }
+    void putBallOnPlayer(Ball *ball) const { ViewGeometry::setCenter(ball, ViewGeometry::center(player())); }
+
+    void ticks(int count) const
+    {
+        for (int i = 0; i < count; ++i)
+            round->onTimer();
+    }
+
+    // Timers aimed at the screen, oldest first: the three pick-up placers
+    // (hide, minus, plus), then motion, seconds and score once started.
+    QList<Timer *> timers() const { return Timer::timersOf(round.get()); }
+
+    ScriptedRandom random;
+    Window window;
+    std::unique_ptr<Touch> round = std::make_unique<Touch>();
+};
