@@ -97,7 +97,7 @@ std::optional<QString> Device::audioRoute(const QString &soundCardsFile)
     QFile file(soundCardsFile);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return std::nullopt;
-    static const QRegularExpression cardLine(QStringLiteral("^\\s*\\d+\\s*\\[[^\\]]*\\]:\\s*[^-]*-\\s*(.*)$"));
+    static const QRegularExpression cardLine(QStringLiteral("^\\s*\\d+\\s*\\[[^\\]]*\\]:\\s*\\S+\\s+-\\s+(.*)$"));
     const QStringList lines = QString::fromUtf8(file.read(64 * 1024)).split(QLatin1Char('\n'));
     for (const QString &line : lines) {
         const QRegularExpressionMatch match = cardLine.match(line);
