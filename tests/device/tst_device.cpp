@@ -134,6 +134,15 @@ private slots:
         QCOMPARE(spy.count(), 2);
     }
 
+    void systemNetworkInformationGivesAFirstNotification()
+    {
+        Reachability reachability("ads.example");
+        QSignalSpy spy(&reachability, &Reachability::flagsChanged);
+        reachability.start();
+        QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 10000);
+        QCOMPARE(spy.at(0).at(0).toUInt(), reachability.currentFlags());
+    }
+
     void stopBeforeTheFirstTurnSendsNothing()
     {
         Reachability::setStateSource([] { return Reachability::NetworkState{R::Online, T::WiFi}; });
