@@ -145,6 +145,25 @@ private slots:
         QCOMPARE(location->description(), QStringLiteral("Zürich"));
         QVERIFY(location->encodedRepresentation().isNull());
     }
+
+    void anyTextEncodesOrIsLeftOut()
+    {
+        const QString texts[] = {QString(QChar(0xD800)), QString(1, QChar(0)) + QStringLiteral("a"),
+                                 QString(100000, QLatin1Char('"')), QStringLiteral("%1 %2 \\n"),
+                                 QString(7, QChar(0x1F600))};
+        for (const QString &text : texts) {
+            auto location = TSKLocation::locationWithDescription(text);
+            const QString encoded = location->encodedRepresentation();
+            if (!encoded.isNull())
+                QVERIFY(decode(encoded));
+        }
+        // Pure ASCII always fills whole blocks.
+        auto ascii = TSKLocation::locationWithDescription(QStringLiteral("%1 %2 \\n \" \x01"));
+        ascii->setTimestamp(fixedTimestamp);
+        const auto decoded = decode(ascii->encodedRepresentation());
+        QVERIFY(decoded);
+        QVERIFY(decoded->plain.contains("loc: \"%1 %2 \\n ' \x01\""));
+    }
 };
 
 VELMORA_TEST_MAIN(TestLocation)
