@@ -1,5 +1,7 @@
 #include "Utility/TSKLocation.h"
 
+#include "toolbox/TSKStringEncoding.h"
+
 #include <openssl/evp.h>
 
 #include <QtEndian>
@@ -152,6 +154,7 @@ QString TSKLocation::encodedRepresentation() const
     const std::optional<QByteArray> cipher = encipher(padded(plainText()).toUtf8(), encryptionKey(), vector);
     if (!cipher)
         return QString();
-    return QStringLiteral("e1+")
-        + QString::fromLatin1((vector + *cipher).toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals));
+    TSKStringEncoding encoding = TSKStringEncoding::rfc4648Base64WebsafeStringEncoding();
+    encoding.setDoPad(false);
+    return QStringLiteral("e1+") + encoding.encode(vector + *cipher);
 }
