@@ -2,6 +2,8 @@
 
 #include "UserDefaults.h"
 
+#include <cmath>
+
 TSKStatisticsCore::TSKStatisticsCore(const QString &identifier) : identifier_(identifier)
 {
     statistics_.insert(UserDefaults::standard().dictionaryForKey(userDefaultsKey()));
@@ -72,9 +74,19 @@ void TSKStatisticsCore::setDictionaryForKey(const QVariant &value, const QString
     setObjectForKeyMatchingClass(value, key, Kind::Dictionary);
 }
 
+qint64 TSKStatisticsCore::integerValue(const QVariant &value)
+{
+    if (!isOfKind(value, Kind::Number))
+        return 0;
+    const double number = value.toDouble();
+    if (value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float)
+        return std::isfinite(number) && std::fabs(number) < 9.2e18 ? qint64(number) : 0;
+    return value.toLongLong();
+}
+
 qint64 TSKStatisticsCore::addValueNumberForKey(qint64 value, const QString &key)
 {
-    const qint64 sum = statistics_.value(key).toLongLong() + value;
+    const qint64 sum = integerValue(statistics_.value(key)) + value;
     setNumberForKey(sum, key);
     return sum;
 }

@@ -33,6 +33,9 @@ public:
     void setArrayForKey(const QVariant &value, const QString &key);
     void setDictionaryForKey(const QVariant &value, const QString &key);
 
+    // A stored number as an integer, fractions cut off; 0 for anything else.
+    static qint64 integerValue(const QVariant &value);
+
     // Adds to the integer under the key (0 when absent) and returns the sum.
     qint64 addValueNumberForKey(qint64 value, const QString &key);
 

@@ -1,15 +1,20 @@
 #include "Timing/TSKTimingManager.h"
 
+#include "Application.h"
+#include "NotificationCenter.h"
 #include "UserDefaults.h"
 
 TSKTimingManager::TSKTimingManager(const QString &identifier, QObject *parent)
     : QObject(parent), identifier_(identifier)
 {
     loadPersistentTimings();
+    NotificationCenter::defaultCenter()->addObserver(this, Application::WillTerminateNotification, nullptr,
+                                                     [this](const Notification &) { savePersistentTimings(); });
 }
 
 TSKTimingManager::~TSKTimingManager()
 {
+    NotificationCenter::defaultCenter()->removeObserver(this);
     savePersistentTimings();
 }
 

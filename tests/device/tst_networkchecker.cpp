@@ -109,9 +109,7 @@ private slots:
 
         qunsetenv("VELMORA_AD_HOST");
         qunsetenv("VELMORA_STATIC_HOST");
-        TSKNetworkConfiguration::setStaticContentHost(QString());
         TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
-        QCOMPARE(TSKNetworkConfiguration::staticContentHost(), QStringLiteral("127.0.0.1:8470"));
     }
 };
 

@@ -1,5 +1,8 @@
 #include "Geometry.h"
 #include "TestMain.h"
+#include "ViewGeometry.h"
+
+#include <QLabel>
 
 class TestGeometry : public QObject
 {
@@ -31,6 +34,27 @@ private slots:
         QFETCH(bool, intersect);
         QCOMPARE(Geometry::rectIntersectsRect(a, b), intersect);
         QCOMPARE(Geometry::rectIntersectsRect(b, a), intersect);
+    }
+
+    void viewFramesKeepFractionsOfPoints()
+    {
+        QWidget parent;
+        auto *ball = new QLabel(&parent);
+        ViewGeometry::setFrame(ball, QRectF(0, 470, 20, 20));
+        for (int tick = 0; tick < 3; ++tick)
+            ViewGeometry::setCenter(ball, ViewGeometry::center(ball) + QPointF(5.5, 4.5));
+        QCOMPARE(ViewGeometry::center(ball), QPointF(26.5, 493.5));
+        QCOMPARE(ViewGeometry::frame(ball).size(), QSizeF(20, 20));
+        QCOMPARE(ball->geometry(), ViewGeometry::frame(ball).toRect());
+
+        // A zero-size frame stays zero even when the widget cannot be that small.
+        ball->setMinimumSize(50, 50);
+        ViewGeometry::setFrame(ball, QRectF(0, 0, 0, 0));
+        QCOMPARE(ViewGeometry::frame(ball), QRectF(0, 0, 0, 0));
+
+        ball->move(7, 8);  // moved behind our back: the widget is the truth again
+        QCOMPARE(ViewGeometry::frame(ball), QRectF(ball->geometry()));
+        QCOMPARE(ViewGeometry::frame(nullptr), QRectF());
     }
 };
 
