@@ -1,6 +1,9 @@
 #include "Request/TSKRequestPrivate.h"
 
+#include "Network/TSKNetworkChecker.h"
 #include "Request/TSKDeviceSignals.h"
+#include "Statistics/TSKStatistics.h"
+#include "Utility/TSKIdentifierUtilities.h"
 #include "Utility/TSKPropertyListDescription.h"
 
 TSKRequestPrivate::TSKRequestPrivate(const TSKRequestPrivate &request)
@@ -29,6 +32,14 @@ int TSKRequestPrivate::requestTypeFromString(const QString &type)
     if (type == QLatin1String("contextual"))
         return 1;
     return 0;
+}
+
+bool TSKRequestPrivate::deviceAtLeastMinimumOSMajorVersionMinorVersion(int major, int minor)
+{
+    int osMajor = 0;
+    int osMinor = 0;
+    TSKIdentifierUtilities::getOSMajorMinorBugFix(&osMajor, &osMinor, nullptr);
+    return osMajor > major || (osMajor == major && osMinor >= minor);
 }
 
 void TSKRequestPrivate::setAdditionalParameters(const std::optional<QVariantMap> &parameters)
@@ -93,17 +104,22 @@ QString TSKRequestPrivate::birthdayString() const
     return birthday_.toLocalTime().toString(QStringLiteral("yyyyMMdd"));
 }
 
+// Later keys replace earlier ones: the request's own keys win over the
+// device's, the statistics' over both.
 QVariantMap TSKRequestPrivate::parameters() const
 {
-    QVariantMap parameters;
-    addOwnParameters(parameters);
+    QVariantMap parameters = TSKIdentifierUtilities::sharedInstance()->parameters();
+    parameters.insert(QStringLiteral("js"), sdkVersion());
+    if (const QString network = TSKNetworkChecker::sharedChecker()->networkTypeString(); !network.isNull())
+        parameters.insert(QStringLiteral("net"), network);
+    addTargetingParameters(parameters);
+    parameters.insert(TSKStatistics::sharedStatistics()->parameters());
     parameters.insert(QStringLiteral("preqs"), counter_);
     return parameters;
 }
 
-void TSKRequestPrivate::addOwnParameters(QVariantMap &parameters) const
+void TSKRequestPrivate::addTargetingParameters(QVariantMap &parameters) const
 {
-    parameters.insert(QStringLiteral("js"), sdkVersion());
     if (testing_)
         parameters.insert(QStringLiteral("testing"), QStringLiteral("1"));
     if (additionalParameters_)

@@ -24,6 +24,8 @@ public:
 
     // The ad server's type string: "tiskos" 4, "exchange" 5, "contextual" 1, else 0.
     static int requestTypeFromString(const QString &type);
+    // Whether the running OS is at least major.minor.
+    static bool deviceAtLeastMinimumOSMajorVersionMinorVersion(int major, int minor);
 
     std::unique_ptr<TSKRequest> copy() const override;
 
@@ -55,6 +57,8 @@ public:
     // "yyyyMMdd" in local time, or null.
     QString birthdayString() const;
 
+    // Device facts, "js", "net", the targeting, the statistics (which taking
+    // them clears) and "preqs".
     QVariantMap parameters() const;
     // At most one entry, from the device signals module.
     QVariantMap spamSignals() const;
@@ -62,7 +66,7 @@ public:
     QString description() const override;
 
 private:
-    void addOwnParameters(QVariantMap &parameters) const;
+    void addTargetingParameters(QVariantMap &parameters) const;
 
     bool testing_ = false;
     std::optional<QVariantMap> additionalParameters_;
