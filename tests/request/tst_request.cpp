@@ -1,6 +1,30 @@
 #include "Request/TSKDeviceSignals.h"
 #include "Request/TSKRequestPrivate.h"
+#include "Statistics/TSKStatistics.h"
 #include "TestMain.h"
+#include "Utility/TSKIdentifierUtilities.h"
+#include "Utility/TSKMacros.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace {
+
+const QStringList targetingKeys = {QStringLiteral("testing"), QStringLiteral("extras"), QStringLiteral("cust_gender"),
+                                   QStringLiteral("cust_age"), QStringLiteral("kw"), QStringLiteral("uloc")};
+
+// The JSON text the ad server's script receives, read back by an independent reader.
+QJsonObject sentJSON(const QVariantMap &parameters)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(TSKMacros::jsonify(parameters).toUtf8(), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return {};
+    return document.object();
+}
+
+}  // namespace
 
 class TestRequest : public QObject
 {
@@ -66,6 +90,75 @@ private slots:
         request->setLocationWithDescription(QStringLiteral("Munich"));
         request->setLocationWithDescription(QString());
         QVERIFY(!state->location());
+    }
+
+    void emptyRequestSendsDeviceFactsVersionAndCount()
+    {
+        const auto request = TSKRequest::request();
+        const QVariantMap parameters = TSKRequestPrivate::from(request.get())->parameters();
+        const QVariantMap device = TSKIdentifierUtilities::sharedInstance()->parameters();
+        QVERIFY(!device.isEmpty());
+        for (auto it = device.cbegin(); it != device.cend(); ++it)
+            QCOMPARE(parameters.value(it.key()), it.value());
+        QCOMPARE(parameters.value(QStringLiteral("js")), QVariant(QStringLiteral("tiskos-sdk-i-v4.0.2")));
+        QCOMPARE(parameters.value(QStringLiteral("preqs")), QVariant(qint64(0)));
+        for (const QString &key : targetingKeys)
+            QVERIFY2(!parameters.contains(key), qPrintable(key));
+
+        const QJsonObject json = sentJSON(parameters);
+        QCOMPARE(json.keys(), parameters.keys());
+        QCOMPARE(json.value(QStringLiteral("preqs")).toInteger(), 0);
+    }
+
+    void fullyTargetedRequestSendsEveryKey()
+    {
+        const auto request = TSKRequest::request();
+        TSKRequestPrivate *state = TSKRequestPrivate::from(request.get());
+        request->setTesting(true);
+        request->setAdditionalParameters(QVariantMap{{QStringLiteral("channel"), QStringLiteral("games")},
+                                                     {QStringLiteral("level"), 3}});
+        request->setGender(TSKGender::Female);
+        request->setBirthdayWithMonthDayYear(5, 17, 1990);
+        request->addKeyword(QStringLiteral("arcade"));
+        request->addKeyword(QStringLiteral("ball games"));
+        request->setLocationWithLatitudeLongitudeAccuracy(52.52f, 13.405f, 30);
+        state->setCounter(5);
+        // The request's own count wins over the statistics' one.
+        TSKStatistics::sharedStatistics()->incrementAdRequestCount();
+        TSKStatistics::sharedStatistics()->incrementClickCount();
+
+        const QVariantMap parameters = state->parameters();
+        QCOMPARE(parameters.value(QStringLiteral("testing")), QVariant(QStringLiteral("1")));
+        QCOMPARE(parameters.value(QStringLiteral("cust_gender")), QVariant(QStringLiteral("f")));
+        QCOMPARE(parameters.value(QStringLiteral("cust_age")), QVariant(QStringLiteral("19900517")));
+        QVERIFY(parameters.value(QStringLiteral("uloc")).toString().startsWith(QStringLiteral("e1+")));
+        QCOMPARE(parameters.value(QStringLiteral("preqs")), QVariant(qint64(5)));
+        QVERIFY(parameters.contains(QStringLiteral("pcc")));
+
+        const QJsonObject json = sentJSON(parameters);
+        QCOMPARE(json.keys(), parameters.keys());
+        QCOMPARE(json.value(QStringLiteral("extras")).toObject(),
+                 QJsonObject({{QStringLiteral("channel"), QStringLiteral("games")}, {QStringLiteral("level"), 3}}));
+        QCOMPARE(json.value(QStringLiteral("kw")).toArray(),
+                 QJsonArray({QStringLiteral("arcade"), QStringLiteral("ball games")}));
+        QCOMPARE(json.value(QStringLiteral("uloc")).toString(), parameters.value(QStringLiteral("uloc")).toString());
+        QCOMPARE(json.value(QStringLiteral("preqs")).toInteger(), 5);
+
+        // A non-ASCII place cannot be enciphered and is left out, nothing else.
+        request->setLocationWithDescription(QStringLiteral("Zürich"));
+        const QVariantMap withoutPlace = state->parameters();
+        QVERIFY(!withoutPlace.contains(QStringLiteral("uloc")));
+        QVERIFY(withoutPlace.contains(QStringLiteral("kw")));
+    }
+
+    void osVersionComparison()
+    {
+        int major = 0, minor = 0;
+        TSKIdentifierUtilities::getOSMajorMinorBugFix(&major, &minor, nullptr);
+        QVERIFY(TSKRequestPrivate::deviceAtLeastMinimumOSMajorVersionMinorVersion(major, minor));
+        QVERIFY(TSKRequestPrivate::deviceAtLeastMinimumOSMajorVersionMinorVersion(major - 1, minor + 100));
+        QVERIFY(!TSKRequestPrivate::deviceAtLeastMinimumOSMajorVersionMinorVersion(major, minor + 1));
+        QVERIFY(!TSKRequestPrivate::deviceAtLeastMinimumOSMajorVersionMinorVersion(major + 1, 0));
     }
 
     void requestTypes()
