@@ -11,6 +11,7 @@
 #include <optional>
 
 class Window;
+Q_MOC_INCLUDE("Window.h")
 
 // The running program as the phone platform sees it: its activity state and
 // the notifications that announce changes of it, its delegate, the key
@@ -25,11 +26,15 @@ class Window;
 //   DidBecomeActive     -> active
 //   WillTerminate       the event loop is about to quit
 // Background tasks do not exist here.
+//
+// The accessors other code may probe for ("does the application answer
+// applicationState?") are invokable, so the meta-object answers yes.
 class Application : public QObject
 {
     Q_OBJECT
 public:
     enum State { Active = 0, Inactive = 1, Background = 2 };
+    Q_ENUM(State)
 
     static inline const QString DidFinishLaunchingNotification =
         QStringLiteral("ApplicationDidFinishLaunchingNotification");
@@ -61,7 +66,7 @@ public:
     // error and answers empty for a value that is not a whole number from 1 to 16.
     static std::optional<int> scaleOption(const QStringList &arguments);
 
-    State applicationState() const { return state_; }
+    Q_INVOKABLE State applicationState() const { return state_; }
 
     ApplicationDelegate *delegate() const { return delegate_; }
     // Not owned.
@@ -71,17 +76,17 @@ public:
     void finishLaunching();
 
     // Hands the URL to the desktop (QDesktopServices) or the installed opener.
-    bool openURL(const QUrl &url);
+    Q_INVOKABLE bool openURL(const QUrl &url);
     // Replaces how URLs are opened; an empty function restores the desktop's.
     void setUrlOpener(UrlOpener opener) { urlOpener_ = std::move(opener); }
 
-    Window *keyWindow() const;
+    Q_INVOKABLE Window *keyWindow() const;
     void setKeyWindow(Window *window);
 
     bool isStatusBarHidden() const { return statusBarHidden_; }
     void setStatusBarHidden(bool hidden, bool animated = false);
     // Screens here are always upright (portrait = 1).
-    int statusBarOrientation() const { return 1; }
+    Q_INVOKABLE int statusBarOrientation() const { return 1; }
 
     // Fed by QGuiApplication::applicationStateChanged; public so that
     // tests can drive it. Posts the notifications of each step passed.

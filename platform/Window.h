@@ -6,6 +6,7 @@
 
 class QLabel;
 class ViewController;
+Q_MOC_INCLUDE("ViewController.h")
 
 // The phone's screen on the desktop: one fixed 320 by 480 point top-level
 // widget. Everything inside is laid out in points.
@@ -31,7 +32,7 @@ public:
     // Puts a view on the screen, above what is there.
     void addSubview(QWidget *view);
 
-    ViewController *rootViewController() const;
+    Q_INVOKABLE ViewController *rootViewController() const;
     // Shows the controller's view as the window's only screen. Not owned.
     void setRootViewController(ViewController *controller);
 

@@ -106,6 +106,14 @@ TSKStringEncoding TSKStringEncoding::rfc4648Base64WebsafeStringEncoding()
     return encoding;
 }
 
+void TSKStringEncoding::setDoPad(bool doPad)
+{
+    doPad_ = doPad;
+    qint8 &entry = reverseCharMap_[uchar(paddingChar_) & 127];
+    if (doPad && entry == Invalid)
+        entry = Padding;
+}
+
 void TSKStringEncoding::setPaddingChar(char paddingChar)
 {
     paddingChar_ = paddingChar;

@@ -29,7 +29,8 @@ public:
     QString stringByDecoding(const QString &text) const;
 
     bool doPad() const { return doPad_; }
-    void setDoPad(bool doPad) { doPad_ = doPad; }
+    // Padding on also lets the decoder accept the padding character, so encoded text always decodes.
+    void setDoPad(bool doPad);
     void setPaddingChar(char paddingChar);
     // Groups, each an alphabet character followed by characters that decode like it ("0oO").
     void addDecodeSynonyms(const QString &synonyms);

@@ -70,7 +70,10 @@ private slots:
         const TSKStringEncoding hex = TSKStringEncoding::hexStringEncoding();
         QCOMPARE(hex.decode("0a1B"), std::optional<QByteArray>(QByteArray::fromHex("0a1b")));
         QVERIFY(!hex.decode("0G"));
-        QVERIFY(!hex.decode("0A="));  // '=' is no padding here
+        QVERIFY(!hex.decode("0A="));  // '=' is no padding here...
+        TSKStringEncoding paddedHex = hex;
+        paddedHex.setDoPad(true);  // ...unless the encoder writes it
+        QCOMPARE(paddedHex.decode("0A="), std::optional<QByteArray>(QByteArray(1, '\x0a')));
     }
 
     void synonymsAndIgnoredCharacters()

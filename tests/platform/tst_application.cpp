@@ -1,29 +1,10 @@
 #include "Application.h"
 #include "NotificationCenter.h"
 #include "TestMain.h"
+#include "ViewController.h"
 #include "Window.h"
 
-#include <QTimer>
-
-namespace {
-
 using App = Application;
-
-class RecordingDelegate : public ApplicationDelegate
-{
-public:
-    explicit RecordingDelegate(QStringList *log) : log_(log) {}
-    bool applicationDidFinishLaunchingWithOptions(Application *, const QVariantMap &options) override
-    {
-        log_->append(options.isEmpty() ? "delegate launched" : "delegate got options");
-        return true;
-    }
-
-private:
-    QStringList *log_;
-};
-
-}  // namespace
 
 class TestApplication : public QObject
 {
@@ -32,92 +13,51 @@ private slots:
     void init()
     {
         log.clear();
-        states.clear();
-        const QStringList names = {App::DidFinishLaunchingNotification, App::WillResignActiveNotification,
-                                   App::DidBecomeActiveNotification, App::DidEnterBackgroundNotification,
-                                   App::WillEnterForegroundNotification, App::WillTerminateNotification};
-        for (const QString &name : names) {
-            NotificationCenter::defaultCenter()->addObserver(
-                &observer, name, App::shared(), [this](const Notification &n) {
-                    log.append(QString(n.name()).remove("Application").remove("Notification"));
-                    states.append(App::shared()->applicationState());
-                });
+        for (const QString &name : {App::WillResignActiveNotification, App::DidBecomeActiveNotification,
+                                    App::DidEnterBackgroundNotification, App::WillEnterForegroundNotification}) {
+            NotificationCenter::defaultCenter()->addObserver(&observer, name, App::shared(), [this](const Notification &n) {
+                // Name without its affixes, and the state while it is posted.
+                log << QString(n.name()).remove("Application").remove("Notification")
+                           + QString::number(App::shared()->applicationState());
+            });
         }
     }
 
     void cleanup() { NotificationCenter::defaultCenter()->removeObserver(&observer); }
-
-    void launchNotifiesAfterTheDelegate()
-    {
-        RecordingDelegate delegate(&log);
-        App::shared()->setDelegate(&delegate);
-        App::shared()->finishLaunching();
-        App::shared()->setDelegate(nullptr);
-        QCOMPARE(log, QStringList({"delegate launched", "DidFinishLaunching"}));
-    }
 
     void stateChangesPostEachStepPassed()
     {
         App *app = App::shared();
         app->updateState(Qt::ApplicationActive);
         log.clear();
-        states.clear();
-
         app->updateState(Qt::ApplicationActive);  // no change, no news
         app->updateState(Qt::ApplicationInactive);
         app->updateState(Qt::ApplicationActive);
-        QCOMPARE(log, QStringList({"WillResignActive", "DidBecomeActive"}));
-        QCOMPARE(states, QList<int>({App::Active, App::Active}));
-
-        log.clear();
-        states.clear();
         app->updateState(Qt::ApplicationHidden);
         app->updateState(Qt::ApplicationActive);
-        QCOMPARE(log, QStringList({"WillResignActive", "DidEnterBackground", "WillEnterForeground",
-                                   "DidBecomeActive"}));
-        // Each is posted while the state it speaks of is (still) current.
-        QCOMPARE(states, QList<int>({App::Active, App::Background, App::Background, App::Active}));
-
-        log.clear();
         app->updateState(Qt::ApplicationSuspended);
-        QCOMPARE(app->applicationState(), App::Background);
         app->updateState(Qt::ApplicationInactive);
-        QCOMPARE(log, QStringList({"WillResignActive", "DidEnterBackground", "WillEnterForeground"}));
+        // Each is posted while the state it speaks of is (still) current: 0 active, 2 background.
+        QCOMPARE(log, QStringList({"WillResignActive0", "DidBecomeActive0", "WillResignActive0",
+                                   "DidEnterBackground2", "WillEnterForeground2", "DidBecomeActive0",
+                                   "WillResignActive0", "DidEnterBackground2", "WillEnterForeground2"}));
         QCOMPARE(app->applicationState(), App::Inactive);
+
+        // Probing code sees the state and key window, and no background tasks.
+        QVERIFY(app->metaObject()->indexOfMethod("applicationState()") >= 0);
+        QVERIFY(app->metaObject()->indexOfMethod("keyWindow()") >= 0);
+        QVERIFY(app->metaObject()->indexOfMethod("beginBackgroundTaskWithExpirationHandler(std::function<void()>)") < 0);
     }
 
     void urlsGoToTheInstalledOpener()
     {
         QList<QUrl> opened;
-        App::shared()->setUrlOpener([&opened](const QUrl &url) {
-            opened.append(url);
-            return url.scheme() == "http";
-        });
+        App::shared()->setUrlOpener([&opened](const QUrl &url) { opened << url; return url.scheme() == "http"; });
         QVERIFY(App::shared()->openURL(QUrl("http://example.test/landing")));
         QVERIFY(!App::shared()->openURL(QUrl("mailto:someone@example.test")));
         QVERIFY(!App::shared()->openURL(QUrl()));  // nothing to open, opener not bothered
         App::shared()->setUrlOpener({});
         QCOMPARE(opened, QList<QUrl>({QUrl("http://example.test/landing"), QUrl("mailto:someone@example.test")}));
-    }
-
-    void keyWindowCarriesTheStatusBar()
-    {
-        App *app = App::shared();
-        app->setStatusBarHidden(true);
-        Window window;
-        QVERIFY(!app->keyWindow());
-        window.makeKeyAndVisible();
-        QCOMPARE(app->keyWindow(), &window);
-        QVERIFY(!window.isStatusBarShown());
-        app->setStatusBarHidden(false, true);
-        QVERIFY(window.isStatusBarShown());
-        QCOMPARE(app->statusBarOrientation(), 1);
-        app->setStatusBarHidden(true);
-        {
-            Window gone;
-            gone.makeKeyAndVisible();
-        }
-        QVERIFY(!app->keyWindow());
     }
 
     void scaleComesFromTheCommandLineOrTheDesktop()
@@ -130,25 +70,53 @@ private slots:
         QCOMPARE(App::scaleOption({"velmora", "--scale"}), std::nullopt);
 
         QCOMPARE(Window::largestFittingScale({1920, 1050}), 2);
-        QCOMPARE(Window::largestFittingScale({2560, 1440}), 3);
         QCOMPARE(Window::largestFittingScale({1280, 1440}), 3);
-        QCOMPARE(Window::largestFittingScale({800, 600}), 1);
         QCOMPARE(Window::largestFittingScale({300, 200}), 1);  // never below 1
     }
 
-    // Last: it runs the event loop to its end.
-    void quittingPostsWillTerminate()
+    void screenIsInPointsAndGrabbedAtTheScale()
     {
-        QTimer::singleShot(0, qApp, &QCoreApplication::quit);
-        QCoreApplication::exec();
-        QCOMPARE(log, QStringList({"WillTerminate"}));
+        struct Tracker : ViewController
+        {
+            QList<QPointF> began;
+            void touchesBegan(const QList<TouchPoint> &touches, const TouchEvent &) override
+            {
+                began << touches.first().locationInView(view()) << touches.first().locationInView(nullptr);
+            }
+        } controller;
+        Application *app = Application::shared();
+        app->setStatusBarHidden(true);
+        Window window;
+        controller.view()->setStyleSheet("background: rgb(0, 128, 255);");
+        controller.view()->setAttribute(Qt::WA_StyledBackground);
+        window.setRootViewController(&controller);
+        window.makeKeyAndVisible();
+        QCOMPARE(app->keyWindow(), &window);
+        QCOMPARE(controller.view()->geometry(), QRect(0, 0, 320, 480));
+
+        QImage shot = window.grabScreen();
+        QCOMPARE(shot.size(), QSize(640, 960));
+        QCOMPARE(shot.devicePixelRatio(), 2.0);
+        QCOMPARE(shot.pixelColor(5, 5), QColor(0, 128, 255));
+        app->setStatusBarHidden(false);
+        shot = window.grabScreen();
+        QCOMPARE(shot.pixelColor(5, 5), QColor(Qt::black));  // the bar covers the top 20 points
+        QCOMPARE(shot.pixelColor(5, 45), QColor(0, 128, 255));
+        app->setStatusBarHidden(true);
+
+        // Touch locations are points, not device pixels.
+        auto *child = new QWidget(controller.view());
+        child->setGeometry(300, 460, 20, 20);
+        QTest::mousePress(child, Qt::LeftButton, {}, QPoint(19, 19));
+        QCOMPARE(controller.began, QList<QPointF>({QPointF(319, 479), QPointF(319, 479)}));
+        window.setRootViewController(nullptr);
     }
 
 private:
     QObject observer;
     QStringList log;
-    QList<int> states;
 };
 
-VELMORA_TEST_MAIN(TestApplication)
+// Twice the device pixel ratio, the way --scale 2 runs the program.
+VELMORA_TEST_MAIN_WITH(TestApplication, [] { qputenv("QT_SCALE_FACTOR", "2"); })
 #include "tst_application.moc"
