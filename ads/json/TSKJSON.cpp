@@ -44,6 +44,14 @@ int hexValue(char c)
 
 bool needsEscaping(char16_t unit) { return unit < 0x20 || unit == u'"' || unit == u'\\'; }
 
+// QString::fromUtf8 drops a leading byte order mark; in JSON text it is a character like any other.
+QString fromUTF8(const char *utf8, qsizetype length)
+{
+    if (length >= 3 && memcmp(utf8, "\xEF\xBB\xBF", 3) == 0)
+        return QChar(0xFEFF) + QString::fromUtf8(utf8 + 3, length - 3);
+    return QString::fromUtf8(utf8, length);
+}
+
 QString hexCode(char c) { return QString::number(uchar(c), 16); }
 
 bool isContainer(const QVariant &value)
@@ -225,7 +233,7 @@ bool TSKJSON::scanRestOfDictionary(QVariant &value)
         if (current() != '"')
             return failWithUnderlier(3, QStringLiteral("Object key string expected"));
         step();
-        if (!scanRestOfString(key))
+        if (!scanRestOfKey(key))
             return failWithUnderlier(3, QStringLiteral("Object key string expected"));
 
         skipWhitespace();
@@ -280,22 +288,33 @@ bool TSKJSON::scanRestOfArray(QVariant &value)
     }
 }
 
+void TSKJSON::flushPending(QString &string)
+{
+    if (pending_.isEmpty())
+        return;
+    string += fromUTF8(pending_.constData(), pending_.size());
+    pending_.clear();
+}
+
 bool TSKJSON::scanRestOfString(QString &string)
 {
-    for (;;) {
-        const char *run = cursor_;
-        while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
-            ++cursor_;
-        if (cursor_ != run) {
-            if (string.isEmpty())
-                string = QString::fromUtf8(run, cursor_ - run);
-            else
-                string += QString::fromUtf8(run, cursor_ - run);
-        }
+    // Fast path: no escape before the closing quote, so the text converts in one go.
+    const char *run = cursor_;
+    while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
+        ++cursor_;
+    if (current() == '"') {
+        string = fromUTF8(run, cursor_ - run);
+        step();
+        return true;
+    }
+    pending_.clear();
+    pending_.append(run, cursor_ - run);
 
+    for (;;) {
         const char c = current();
         if (c == '"') {
             step();
+            flushPending(string);
             return true;
         }
         if (c == '\\') {
@@ -322,14 +341,56 @@ bool TSKJSON::scanRestOfString(QString &string)
             default:
                 return fail(8, QStringLiteral("Illegal escape sequence '0x%1'").arg(hexCode(escaped)));
             }
-            string += QChar(unit);
+            if (unit < 0x80) {
+                pending_.append(char(unit));
+            } else if (QChar::isSurrogate(unit)) {
+                // A lone surrogate has no UTF-8 form; it goes straight into the result.
+                flushPending(string);
+                string += QChar(unit);
+            } else if (unit < 0x800) {
+                pending_.append(char(0xC0 | unit >> 6));
+                pending_.append(char(0x80 | (unit & 0x3F)));
+            } else {
+                pending_.append(char(0xE0 | unit >> 12));
+                pending_.append(char(0x80 | ((unit >> 6) & 0x3F)));
+                pending_.append(char(0x80 | (unit & 0x3F)));
+            }
             step();
         } else if (c != '\0') {
             return fail(5, QStringLiteral("Unescaped control character '0x%1'").arg(hexCode(c)));
         }
         if (current() == '\0')
             return fail(11, QStringLiteral("Unexpected EOF while parsing string"));
+
+        run = cursor_;
+        while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
+            ++cursor_;
+        pending_.append(run, cursor_ - run);
     }
+}
+
+bool TSKJSON::scanRestOfKey(QString &key)
+{
+    const char *start = cursor_;
+    const char *quote = start;
+    while (quote < end_ && !StringStop[uchar(*quote)])
+        ++quote;
+    const qsizetype length = quote - start;
+    if (quote == end_ || *quote != '"' || length > 32)
+        return scanRestOfString(key);
+
+    const QByteArrayView utf8(start, length);
+    size_t hash = length;
+    for (const char c : utf8)
+        hash = hash * 31 + uchar(c);
+    CachedKey &slot = keyCache_[hash % keyCache_.size()];
+    if (slot.utf8 != utf8) {
+        slot.utf8 = utf8.toByteArray();
+        slot.key = fromUTF8(utf8.data(), utf8.size());
+    }
+    key = slot.key;
+    cursor_ = quote + 1;
+    return true;
 }
 
 bool TSKJSON::scanHexQuad(char16_t &unit)
@@ -593,13 +654,15 @@ bool TSKJSON::appendSequential(const QVariant &array, QString &out)
 void TSKJSON::appendString(QStringView string, QString &out)
 {
     out += u'"';
-    if (std::none_of(string.begin(), string.end(), [](QChar c) { return needsEscaping(c.unicode()); })) {
-        out += string;
-        out += u'"';
-        return;
-    }
-    for (const QChar c : string) {
-        switch (c.unicode()) {
+    const QChar *run = string.begin();
+    for (const QChar *it = run; it != string.end(); ++it) {
+        const char16_t unit = it->unicode();
+        if (!needsEscaping(unit))
+            continue;
+        // Characters that need no escape go out a run at a time.
+        out += QStringView(run, it);
+        run = it + 1;
+        switch (unit) {
         case u'\b': out += QLatin1StringView("\\b"); break;
         case u'\t': out += QLatin1StringView("\\t"); break;
         case u'\n': out += QLatin1StringView("\\n"); break;
@@ -607,12 +670,13 @@ void TSKJSON::appendString(QStringView string, QString &out)
         case u'\r': out += QLatin1StringView("\\r"); break;
         case u'"': out += QLatin1StringView("\\\""); break;
         case u'\\': out += QLatin1StringView("\\\\"); break;
-        default:
-            if (c.unicode() < 0x20)
-                out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-            else
-                out += c;
+        default: {
+            static constexpr char hexDigits[] = "0123456789abcdef";
+            const char escape[6] = {'\\', 'u', '0', '0', hexDigits[unit >> 4], hexDigits[unit & 15]};
+            out += QLatin1StringView(escape, 6);
+        }
         }
     }
+    out += QStringView(run, string.end());
     out += u'"';
 }

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <array>
 #include <optional>
 
 extern const QString TSKJSONErrorDomain;
@@ -47,6 +48,8 @@ private:
     bool scanRestOfFalse(QVariant &value);
     bool scanRestOfTrue(QVariant &value);
     bool scanRestOfString(QString &string);
+    bool scanRestOfKey(QString &key);
+    void flushPending(QString &string);
     bool scanNumber(QVariant &value);
     bool scanRestOfDictionary(QVariant &value);
     bool scanRestOfArray(QVariant &value);
@@ -79,4 +82,14 @@ private:
     const char *cursor_ = nullptr;
     const char *end_ = nullptr;
     Error error_;
+
+    // Unescaped UTF-8 of the string being read, turned into UTF-16 once at its end.
+    QByteArray pending_;
+    // Documents repeat their keys; sharing one QString per distinct short key saves an allocation each time.
+    struct CachedKey
+    {
+        QByteArray utf8;
+        QString key;
+    };
+    std::array<CachedKey, 64> keyCache_;
 };
