@@ -155,11 +155,10 @@ int TSKDecimal::digitsInto(char *buffer) const
     return count;
 }
 
-void TSKDecimal::appendTo(QString &out) const
+int TSKDecimal::toChars(char *text) const
 {
     char digits[48];
     const int count = digitsInto(digits);
-    char text[48 + 2 * 130];
     int length = 0;
     if (negative_ && !isZero())
         text[length++] = '-';
@@ -184,14 +183,13 @@ void TSKDecimal::appendTo(QString &out) const
         std::memcpy(text + length, digits, size_t(count));
         length += count;
     }
-    out.append(QLatin1StringView(text, length));
+    return length;
 }
 
 QString TSKDecimal::toString() const
 {
-    QString text;
-    appendTo(text);
-    return text;
+    char text[MaxTextLength];
+    return QString::fromLatin1(text, toChars(text));
 }
 
 double TSKDecimal::toDouble() const

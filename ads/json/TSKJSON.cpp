@@ -72,6 +72,59 @@ bool isContainer(const QVariant &value)
 
 }  // namespace
 
+// Collects the writer's text in a small buffer so that most appends are a
+// store rather than a call into QString.
+class TSKJSON::Output
+{
+public:
+    explicit Output(QString &target) : target_(target) {}
+    ~Output() { flush(); }
+
+    void operator+=(char16_t c)
+    {
+        if (used_ == Capacity)
+            flush();
+        buffer_[used_++] = c;
+    }
+    void operator+=(QStringView text)
+    {
+        if (text.size() > Capacity - used_) {
+            flush();
+            if (text.size() > Capacity / 2) {
+                target_ += text;
+                return;
+            }
+        }
+        std::copy(text.utf16(), text.utf16() + text.size(), buffer_ + used_);
+        used_ += text.size();
+    }
+    void operator+=(QLatin1StringView text) { appendLatin1(text.data(), text.size()); }
+    void appendLatin1(const char *text, qsizetype length)
+    {
+        if (length > Capacity - used_) {
+            flush();
+            if (length > Capacity) {
+                target_ += QLatin1StringView(text, length);
+                return;
+            }
+        }
+        for (qsizetype i = 0; i < length; ++i)
+            buffer_[used_ + i] = uchar(text[i]);
+        used_ += length;
+    }
+    void flush()
+    {
+        target_ += QStringView(buffer_, used_);
+        used_ = 0;
+    }
+
+private:
+    static constexpr qsizetype Capacity = 1024;
+    QString &target_;
+    char16_t buffer_[Capacity];
+    qsizetype used_ = 0;
+};
+
 bool TSKJSON::fail(int code, const QString &message)
 {
     error_ = TSKError::withMessage(TSKJSONErrorDomain, code, message);
@@ -480,12 +533,17 @@ QString TSKJSON::stringWithObjectAllowScalar(const QVariant &value, bool allowSc
 {
     error_.reset();
     depth_ = 0;
-    QString out;
-    out.reserve(128);
-    if (!allowScalar && !isContainer(value))
+    QString text;
+    text.reserve(128);
+    bool written = false;
+    if (!allowScalar && !isContainer(value)) {
         fail(4, QStringLiteral("Not valid type for JSON"));
-    else if (appendValue(value, out))
-        return out;
+    } else {
+        Output out(text);
+        written = appendValue(value, out);
+    }
+    if (written)
+        return text;
     if (error)
         *error = error_;
     return {};
@@ -496,7 +554,7 @@ QString TSKJSON::indent() const
     return u'\n' + QString(int(depth_) * 2, u' ');
 }
 
-bool TSKJSON::appendValue(const QVariant &value, QString &out)
+bool TSKJSON::appendValue(const QVariant &value, Output &out)
 {
     switch (value.typeId()) {
     case QMetaType::QVariantMap:
@@ -513,17 +571,17 @@ bool TSKJSON::appendValue(const QVariant &value, QString &out)
     case QMetaType::Short:
     case QMetaType::Long:
     case QMetaType::LongLong:
-        out += QString::number(value.toLongLong());
+        out += QStringView(QString::number(value.toLongLong()));
         return true;
     case QMetaType::UInt:
     case QMetaType::UShort:
     case QMetaType::ULong:
     case QMetaType::ULongLong:
-        out += QString::number(value.toULongLong());
+        out += QStringView(QString::number(value.toULongLong()));
         return true;
     case QMetaType::Double:
     case QMetaType::Float:
-        out += QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+        out += QStringView(QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest));
         return true;
     case QMetaType::Nullptr:
         out += QLatin1StringView("null");
@@ -534,7 +592,8 @@ bool TSKJSON::appendValue(const QVariant &value, QString &out)
         break;
     default:
         if (value.metaType() == QMetaType::fromType<TSKDecimal>()) {
-            static_cast<const TSKDecimal *>(value.constData())->appendTo(out);
+            char text[TSKDecimal::MaxTextLength];
+            out.appendLatin1(text, static_cast<const TSKDecimal *>(value.constData())->toChars(text));
             return true;
         }
     }
@@ -546,19 +605,19 @@ bool TSKJSON::appendValue(const QVariant &value, QString &out)
     }
     // Anything else that can describe itself goes out as that text.
     if (value.isValid() && value.canConvert<QString>()) {
-        appendString(value.toString(), out);
+        appendString(QStringView(value.toString()), out);
         return true;
     }
     return fail(1, QStringLiteral("JSON serialisation not supported for %1")
                        .arg(value.isValid() ? QString::fromLatin1(value.typeName()) : QStringLiteral("(null)")));
 }
 
-bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first, QString &out)
+bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first, Output &out)
 {
     if (!first)
         out += u',';
     if (humanReadable_)
-        out += indent();
+        out += QStringView(indent());
     appendString(key, out);
     out += humanReadable_ ? QLatin1StringView(" : ") : QLatin1StringView(":");
     if (!appendValue(value, out))
@@ -566,25 +625,25 @@ bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first
     return true;
 }
 
-bool TSKJSON::appendElement(const QVariant &element, bool first, QString &out)
+bool TSKJSON::appendElement(const QVariant &element, bool first, Output &out)
 {
     if (!first)
         out += u',';
     if (humanReadable_)
-        out += indent();
+        out += QStringView(indent());
     return appendValue(element, out);
 }
 
-void TSKJSON::closeContainer(bool empty, char16_t bracket, QString &out)
+void TSKJSON::closeContainer(bool empty, char16_t bracket, Output &out)
 {
     --depth_;
     if (humanReadable_ && !empty)
-        out += indent();
-    out += QChar(bracket);
+        out += QStringView(indent());
+    out += bracket;
 }
 
 // Map keys are already in ascending order, which is what sorting would give.
-bool TSKJSON::appendDictionary(const QVariantMap &dictionary, QString &out)
+bool TSKJSON::appendDictionary(const QVariantMap &dictionary, Output &out)
 {
     out += u'{';
     ++depth_;
@@ -597,7 +656,7 @@ bool TSKJSON::appendDictionary(const QVariantMap &dictionary, QString &out)
     return true;
 }
 
-bool TSKJSON::appendAssociative(const QVariant &dictionary, QString &out)
+bool TSKJSON::appendAssociative(const QVariant &dictionary, Output &out)
 {
     const QAssociativeIterable iterable = dictionary.value<QAssociativeIterable>();
     QVariantList keys;
@@ -622,7 +681,7 @@ bool TSKJSON::appendAssociative(const QVariant &dictionary, QString &out)
     return true;
 }
 
-bool TSKJSON::appendArray(const QVariantList &array, QString &out)
+bool TSKJSON::appendArray(const QVariantList &array, Output &out)
 {
     out += u'[';
     ++depth_;
@@ -636,7 +695,7 @@ bool TSKJSON::appendArray(const QVariantList &array, QString &out)
     return true;
 }
 
-bool TSKJSON::appendSequential(const QVariant &array, QString &out)
+bool TSKJSON::appendSequential(const QVariant &array, Output &out)
 {
     const QSequentialIterable iterable = array.value<QSequentialIterable>();
     out += u'[';
@@ -651,7 +710,7 @@ bool TSKJSON::appendSequential(const QVariant &array, QString &out)
     return true;
 }
 
-void TSKJSON::appendString(QStringView string, QString &out)
+void TSKJSON::appendString(QStringView string, Output &out)
 {
     out += u'"';
     const QChar *run = string.begin();
