@@ -109,23 +109,15 @@ private slots:
         QCOMPARE(QByteArray::fromBase64(base64.toLatin1(), QByteArray::Base64UrlEncoding), hash);
     }
 
-    void metadataIsADictionaryOrNothing_data()
-    {
-        QTest::addColumn<QByteArray>("content");
-        QTest::addColumn<QVariantMap>("expected");
-        QTest::newRow("dictionary") << PropertyList::toXml(Metadata) << Metadata;
-        QTest::newRow("array root") << PropertyList::toXml(QVariantList{1, 2}) << QVariantMap();
-        QTest::newRow("truncated") << PropertyList::toXml(Metadata).left(60) << QVariantMap();
-    }
-
     void metadataIsADictionaryOrNothing()
     {
-        QFETCH(QByteArray, content);
-        QFETCH(QVariantMap, expected);
         QTemporaryDir dir;
-        writeFile(dir.filePath("meta.plist"), content);
-        QCOMPARE(TSKIdentifierUtilities::readITunesMetadataFileAt(dir.filePath("meta.plist")), expected);
-        QCOMPARE(TSKIdentifierUtilities::readITunesMetadataFileAt(dir.filePath("missing.plist")), QVariantMap());
+        const QString path = dir.filePath("meta.plist");
+        QCOMPARE(TSKIdentifierUtilities::readITunesMetadataFileAt(path), QVariantMap());
+        for (const QByteArray &notADictionary : {PropertyList::toXml(QVariantList{1}), PropertyList::toXml(Metadata).left(60)}) {
+            writeFile(path, notADictionary);
+            QCOMPARE(TSKIdentifierUtilities::readITunesMetadataFileAt(path), QVariantMap());
+        }
     }
 
     void audioRouteCodes()
