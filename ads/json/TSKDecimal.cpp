@@ -88,10 +88,20 @@ std::optional<TSKDecimal> TSKDecimal::fromString(std::string_view text)
     if (mantissa == 0)
         return TSKDecimal();
 
-    while (mantissa % 10 == 0) {
-        mantissa /= 10;
-        ++exponent;
-        --digits;
+    if (mantissa >> 64 == 0) {
+        quint64 small = quint64(mantissa);  // 64-bit division is far cheaper than 128-bit
+        while (small % 10 == 0) {
+            small /= 10;
+            ++exponent;
+            --digits;
+        }
+        mantissa = small;
+    } else {
+        while (mantissa % 10 == 0) {
+            mantissa /= 10;
+            ++exponent;
+            --digits;
+        }
     }
     // A large exponent may still fit by moving zeros back into the mantissa.
     while (exponent > MaxExponent && digits < MaxDigits) {
@@ -113,16 +123,31 @@ int TSKDecimal::digitsInto(char *buffer) const
 {
     char reversed[48];
     int count = 0;
-    Mantissa m = mantissa();
-    do {
-        // Peel 19 digits at a time so most of the work is 64-bit division.
-        quint64 chunk = quint64(m % 10000000000000000000ull);
-        m /= 10000000000000000000ull;
-        for (int i = 0; i < 19 && (chunk != 0 || m != 0); ++i) {
-            reversed[count++] = char('0' + chunk % 10);
-            chunk /= 10;
+    static constexpr char pairs[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                                    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                                    "8081828384858687888990919293949596979899";
+    // Two digits per division; a chunk followed by more digits is padded to its full 19.
+    auto peel = [&](quint64 chunk, bool more) {
+        const int target = count + 19;
+        while (chunk >= 10 || (more && count + 2 <= target)) {
+            const unsigned pair = unsigned(chunk % 100);
+            chunk /= 100;
+            reversed[count++] = pairs[pair * 2 + 1];
+            reversed[count++] = pairs[pair * 2];
         }
-    } while (m != 0);
+        if (chunk != 0 || (more && count < target))
+            reversed[count++] = char('0' + chunk);
+    };
+    if (high_ == 0) {
+        peel(low_, false);  // the common case needs no 128-bit division
+    } else {
+        Mantissa m = mantissa();
+        do {
+            const quint64 chunk = quint64(m % 10000000000000000000ull);
+            m /= 10000000000000000000ull;
+            peel(chunk, m != 0);
+        } while (m != 0);
+    }
     if (count == 0)
         reversed[count++] = '0';
     for (int i = 0; i < count; ++i)
@@ -130,11 +155,10 @@ int TSKDecimal::digitsInto(char *buffer) const
     return count;
 }
 
-void TSKDecimal::appendTo(QString &out) const
+int TSKDecimal::toChars(char *text) const
 {
     char digits[48];
     const int count = digitsInto(digits);
-    char text[48 + 2 * 130];
     int length = 0;
     if (negative_ && !isZero())
         text[length++] = '-';
@@ -159,14 +183,13 @@ void TSKDecimal::appendTo(QString &out) const
         std::memcpy(text + length, digits, size_t(count));
         length += count;
     }
-    out.append(QLatin1StringView(text, length));
+    return length;
 }
 
 QString TSKDecimal::toString() const
 {
-    QString text;
-    appendTo(text);
-    return text;
+    char text[MaxTextLength];
+    return QString::fromLatin1(text, toChars(text));
 }
 
 double TSKDecimal::toDouble() const

@@ -24,8 +24,10 @@ public:
 
     // Plain notation without redundant zeros: 1.10 -> "1.1", 1e2 -> "100", -0.5e-3 -> "-0.0005".
     QString toString() const;
-    // Same text as toString(), appended to `out` without building a QString.
-    void appendTo(QString &out) const;
+    // Longest text toChars() writes: sign, 38 digits, point, and up to 128 zeros of scale.
+    static constexpr int MaxTextLength = 1 + MaxDigits + 1 + 130;
+    // Same text as toString() into `buffer` (MaxTextLength bytes, no terminator); answers its length.
+    int toChars(char *buffer) const;
     double toDouble() const;
 
     bool isNegative() const { return negative_; }

@@ -44,6 +44,14 @@ int hexValue(char c)
 
 bool needsEscaping(char16_t unit) { return unit < 0x20 || unit == u'"' || unit == u'\\'; }
 
+// QString::fromUtf8 drops a leading byte order mark; in JSON text it is a character like any other.
+QString fromUTF8(const char *utf8, qsizetype length)
+{
+    if (length >= 3 && memcmp(utf8, "\xEF\xBB\xBF", 3) == 0)
+        return QChar(0xFEFF) + QString::fromUtf8(utf8 + 3, length - 3);
+    return QString::fromUtf8(utf8, length);
+}
+
 QString hexCode(char c) { return QString::number(uchar(c), 16); }
 
 bool isContainer(const QVariant &value)
@@ -63,6 +71,59 @@ bool isContainer(const QVariant &value)
 }
 
 }  // namespace
+
+// Collects the writer's text in a small buffer so that most appends are a
+// store rather than a call into QString.
+class TSKJSON::Output
+{
+public:
+    explicit Output(QString &target) : target_(target) {}
+    ~Output() { flush(); }
+
+    void operator+=(char16_t c)
+    {
+        if (used_ == Capacity)
+            flush();
+        buffer_[used_++] = c;
+    }
+    void operator+=(QStringView text)
+    {
+        if (text.size() > Capacity - used_) {
+            flush();
+            if (text.size() > Capacity / 2) {
+                target_ += text;
+                return;
+            }
+        }
+        std::copy(text.utf16(), text.utf16() + text.size(), buffer_ + used_);
+        used_ += text.size();
+    }
+    void operator+=(QLatin1StringView text) { appendLatin1(text.data(), text.size()); }
+    void appendLatin1(const char *text, qsizetype length)
+    {
+        if (length > Capacity - used_) {
+            flush();
+            if (length > Capacity) {
+                target_ += QLatin1StringView(text, length);
+                return;
+            }
+        }
+        for (qsizetype i = 0; i < length; ++i)
+            buffer_[used_ + i] = uchar(text[i]);
+        used_ += length;
+    }
+    void flush()
+    {
+        target_ += QStringView(buffer_, used_);
+        used_ = 0;
+    }
+
+private:
+    static constexpr qsizetype Capacity = 1024;
+    QString &target_;
+    char16_t buffer_[Capacity];
+    qsizetype used_ = 0;
+};
 
 bool TSKJSON::fail(int code, const QString &message)
 {
@@ -225,7 +286,7 @@ bool TSKJSON::scanRestOfDictionary(QVariant &value)
         if (current() != '"')
             return failWithUnderlier(3, QStringLiteral("Object key string expected"));
         step();
-        if (!scanRestOfString(key))
+        if (!scanRestOfKey(key))
             return failWithUnderlier(3, QStringLiteral("Object key string expected"));
 
         skipWhitespace();
@@ -280,22 +341,33 @@ bool TSKJSON::scanRestOfArray(QVariant &value)
     }
 }
 
+void TSKJSON::flushPending(QString &string)
+{
+    if (pending_.isEmpty())
+        return;
+    string += fromUTF8(pending_.constData(), pending_.size());
+    pending_.clear();
+}
+
 bool TSKJSON::scanRestOfString(QString &string)
 {
-    for (;;) {
-        const char *run = cursor_;
-        while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
-            ++cursor_;
-        if (cursor_ != run) {
-            if (string.isEmpty())
-                string = QString::fromUtf8(run, cursor_ - run);
-            else
-                string += QString::fromUtf8(run, cursor_ - run);
-        }
+    // Fast path: no escape before the closing quote, so the text converts in one go.
+    const char *run = cursor_;
+    while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
+        ++cursor_;
+    if (current() == '"') {
+        string = fromUTF8(run, cursor_ - run);
+        step();
+        return true;
+    }
+    pending_.clear();
+    pending_.append(run, cursor_ - run);
 
+    for (;;) {
         const char c = current();
         if (c == '"') {
             step();
+            flushPending(string);
             return true;
         }
         if (c == '\\') {
@@ -322,14 +394,56 @@ bool TSKJSON::scanRestOfString(QString &string)
             default:
                 return fail(8, QStringLiteral("Illegal escape sequence '0x%1'").arg(hexCode(escaped)));
             }
-            string += QChar(unit);
+            if (unit < 0x80) {
+                pending_.append(char(unit));
+            } else if (QChar::isSurrogate(unit)) {
+                // A lone surrogate has no UTF-8 form; it goes straight into the result.
+                flushPending(string);
+                string += QChar(unit);
+            } else if (unit < 0x800) {
+                pending_.append(char(0xC0 | unit >> 6));
+                pending_.append(char(0x80 | (unit & 0x3F)));
+            } else {
+                pending_.append(char(0xE0 | unit >> 12));
+                pending_.append(char(0x80 | ((unit >> 6) & 0x3F)));
+                pending_.append(char(0x80 | (unit & 0x3F)));
+            }
             step();
         } else if (c != '\0') {
             return fail(5, QStringLiteral("Unescaped control character '0x%1'").arg(hexCode(c)));
         }
         if (current() == '\0')
             return fail(11, QStringLiteral("Unexpected EOF while parsing string"));
+
+        run = cursor_;
+        while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
+            ++cursor_;
+        pending_.append(run, cursor_ - run);
     }
+}
+
+bool TSKJSON::scanRestOfKey(QString &key)
+{
+    const char *start = cursor_;
+    const char *quote = start;
+    while (quote < end_ && !StringStop[uchar(*quote)])
+        ++quote;
+    const qsizetype length = quote - start;
+    if (quote == end_ || *quote != '"' || length > 32)
+        return scanRestOfString(key);
+
+    const QByteArrayView utf8(start, length);
+    size_t hash = length;
+    for (const char c : utf8)
+        hash = hash * 31 + uchar(c);
+    CachedKey &slot = keyCache_[hash % keyCache_.size()];
+    if (slot.utf8 != utf8) {
+        slot.utf8 = utf8.toByteArray();
+        slot.key = fromUTF8(utf8.data(), utf8.size());
+    }
+    key = slot.key;
+    cursor_ = quote + 1;
+    return true;
 }
 
 bool TSKJSON::scanHexQuad(char16_t &unit)
@@ -419,12 +533,17 @@ QString TSKJSON::stringWithObjectAllowScalar(const QVariant &value, bool allowSc
 {
     error_.reset();
     depth_ = 0;
-    QString out;
-    out.reserve(128);
-    if (!allowScalar && !isContainer(value))
+    QString text;
+    text.reserve(128);
+    bool written = false;
+    if (!allowScalar && !isContainer(value)) {
         fail(4, QStringLiteral("Not valid type for JSON"));
-    else if (appendValue(value, out))
-        return out;
+    } else {
+        Output out(text);
+        written = appendValue(value, out);
+    }
+    if (written)
+        return text;
     if (error)
         *error = error_;
     return {};
@@ -435,7 +554,7 @@ QString TSKJSON::indent() const
     return u'\n' + QString(int(depth_) * 2, u' ');
 }
 
-bool TSKJSON::appendValue(const QVariant &value, QString &out)
+bool TSKJSON::appendValue(const QVariant &value, Output &out)
 {
     switch (value.typeId()) {
     case QMetaType::QVariantMap:
@@ -452,17 +571,17 @@ bool TSKJSON::appendValue(const QVariant &value, QString &out)
     case QMetaType::Short:
     case QMetaType::Long:
     case QMetaType::LongLong:
-        out += QString::number(value.toLongLong());
+        out += QStringView(QString::number(value.toLongLong()));
         return true;
     case QMetaType::UInt:
     case QMetaType::UShort:
     case QMetaType::ULong:
     case QMetaType::ULongLong:
-        out += QString::number(value.toULongLong());
+        out += QStringView(QString::number(value.toULongLong()));
         return true;
     case QMetaType::Double:
     case QMetaType::Float:
-        out += QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+        out += QStringView(QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest));
         return true;
     case QMetaType::Nullptr:
         out += QLatin1StringView("null");
@@ -473,7 +592,8 @@ bool TSKJSON::appendValue(const QVariant &value, QString &out)
         break;
     default:
         if (value.metaType() == QMetaType::fromType<TSKDecimal>()) {
-            static_cast<const TSKDecimal *>(value.constData())->appendTo(out);
+            char text[TSKDecimal::MaxTextLength];
+            out.appendLatin1(text, static_cast<const TSKDecimal *>(value.constData())->toChars(text));
             return true;
         }
     }
@@ -485,19 +605,19 @@ bool TSKJSON::appendValue(const QVariant &value, QString &out)
     }
     // Anything else that can describe itself goes out as that text.
     if (value.isValid() && value.canConvert<QString>()) {
-        appendString(value.toString(), out);
+        appendString(QStringView(value.toString()), out);
         return true;
     }
     return fail(1, QStringLiteral("JSON serialisation not supported for %1")
                        .arg(value.isValid() ? QString::fromLatin1(value.typeName()) : QStringLiteral("(null)")));
 }
 
-bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first, QString &out)
+bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first, Output &out)
 {
     if (!first)
         out += u',';
     if (humanReadable_)
-        out += indent();
+        out += QStringView(indent());
     appendString(key, out);
     out += humanReadable_ ? QLatin1StringView(" : ") : QLatin1StringView(":");
     if (!appendValue(value, out))
@@ -505,25 +625,25 @@ bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first
     return true;
 }
 
-bool TSKJSON::appendElement(const QVariant &element, bool first, QString &out)
+bool TSKJSON::appendElement(const QVariant &element, bool first, Output &out)
 {
     if (!first)
         out += u',';
     if (humanReadable_)
-        out += indent();
+        out += QStringView(indent());
     return appendValue(element, out);
 }
 
-void TSKJSON::closeContainer(bool empty, char16_t bracket, QString &out)
+void TSKJSON::closeContainer(bool empty, char16_t bracket, Output &out)
 {
     --depth_;
     if (humanReadable_ && !empty)
-        out += indent();
-    out += QChar(bracket);
+        out += QStringView(indent());
+    out += bracket;
 }
 
 // Map keys are already in ascending order, which is what sorting would give.
-bool TSKJSON::appendDictionary(const QVariantMap &dictionary, QString &out)
+bool TSKJSON::appendDictionary(const QVariantMap &dictionary, Output &out)
 {
     out += u'{';
     ++depth_;
@@ -536,7 +656,7 @@ bool TSKJSON::appendDictionary(const QVariantMap &dictionary, QString &out)
     return true;
 }
 
-bool TSKJSON::appendAssociative(const QVariant &dictionary, QString &out)
+bool TSKJSON::appendAssociative(const QVariant &dictionary, Output &out)
 {
     const QAssociativeIterable iterable = dictionary.value<QAssociativeIterable>();
     QVariantList keys;
@@ -561,7 +681,7 @@ bool TSKJSON::appendAssociative(const QVariant &dictionary, QString &out)
     return true;
 }
 
-bool TSKJSON::appendArray(const QVariantList &array, QString &out)
+bool TSKJSON::appendArray(const QVariantList &array, Output &out)
 {
     out += u'[';
     ++depth_;
@@ -575,7 +695,7 @@ bool TSKJSON::appendArray(const QVariantList &array, QString &out)
     return true;
 }
 
-bool TSKJSON::appendSequential(const QVariant &array, QString &out)
+bool TSKJSON::appendSequential(const QVariant &array, Output &out)
 {
     const QSequentialIterable iterable = array.value<QSequentialIterable>();
     out += u'[';
@@ -590,16 +710,18 @@ bool TSKJSON::appendSequential(const QVariant &array, QString &out)
     return true;
 }
 
-void TSKJSON::appendString(QStringView string, QString &out)
+void TSKJSON::appendString(QStringView string, Output &out)
 {
     out += u'"';
-    if (std::none_of(string.begin(), string.end(), [](QChar c) { return needsEscaping(c.unicode()); })) {
-        out += string;
-        out += u'"';
-        return;
-    }
-    for (const QChar c : string) {
-        switch (c.unicode()) {
+    const QChar *run = string.begin();
+    for (const QChar *it = run; it != string.end(); ++it) {
+        const char16_t unit = it->unicode();
+        if (!needsEscaping(unit))
+            continue;
+        // Characters that need no escape go out a run at a time.
+        out += QStringView(run, it);
+        run = it + 1;
+        switch (unit) {
         case u'\b': out += QLatin1StringView("\\b"); break;
         case u'\t': out += QLatin1StringView("\\t"); break;
         case u'\n': out += QLatin1StringView("\\n"); break;
@@ -607,12 +729,13 @@ void TSKJSON::appendString(QStringView string, QString &out)
         case u'\r': out += QLatin1StringView("\\r"); break;
         case u'"': out += QLatin1StringView("\\\""); break;
         case u'\\': out += QLatin1StringView("\\\\"); break;
-        default:
-            if (c.unicode() < 0x20)
-                out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-            else
-                out += c;
+        default: {
+            static constexpr char hexDigits[] = "0123456789abcdef";
+            const char escape[6] = {'\\', 'u', '0', '0', hexDigits[unit >> 4], hexDigits[unit & 15]};
+            out += QLatin1StringView(escape, 6);
+        }
         }
     }
+    out += QStringView(run, string.end());
     out += u'"';
 }

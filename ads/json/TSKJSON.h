@@ -6,6 +6,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <array>
 #include <optional>
 
 extern const QString TSKJSONErrorDomain;
@@ -47,6 +48,8 @@ private:
     bool scanRestOfFalse(QVariant &value);
     bool scanRestOfTrue(QVariant &value);
     bool scanRestOfString(QString &string);
+    bool scanRestOfKey(QString &key);
+    void flushPending(QString &string);
     bool scanNumber(QVariant &value);
     bool scanRestOfDictionary(QVariant &value);
     bool scanRestOfArray(QVariant &value);
@@ -58,15 +61,16 @@ private:
     char current() const { return cursor_ < end_ ? *cursor_ : '\0'; }
     void step() { cursor_ += cursor_ < end_; }
 
-    bool appendValue(const QVariant &value, QString &out);
-    bool appendDictionary(const QVariantMap &dictionary, QString &out);
-    bool appendAssociative(const QVariant &dictionary, QString &out);
-    bool appendArray(const QVariantList &array, QString &out);
-    bool appendSequential(const QVariant &array, QString &out);
-    bool appendMember(const QString &key, const QVariant &value, bool first, QString &out);
-    bool appendElement(const QVariant &element, bool first, QString &out);
-    void appendString(QStringView string, QString &out);
-    void closeContainer(bool empty, char16_t bracket, QString &out);
+    class Output;
+    bool appendValue(const QVariant &value, Output &out);
+    bool appendDictionary(const QVariantMap &dictionary, Output &out);
+    bool appendAssociative(const QVariant &dictionary, Output &out);
+    bool appendArray(const QVariantList &array, Output &out);
+    bool appendSequential(const QVariant &array, Output &out);
+    bool appendMember(const QString &key, const QVariant &value, bool first, Output &out);
+    bool appendElement(const QVariant &element, bool first, Output &out);
+    void appendString(QStringView string, Output &out);
+    void closeContainer(bool empty, char16_t bracket, Output &out);
 
     bool fail(int code, const QString &message);
     bool failWithUnderlier(int code, const QString &message);
@@ -79,4 +83,14 @@ private:
     const char *cursor_ = nullptr;
     const char *end_ = nullptr;
     Error error_;
+
+    // Unescaped UTF-8 of the string being read, turned into UTF-16 once at its end.
+    QByteArray pending_;
+    // Documents repeat their keys; sharing one QString per distinct short key saves an allocation each time.
+    struct CachedKey
+    {
+        QByteArray utf8;
+        QString key;
+    };
+    std::array<CachedKey, 64> keyCache_;
 };

@@ -210,15 +210,22 @@ QString TSKStringEncoding::encodeString(const QString &text) const
 }
 
 // Four alphabet characters make three bytes; stops at the first character that needs the general path.
-bool TSKStringEncoding::decodeBase64Blocks(const char16_t *&in, const char16_t *end, uchar *&out) const
+bool TSKStringEncoding::decodeBase64Blocks(const char16_t *&inOut, const char16_t *end, uchar *&outOut) const
 {
+    // Local copies: byte stores could otherwise alias the caller's pointers and force reloads.
+    const char16_t *in = inOut;
+    uchar *out = outOut;
+    const qint8 *map = reverseCharMap_.data();
+    bool ascii = true;
     while (end - in >= 4) {
-        if ((in[0] | in[1] | in[2] | in[3]) >= 128)
-            return false;
-        const int a = reverseCharMap_[in[0]], b = reverseCharMap_[in[1]];
-        const int c = reverseCharMap_[in[2]], d = reverseCharMap_[in[3]];
+        const char16_t c0 = in[0], c1 = in[1], c2 = in[2], c3 = in[3];
+        if ((c0 | c1 | c2 | c3) >= 128) {
+            ascii = false;
+            break;
+        }
+        const int a = map[c0], b = map[c1], c = map[c2], d = map[c3];
         if ((a | b | c | d) < 0)
-            return true;
+            break;
         const quint32 block = quint32(a) << 18 | quint32(b) << 12 | quint32(c) << 6 | quint32(d);
         out[0] = uchar(block >> 16);
         out[1] = uchar(block >> 8);
@@ -226,7 +233,9 @@ bool TSKStringEncoding::decodeBase64Blocks(const char16_t *&in, const char16_t *
         in += 4;
         out += 3;
     }
-    return true;
+    inOut = in;
+    outOut = out;
+    return ascii;
 }
 
 std::optional<QByteArray> TSKStringEncoding::decode(const QString &text) const

@@ -121,6 +121,10 @@ private slots:
         QCOMPARE(reader.fragmentWithString("\"\\uD83D\\uDE00\"").toString(), QString(QChar(0xF600)));
         QCOMPARE(reader.fragmentWithString("\"\\uDBFF\\uDFFE\"").toString(), QString(QChar(0xFFFE)));
         QCOMPARE(reader.fragmentWithString("\"\\u0000\\uFFFF\"").toString(), QString(QChar(0)) + QChar(0xFFFF));
+        // A byte order mark inside a string is kept, escaped or not, first or not.
+        QCOMPARE(reader.fragmentWithString("\"\\uDBFF\\uDEFF\"").toString(), QString(QChar(0xFEFF)));
+        QCOMPARE(reader.objectWithString(QString("{\"") + QChar(0xFEFF) + "k\":\"" + QChar(0xFEFF) + "\"}").toMap(),
+                 (QVariantMap{{QString(QChar(0xFEFF)) + "k", QString(QChar(0xFEFF))}}));
     }
 
     void nestingLimit()
