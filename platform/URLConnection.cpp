@@ -48,7 +48,9 @@ void URLConnection::dropReply()
     if (!reply_)
         return;
     reply_->disconnect(this);
-    reply_->abort();
+    // A reply holding an HTTP error already counts as ended for Qt; deleting it is enough.
+    if (reply_->isRunning() && reply_->error() == QNetworkReply::NoError)
+        reply_->abort();
     reply_->deleteLater();
     reply_.clear();
 }

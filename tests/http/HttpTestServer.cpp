@@ -1,5 +1,6 @@
 #include "HttpTestServer.h"
 
+#include <QTcpServer>
 #include <QTcpSocket>
 
 QByteArray HttpTestServer::Request::header(const QByteArray &name) const
@@ -45,6 +46,12 @@ void HttpTestServer::reply(const QString &path, int status, const Headers &heade
 void HttpTestServer::redirect(const QString &path, const QString &location, int status)
 {
     reply(path, status, {{"Location", location.toUtf8()}});
+}
+
+void HttpTestServer::refuseConnections()
+{
+    for (QTcpServer *listener : server_.servers())
+        listener->close();
 }
 
 QList<HttpTestServer::Request> HttpTestServer::requestsTo(const QString &path) const

@@ -34,6 +34,9 @@ public:
     void reply(const QString &path, int status, const Headers &headers = {}, const QByteArray &body = {});
     void redirect(const QString &path, const QString &location, int status = 302);
 
+    // Stops listening: later connections are refused.
+    void refuseConnections();
+
     QList<Request> requestsTo(const QString &path) const;
     QList<Request> requests() const { return requests_; }
 

@@ -1,0 +1,13 @@
+#pragma once
+// Temporary stand-in until the shared URL utilities land.
+#include <QString>
+#include <QUrl>
+#include <QVariant>
+
+class TSKNetworkUtilities
+{
+public:
+    static QString userAgentString();
+    static void setUserAgentString(const QString &userAgent);
+    static QUrl appendQueryKey(const QString &key, const QVariant &value, const QUrl &url);
+};
