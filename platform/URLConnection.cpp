@@ -47,10 +47,9 @@ void URLConnection::dropReply()
 {
     if (!reply_)
         return;
+    // Deleting a running reply stops its transfer; abort() would also report
+    // an error Qt may be about to report itself.
     reply_->disconnect(this);
-    // A reply holding an HTTP error already counts as ended for Qt; deleting it is enough.
-    if (reply_->isRunning() && reply_->error() == QNetworkReply::NoError)
-        reply_->abort();
     reply_->deleteLater();
     reply_.clear();
 }
