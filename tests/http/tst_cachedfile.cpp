@@ -152,10 +152,11 @@ private slots:
         QVERIFY(!file.hasContent());
     }
 
-    void emptyAndNonTextBodies()
+    void oddButCompleteAnswers()
     {
         HttpTestServer server;
         server.reply("/empty", 200, {}, {});
+        server.reply("/undated", 200, {{"Last-Modified", "yesterday GMT"}}, "undated");
         server.reply("/binary", 200, {}, "\xff\xfe\x00 not text");
         CachedFileRecorder recorder;
         TSKCachedFile empty(&recorder, server.url("/empty"));
@@ -169,6 +170,17 @@ private slots:
         fetch(binary, recorder);
         QVERIFY(binary.hasContent());
         QVERIFY(binary.content().isNull());
+
+        // An unreadable date leaves the file with the time it was written,
+        // which the next request then offers.
+        const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
+        TSKCachedFile undated(&recorder, server.url("/undated"));
+        fetch(undated, recorder);
+        QCOMPARE(undated.content(), "undated");
+        QVERIFY(fileTime(undated) >= before);
+        fetch(undated, recorder);
+        QCOMPARE(server.requestsTo("/undated").last().header("If-Modified-Since"), undated.fileModificationDate().toLatin1());
+        QCOMPARE(recorder.ended, 4);
     }
 
     void validateWhileRunningAndCancel()
