@@ -84,6 +84,7 @@ private slots:
         QTest::newRow("500") << "500" << true;
         QTest::newRow("closed mid-body") << "cut" << false;
         QTest::newRow("closed before answering") << "silent" << false;
+        QTest::newRow("promised body never sent") << "empty" << false;
         QTest::newRow("garbage") << "garbage" << false;
         QTest::newRow("redirect loop") << "loop" << false;
         QTest::newRow("connection refused") << "refused" << false;
@@ -107,6 +108,8 @@ private slots:
                 HttpTestServer::respond(responder, fault.toInt(), {}, "error page");
             else if (fault == "cut")
                 HttpTestServer::respondRaw(responder, "HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\npartial");
+            else if (fault == "empty")
+                HttpTestServer::respondRaw(responder, "HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n");
             else if (fault == "garbage")
                 HttpTestServer::respondRaw(responder, "200 maybe\r\n\r\nbad ad");
             else if (fault == "loop")
