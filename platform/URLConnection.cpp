@@ -63,17 +63,10 @@ void URLConnection::send(const QNetworkRequest &request, const std::optional<URL
     if (!alive || done_)
         return;
     if (!next.url().isValid()) {
-        if (redirectResponse) {
-            // Declined redirect: its response is the answer.
-            responseDelivered_ = true;
-            delegate_->connectionDidReceiveResponse(this, *redirectResponse);
-            if (alive && !done_) {
-                done_ = true;
-                delegate_->connectionDidFinishLoading(this);
-            }
-        } else {
+        if (redirectResponse)
+            finishWithDeclinedRedirect(*redirectResponse);
+        else
             fail(makeError(UnsupportedURL, QStringLiteral("unsupported URL"), request.url()));
-        }
         return;
     }
 
@@ -86,6 +79,20 @@ void URLConnection::send(const QNetworkRequest &request, const std::optional<URL
     connect(reply_, &QNetworkReply::metaDataChanged, this, &URLConnection::onMetaDataChanged);
     connect(reply_, &QNetworkReply::readyRead, this, &URLConnection::onReadyRead);
     connect(reply_, &QNetworkReply::finished, this, &URLConnection::onFinished);
+}
+
+// A declined redirect's own response is the answer.
+void URLConnection::finishWithDeclinedRedirect(const URLResponse &response)
+{
+    QPointer<URLConnection> alive(this);
+    responseDelivered_ = true;
+    if (delegate_)
+        delegate_->connectionDidReceiveResponse(this, response);
+    if (!alive || done_)
+        return;
+    done_ = true;
+    if (delegate_)
+        delegate_->connectionDidFinishLoading(this);
 }
 
 URLResponse URLConnection::responseOfReply() const

@@ -56,6 +56,7 @@ private:
     void onReadyRead();
     void onFinished();
     bool followRedirect(const URLResponse &response);
+    void finishWithDeclinedRedirect(const URLResponse &response);
     void deliverResponse();
     void fail(const Error &error);
     void dropReply();
