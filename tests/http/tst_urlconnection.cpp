@@ -6,7 +6,6 @@
 
 #include <QNetworkCookie>
 #include <QSignalSpy>
-#include <QTcpServer>
 
 namespace {
 
@@ -130,54 +129,6 @@ private slots:
         QCOMPARE(declining.responses.size(), 1);
         QCOMPARE(declining.responses[0].statusCode(), 301);
         QCOMPARE(server.requestsTo("/second").size(), 1);
-    }
-
-    void faultsEndInExactlyOneFailure_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("code");
-        QTest::newRow("redirect loop") << "/loop" << int(URLConnection::HTTPTooManyRedirects);
-        QTest::newRow("closed mid-body") << "/cut" << int(URLConnection::NetworkConnectionLost);
-        QTest::newRow("closed before answering") << "/silent" << int(URLConnection::NetworkConnectionLost);
-        QTest::newRow("garbage status line") << "/garbage" << int(URLConnection::NetworkConnectionLost);
-        QTest::newRow("redirect to another scheme") << "/store" << int(URLConnection::UnsupportedURL);
-        QTest::newRow("connection refused") << "refused" << int(URLConnection::CannotConnectToHost);
-    }
-
-    void faultsEndInExactlyOneFailure()
-    {
-        QFETCH(QString, path);
-        QFETCH(int, code);
-        HttpTestServer server;
-        server.redirect("/loop", "/loop");
-        server.on("/cut", [](const QHttpServerRequest &, QHttpServerResponder &responder) {
-            HttpTestServer::respondRaw(responder, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly ten..");
-        });
-        server.on("/silent", [](const QHttpServerRequest &, QHttpServerResponder &responder) {
-            HttpTestServer::respondRaw(responder, {});
-        });
-        server.on("/garbage", [](const QHttpServerRequest &, QHttpServerResponder &responder) {
-            HttpTestServer::respondRaw(responder, "\x01\x02 not http at all\r\n\r\n");
-        });
-        server.redirect("/store", "market://details?id=velmora");
-
-        QUrl url = server.url(path);
-        if (path == "refused") {
-            QTcpServer closed;
-            QVERIFY(closed.listen(QHostAddress::LocalHost));
-            url = QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closed.serverPort()));
-        }
-        Recorder recorder;
-        auto connection = URLConnection::connectionWithRequest(get(url), &recorder);
-        QTRY_COMPARE_WITH_TIMEOUT(recorder.endings(), 1, 20000);
-        QCOMPARE(recorder.finished, 0);
-        QCOMPARE(recorder.errors[0].domain(), URLConnection::errorDomain);
-        QCOMPARE(recorder.errors[0].code(), code);
-        QVERIFY(!recorder.errors[0].localizedDescription().isEmpty());
-        if (path == "/loop")
-            QCOMPARE(server.requestsTo("/loop").size(), URLConnection::maximumRedirects + 1);
-        roundTrip(server);
-        QCOMPARE(recorder.endings(), 1);
     }
 
     void cancelAndDestructionSilenceTheConnection()
