@@ -1,13 +1,23 @@
 #include "CachedFileRecorder.h"
+#include "Network/TSKClickTracker.h"
 #include "NginxServer.h"
 #include "TestMain.h"
-#include "URLConnection.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
 #include <QTimeZone>
 #include <memory>
+
+class ReportRecorder : public QObject
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *, const QUrl &url) { redirects.append(url); }
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &) { ++failures; }
+    QList<QUrl> redirects;
+    int failures = 0;
+};
 
 namespace {
 
@@ -80,17 +90,17 @@ private slots:
         QCOMPARE(recorder.failures.size(), 0);
     }
 
-    void redirectToAnotherSchemeIsOfferedThenFails()
+    void trackerStopsWhereNginxLeavesHTTP()
     {
-        CachedFileRecorder recorder;
-        TSKCachedFile file(&recorder, nginx->url("/click"));
-        file.validate();
-        QTRY_COMPARE(recorder.endings(), 1);
-        QCOMPARE(recorder.redirectURLs, (QList<QUrl>{nginx->url("/store"), QUrl("velmora-store://app/42")}));
-        QCOMPARE(file.httpDestinationURL(), QUrl("velmora-store://app/42"));
-        QCOMPARE(file.httpStatusCode(), 302);
-        QCOMPARE(recorder.failures.size(), 1);
-        QCOMPARE(recorder.failures[0]->code(), int(URLConnection::UnsupportedURL));
+        ReportRecorder recorder;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&recorder);
+        tracker.trackURL(nginx->url("/click"));
+        QTRY_VERIFY(tracker.hasTracked());
+        QCOMPARE(recorder.redirects, QList<QUrl>{QUrl("velmora-store://app/42")});
+        QCOMPARE(recorder.failures, 0);
+        QTRY_VERIFY(nginx->accessLog().contains("/click|-|302"));
+        QTRY_VERIFY(nginx->accessLog().contains("/store|-|302"));
     }
 };
 
