@@ -172,7 +172,7 @@ void URLConnection::onFinished()
         delegate_->connectionDidFinishLoading(this);
 }
 
-void URLConnection::fail(const Error &error)
+void URLConnection::fail(const URLError &error)
 {
     done_ = true;
     dropReply();
@@ -187,7 +187,7 @@ bool URLConnection::isTransportFailure(QNetworkReply::NetworkError code)
            || code == QNetworkReply::ProtocolUnknownError || code == QNetworkReply::ProtocolFailure;
 }
 
-Error URLConnection::errorOfReply() const
+URLError URLConnection::errorOfReply() const
 {
     const QString description = reply_->errorString();
     switch (reply_->error()) {
@@ -209,9 +209,8 @@ Error URLConnection::errorOfReply() const
     }
 }
 
-Error URLConnection::makeError(ErrorCode code, const QString &description, const QUrl &url)
+URLError URLConnection::makeError(ErrorCode code, const QString &description, const QUrl &url)
 {
-    return Error(errorDomain, code,
-                 {{QStringLiteral("NSLocalizedDescription"), description},
-                  {QStringLiteral("NSErrorFailingURLStringKey"), url.toString()}});
+    return URLError{errorDomain, code,
+                    {{URLError::LocalizedDescriptionKey, description}, {URLError::FailingURLKey, url.toString()}}};
 }

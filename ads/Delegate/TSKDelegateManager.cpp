@@ -15,7 +15,7 @@ Selector objectSelector(const char *name)
 
 Selector errorSelector(const char *name)
 {
-    return Selector(name, {QMetaType::fromType<QObject *>(), QMetaType::fromType<Error>()});
+    return Selector(name, {QMetaType::fromType<QObject *>(), QMetaType::fromType<TSKError>()});
 }
 
 // Runs `event` on the GUI thread; a caller on another thread waits for it.
@@ -101,7 +101,7 @@ void TSKDelegateManager::didReceiveAd()
     deliver(banner, interstitial);
 }
 
-void TSKDelegateManager::didFailToReceiveAdWithError(const Error &error)
+void TSKDelegateManager::didFailToReceiveAdWithError(const TSKError &error)
 {
     static const Selector banner = errorSelector("adViewDidFailToReceiveAdWithError");
     static const Selector interstitial = errorSelector("interstitialDidFailToReceiveAdWithError");

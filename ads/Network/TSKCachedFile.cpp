@@ -31,13 +31,13 @@ quint64 stableHash(const QByteArray &text)
     return hash;
 }
 
-Error writeError(const QSaveFile &file, const QString &path)
+TSKError writeError(const QSaveFile &file, const QString &path)
 {
     const bool denied = file.error() == QFileDevice::OpenError || file.error() == QFileDevice::PermissionsError;
-    return Error(QStringLiteral("NSCocoaErrorDomain"), denied ? 513 : 512,
-                 {{QStringLiteral("NSFilePath"), path},
-                  {QStringLiteral("NSLocalizedDescription"),
-                   QStringLiteral("The file could not be saved: %1").arg(file.errorString())}});
+    TSKError error = TSKError::withMessage(QStringLiteral("NSCocoaErrorDomain"), denied ? 513 : 512,
+                                           QStringLiteral("The file could not be saved: %1").arg(file.errorString()));
+    error.userInfo.insert(QStringLiteral("filePath"), path);
+    return error;
 }
 
 }  // namespace
@@ -127,7 +127,7 @@ void TSKCachedFile::beginFetchWithCacheBuster(bool cacheBuster)
     QUrl url = sourceURL_;
     if (cacheBuster) {
         const double now = QDateTime::currentMSecsSinceEpoch() / 1000.0 - referenceDateOffset;
-        url = TSKNetworkUtilities::appendQueryKey(QStringLiteral("unique"), QString::asprintf("%.0f", now), url);
+        url = TSKNetworkUtilities::appendQueryKeyValueToURL(QStringLiteral("unique"), QString::asprintf("%.0f", now), url);
     }
     QNetworkRequest request(url);
     const QString userAgent = TSKNetworkUtilities::userAgentString();
@@ -169,7 +169,7 @@ QNetworkRequest TSKCachedFile::connectionWillSendRequest(URLConnection *, const 
         return request;
     saveHeadersFromResponse(*redirectResponse);
     QPointer<TSKCachedFile> alive(this);
-    const std::optional<Error> refusal =
+    const std::optional<TSKError> refusal =
         delegate_ ? delegate_->cachedFileShouldRedirectToURL(this, request.url()) : std::nullopt;
     if (refusal && alive) {
         cleanUpConnection();
@@ -242,9 +242,9 @@ void TSKCachedFile::setFileTimes(const QString &path, const QString &modificatio
     ::utimes(QFile::encodeName(path).constData(), times);
 }
 
-void TSKCachedFile::connectionDidFailWithError(URLConnection *, const Error &error)
+void TSKCachedFile::connectionDidFailWithError(URLConnection *, const URLError &error)
 {
     cleanUpConnection();
     if (delegate_)
-        delegate_->cachedFileDownloadDidFail(this, error);
+        delegate_->cachedFileDownloadDidFail(this, TSKError{error.domain, error.code, error.userInfo});
 }

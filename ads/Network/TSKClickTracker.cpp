@@ -9,7 +9,7 @@ namespace {
 
 const Selector didRedirect("trackerDidRedirect", {QMetaType::fromType<QObject *>(), QMetaType::fromType<QUrl>()});
 const Selector didFail("trackerDidFailWithError",
-                       {QMetaType::fromType<QObject *>(), QMetaType::fromType<std::optional<Error>>()});
+                       {QMetaType::fromType<QObject *>(), QMetaType::fromType<std::optional<TSKError>>()});
 
 }  // namespace
 
@@ -79,7 +79,7 @@ void TSKClickTracker::cachedFileDownloadDidEnd(TSKCachedFile *file)
         endBackgroundTask();
 }
 
-void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Error> &error)
+void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<TSKError> &error)
 {
     if (hasTracked_)
         return;
@@ -90,12 +90,12 @@ void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::opti
         endBackgroundTask();
 }
 
-std::optional<Error> TSKClickTracker::cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url)
+std::optional<TSKError> TSKClickTracker::cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url)
 {
     if (url.scheme().toLower().startsWith(QLatin1StringView("http")))
         return std::nullopt;
     // The tracking is complete; the error only stops the download, and its
     // failure report is ignored because this one came first.
     cachedFileDownloadDidEnd(file);
-    return Error(QStringLiteral("com.velmora.tiskos"), 0);
+    return TSKError{QStringLiteral("com.velmora.tiskos"), 0, {}};
 }

@@ -20,7 +20,7 @@ void TSKNetworkUtilities::setUserAgentString(const QString &userAgent)
     sharedUserAgent() = userAgent;
 }
 
-QUrl TSKNetworkUtilities::appendQueryKey(const QString &key, const QVariant &value, const QUrl &url)
+QUrl TSKNetworkUtilities::appendQueryKeyValueToURL(const QString &key, const QVariant &value, const QUrl &url)
 {
     QUrl result = url;
     QUrlQuery query(url);

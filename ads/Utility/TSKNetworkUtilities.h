@@ -9,5 +9,5 @@ class TSKNetworkUtilities
 public:
     static QString userAgentString();
     static void setUserAgentString(const QString &userAgent);
-    static QUrl appendQueryKey(const QString &key, const QVariant &value, const QUrl &url);
+    static QUrl appendQueryKeyValueToURL(const QString &key, const QVariant &value, const QUrl &url);
 };

@@ -25,14 +25,14 @@ public:
     QList<QThread *> threads;
 
 protected:
-    void note(const char *callback, QObject *ad, const Error *error = nullptr)
+    void note(const char *callback, QObject *ad, const TSKError *error = nullptr)
     {
         threads.append(QThread::currentThread());
         QString entry = name_ + ':' + callback;
         if (!ad)
             entry += "(no ad)";
         if (error)
-            entry += '(' + error->domain() + ')';
+            entry += '(' + error->domain + ')';
         log_->append(entry);
         if (onCall)
             onCall();
@@ -49,7 +49,7 @@ class BannerDelegate : public LoggingDelegate
 public:
     using LoggingDelegate::LoggingDelegate;
     Q_INVOKABLE void adViewDidReceiveAd(AdView *view) { note("received", view); }
-    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(AdView *view, const Error &error) { note("failed", view, &error); }
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(AdView *view, const TSKError &error) { note("failed", view, &error); }
     Q_INVOKABLE void adViewWillPresentScreen(AdView *view) { note("willPresent", view); }
     Q_INVOKABLE void adViewWillDismissScreen(AdView *view) { note("willDismiss", view); }
     Q_INVOKABLE void adViewDidDismissScreen(AdView *view) { note("didDismiss", view); }
@@ -62,7 +62,7 @@ class InterstitialDelegate : public LoggingDelegate
 public:
     using LoggingDelegate::LoggingDelegate;
     Q_INVOKABLE void interstitialDidReceiveAd(QObject *ad) { note("i-received", ad); }
-    Q_INVOKABLE void interstitialDidFailToReceiveAdWithError(QObject *ad, const Error &error) { note("i-failed", ad, &error); }
+    Q_INVOKABLE void interstitialDidFailToReceiveAdWithError(QObject *ad, const TSKError &error) { note("i-failed", ad, &error); }
     Q_INVOKABLE void interstitialWillPresentScreen(QObject *ad) { note("i-willPresent", ad); }
     Q_INVOKABLE void interstitialWillDismissScreen(QObject *ad) { note("i-willDismiss", ad); }
     Q_INVOKABLE void interstitialDidDismissScreen(QObject *ad) { note("i-didDismiss", ad); }
@@ -87,7 +87,7 @@ namespace {
 void sendAllEvents(TSKDelegateManager &manager)
 {
     manager.didReceiveAd();
-    manager.didFailToReceiveAdWithError(Error("AdErrors", 2));
+    manager.didFailToReceiveAdWithError(TSKError{"AdErrors", 2, {}});
     manager.willPresentScreen();
     manager.willDismissScreen();
     manager.didDismissScreen();
@@ -185,7 +185,7 @@ private slots:
 
         qsizetype seenByWorker = -1;
         std::unique_ptr<QThread> worker(QThread::create([&] {
-            manager.didFailToReceiveAdWithError(Error("AdErrors", 3));
+            manager.didFailToReceiveAdWithError(TSKError{"AdErrors", 3, {}});
             seenByWorker = log.size();
         }));
         worker->start();

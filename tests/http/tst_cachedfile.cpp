@@ -128,7 +128,7 @@ private slots:
         QCOMPARE(recorder.failures.size(), 1);
         QCOMPARE(recorder.failures[0].has_value(), code != 0);
         if (code) {
-            QCOMPARE(recorder.failures[0]->code(), code);
+            QCOMPARE(recorder.failures[0]->code, code);
             QVERIFY(!recorder.failures[0]->localizedDescription().isEmpty());
         }
         if (code == URLConnection::HTTPTooManyRedirects)
@@ -157,8 +157,8 @@ private slots:
         QCOMPARE(recorder.ended, 0);
         QCOMPARE(recorder.failures.size(), 1);
         QVERIFY(recorder.failures[0].has_value());
-        QCOMPARE(recorder.failures[0]->domain(), "NSCocoaErrorDomain");
-        QCOMPARE(recorder.failures[0]->userInfo().value("NSFilePath").toString(), file.filePath());
+        QCOMPARE(recorder.failures[0]->domain, "NSCocoaErrorDomain");
+        QCOMPARE(recorder.failures[0]->userInfo.value("filePath").toString(), file.filePath());
         QVERIFY(!file.hasContent());
     }
 
@@ -264,7 +264,7 @@ private slots:
         roundTrip(server);
         QCOMPARE(refusing.ended, 0);
         QCOMPARE(refusing.failures.size(), 1);
-        QCOMPARE(refusing.failures[0], std::optional<Error>(refusing.refusal));
+        QCOMPARE(refusing.failures[0], std::optional<TSKError>(refusing.refusal));
         QCOMPARE(refused.httpStatusCode(), 302);
         QCOMPARE(refused.httpHeaders().value("X-Tiskos-Tracking-Urls").toString(), "t1");
         QCOMPARE(refused.httpDestinationURL(), server.url("/landing"));

@@ -17,7 +17,7 @@ public:
         if (onReport)
             onReport();
     }
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &error)
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<TSKError> &error)
     {
         failures.append(error);
         if (onReport)
@@ -26,7 +26,7 @@ public:
     int reports() const { return int(redirects.size() + failures.size()); }
 
     QList<QUrl> redirects;
-    QList<std::optional<Error>> failures;
+    QList<std::optional<TSKError>> failures;
     std::function<void()> onReport;
 };
 
@@ -83,14 +83,14 @@ private slots:
         tracker.setDelegate(&delegate);
         tracker.trackURL(server.url("/broken"));
         QTRY_COMPARE(delegate.reports(), 1);
-        QCOMPARE(delegate.failures, QList<std::optional<Error>>{std::nullopt});
+        QCOMPARE(delegate.failures, QList<std::optional<TSKError>>{std::nullopt});
 
         HttpTestServer closed;
         closed.refuseConnections();
         tracker.trackURL(closed.url("/click"));
         QTRY_COMPARE(delegate.reports(), 2);
         QVERIFY(delegate.failures.last().has_value());
-        QCOMPARE(delegate.failures.last()->code(), int(URLConnection::CannotConnectToHost));
+        QCOMPARE(delegate.failures.last()->code, int(URLConnection::CannotConnectToHost));
         QVERIFY(!TSKClickTracker::activeTrackings());
 
         // A delegate that hears nothing still ends the tracking.
