@@ -1,0 +1,618 @@
+#include "json/TSKJSON.h"
+
+#include "json/TSKDecimal.h"
+
+#include <QAssociativeIterable>
+#include <QLocale>
+#include <QSequentialIterable>
+
+#include <algorithm>
+#include <array>
+
+const QString TSKJSONErrorDomain = QStringLiteral("org.velmora.ads.JSON");
+
+namespace {
+
+// Bytes that end a plain run inside a string: the end of the text, control characters, '"' and '\'.
+constexpr std::array<bool, 256> stringStopTable()
+{
+    std::array<bool, 256> table{};
+    for (int c = 0; c < 0x20; ++c)
+        table[c] = true;
+    table['"'] = table['\\'] = true;
+    return table;
+}
+constexpr std::array<bool, 256> StringStop = stringStopTable();
+
+bool isWhitespace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+int hexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+bool needsEscaping(char16_t unit) { return unit < 0x20 || unit == u'"' || unit == u'\\'; }
+
+QString hexCode(char c) { return QString::number(uchar(c), 16); }
+
+bool isContainer(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantHash:
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+        return true;
+    case QMetaType::QString:
+    case QMetaType::QByteArray:
+        return false;
+    default:
+        return value.canConvert<QAssociativeIterable>() || value.canConvert<QSequentialIterable>();
+    }
+}
+
+}  // namespace
+
+bool TSKJSON::fail(int code, const QString &message)
+{
+    error_ = TSKError::withMessage(TSKJSONErrorDomain, code, message);
+    return false;
+}
+
+bool TSKJSON::failWithUnderlier(int code, const QString &message)
+{
+    TSKError error = TSKError::withMessage(TSKJSONErrorDomain, code, message);
+    if (error_)
+        error.setUnderlyingError(*error_);
+    error_ = std::move(error);
+    return false;
+}
+
+QVariant TSKJSON::readFailed(Error *error)
+{
+    if (error)
+        *error = error_;
+    return {};
+}
+
+QVariant TSKJSON::objectWithString(const QString &text, Error *error)
+{
+    return objectWithStringAllowScalar(text, false, error);
+}
+
+QVariant TSKJSON::fragmentWithString(const QString &text, Error *error)
+{
+    return objectWithStringAllowScalar(text, true, error);
+}
+
+QVariant TSKJSON::objectWithStringAllowScalar(const QString &text, bool allowScalar, Error *error)
+{
+    if (text.isNull())
+        return objectWithUTF8(QByteArrayView(), allowScalar, error);
+    const QByteArray utf8 = text.toUtf8();
+    return objectWithUTF8(QByteArrayView(utf8.constData(), utf8.size()), allowScalar, error);
+}
+
+QVariant TSKJSON::objectWithUTF8(QByteArrayView utf8, bool allowScalar, Error *error)
+{
+    error_.reset();
+    if (utf8.isNull()) {
+        fail(12, QStringLiteral("Input was 'nil'"));
+        return readFailed(error);
+    }
+    depth_ = 0;
+    cursor_ = utf8.data();
+    end_ = cursor_ + utf8.size();
+
+    QVariant value;
+    if (!scanValue(value))
+        return readFailed(error);
+    if (!scanIsAtEnd()) {
+        fail(10, QStringLiteral("Garbage after JSON"));
+        return readFailed(error);
+    }
+    const int type = value.typeId();
+    if (!allowScalar && type != QMetaType::QVariantMap && type != QMetaType::QVariantList) {
+        fail(4, QStringLiteral("Valid fragment, but not JSON"));
+        return readFailed(error);
+    }
+    Q_ASSERT_X(value.isValid(), "TSKJSON", "Should have a valid object");
+    return value;
+}
+
+void TSKJSON::skipWhitespace()
+{
+    while (cursor_ < end_ && isWhitespace(*cursor_))
+        ++cursor_;
+}
+
+// A NUL byte ends the text, as the terminator of a C string would.
+bool TSKJSON::scanIsAtEnd()
+{
+    skipWhitespace();
+    return current() == '\0';
+}
+
+bool TSKJSON::scanValue(QVariant &value)
+{
+    skipWhitespace();
+    const char c = current();
+    step();
+    switch (c) {
+    case '[':
+        return scanRestOfArray(value);
+    case '{':
+        return scanRestOfDictionary(value);
+    case 'n':
+        return scanRestOfNull(value);
+    case 't':
+        return scanRestOfTrue(value);
+    case 'f':
+        return scanRestOfFalse(value);
+    case '"': {
+        QString string;
+        if (!scanRestOfString(string))
+            return false;
+        value = std::move(string);
+        return true;
+    }
+    case '-':
+    case '0' ... '9':
+        --cursor_;
+        return scanNumber(value);
+    case '+':
+        return fail(2, QStringLiteral("Leading + disallowed in number"));
+    case '\0':
+        return fail(11, QStringLiteral("Unexpected end of string"));
+    default:
+        return fail(3, QStringLiteral("Unrecognised leading character"));
+    }
+}
+
+bool TSKJSON::scanLiteral(const char *rest, QVariant literal, QVariant &value, const char *message)
+{
+    const size_t length = strlen(rest);
+    if (size_t(end_ - cursor_) < length || memcmp(cursor_, rest, length) != 0)
+        return fail(3, QString::fromLatin1(message));
+    cursor_ += length;
+    value = std::move(literal);
+    return true;
+}
+
+bool TSKJSON::scanRestOfNull(QVariant &value)
+{
+    return scanLiteral("ull", QVariant::fromValue(nullptr), value, "Expected 'null'");
+}
+
+bool TSKJSON::scanRestOfTrue(QVariant &value)
+{
+    return scanLiteral("rue", QVariant(true), value, "Expected 'true'");
+}
+
+bool TSKJSON::scanRestOfFalse(QVariant &value)
+{
+    return scanLiteral("alse", QVariant(false), value, "Expected 'false'");
+}
+
+bool TSKJSON::scanRestOfDictionary(QVariant &value)
+{
+    if (maxDepth_ != 0 && ++depth_ > maxDepth_)
+        return fail(7, QStringLiteral("Nested too deep"));
+    QVariantMap dictionary;
+    for (;;) {
+        if (current() == '\0')
+            return fail(11, QStringLiteral("End of input while parsing object"));
+        skipWhitespace();
+        if (current() == '}') {
+            step();
+            if (maxDepth_ != 0)
+                --depth_;
+            value = std::move(dictionary);
+            return true;
+        }
+        QString key;
+        if (current() != '"')
+            return failWithUnderlier(3, QStringLiteral("Object key string expected"));
+        step();
+        if (!scanRestOfString(key))
+            return failWithUnderlier(3, QStringLiteral("Object key string expected"));
+
+        skipWhitespace();
+        if (current() != ':')
+            return fail(3, QStringLiteral("Expected ':' separating key and value"));
+        step();
+        QVariant member;
+        if (!scanValue(member))
+            return failWithUnderlier(3, QStringLiteral("Object value expected for key: %1").arg(key));
+        dictionary.insert(key, std::move(member));
+
+        // A missing comma is let through: the loop just reads the next key.
+        skipWhitespace();
+        if (current() == ',') {
+            step();
+            skipWhitespace();
+            if (current() == '}')
+                return fail(9, QStringLiteral("Trailing comma disallowed in object"));
+        }
+    }
+}
+
+bool TSKJSON::scanRestOfArray(QVariant &value)
+{
+    if (maxDepth_ != 0 && ++depth_ > maxDepth_)
+        return fail(7, QStringLiteral("Nested too deep"));
+    QVariantList array;
+    array.reserve(8);
+    for (;;) {
+        if (current() == '\0')
+            return fail(11, QStringLiteral("End of input while parsing array"));
+        skipWhitespace();
+        if (current() == ']') {
+            step();
+            if (maxDepth_ != 0)
+                --depth_;
+            value = std::move(array);
+            return true;
+        }
+        QVariant element;
+        if (!scanValue(element))
+            return failWithUnderlier(3, QStringLiteral("Expected value while parsing array"));
+        array.append(std::move(element));
+
+        skipWhitespace();
+        if (current() == ',') {
+            step();
+            skipWhitespace();
+            if (current() == ']')
+                return fail(9, QStringLiteral("Trailing comma disallowed in array"));
+        }
+    }
+}
+
+bool TSKJSON::scanRestOfString(QString &string)
+{
+    for (;;) {
+        const char *run = cursor_;
+        while (cursor_ < end_ && !StringStop[uchar(*cursor_)])
+            ++cursor_;
+        if (cursor_ != run) {
+            if (string.isEmpty())
+                string = QString::fromUtf8(run, cursor_ - run);
+            else
+                string += QString::fromUtf8(run, cursor_ - run);
+        }
+
+        const char c = current();
+        if (c == '"') {
+            step();
+            return true;
+        }
+        if (c == '\\') {
+            step();
+            const char escaped = current();
+            char16_t unit = 0;
+            switch (escaped) {
+            case '"':
+            case '/':
+            case '\\':
+                unit = char16_t(escaped);
+                break;
+            case 'b': unit = u'\b'; break;
+            case 'f': unit = u'\f'; break;
+            case 'n': unit = u'\n'; break;
+            case 'r': unit = u'\r'; break;
+            case 't': unit = u'\t'; break;
+            case 'u':
+                step();
+                if (!scanUnicodeChar(unit))
+                    return failWithUnderlier(6, QStringLiteral("Broken unicode character"));
+                --cursor_;  // the last hex digit is stepped past below, like any escape
+                break;
+            default:
+                return fail(8, QStringLiteral("Illegal escape sequence '0x%1'").arg(hexCode(escaped)));
+            }
+            string += QChar(unit);
+            step();
+        } else if (c != '\0') {
+            return fail(5, QStringLiteral("Unescaped control character '0x%1'").arg(hexCode(c)));
+        }
+        if (current() == '\0')
+            return fail(11, QStringLiteral("Unexpected EOF while parsing string"));
+    }
+}
+
+bool TSKJSON::scanHexQuad(char16_t &unit)
+{
+    unit = 0;
+    for (int i = 0; i < 4; ++i) {
+        const int digit = hexValue(current());
+        if (digit < 0)
+            return fail(6, QStringLiteral("Missing hex digit in quad"));
+        unit = char16_t(unit << 4 | digit);
+        step();
+    }
+    return true;
+}
+
+// A surrogate pair is folded into one 16-bit unit: the low 16 bits of the code point.
+bool TSKJSON::scanUnicodeChar(char16_t &unit)
+{
+    char16_t high = 0;
+    if (!scanHexQuad(high))
+        return failWithUnderlier(6, QStringLiteral("Missing hex quad"));
+    if (high < 0xD800 || high >= 0xE000) {
+        unit = high;
+        return true;
+    }
+    if (high >= 0xDC00)
+        return fail(6, QStringLiteral("Invalid high character in surrogate pair"));
+    if (current() != '\\' || cursor_ + 1 >= end_ || cursor_[1] != 'u')
+        return fail(6, QStringLiteral("Missing low character in surrogate pair"));
+    cursor_ += 2;
+    char16_t low = 0;
+    if (!scanHexQuad(low))
+        return failWithUnderlier(6, QStringLiteral("Missing low character in surrogate pair"));
+    if (low < 0xDC00 || low > 0xDFFE)
+        return fail(6, QStringLiteral("Invalid low surrogate char"));
+    unit = char16_t((unsigned(high) << 10) + (low - 0xDC00u));
+    return true;
+}
+
+bool TSKJSON::scanNumber(QVariant &value)
+{
+    const char *start = cursor_;
+    const bool minus = current() == '-';
+    if (minus)
+        step();
+    if (current() == '0' && cursor_ + 1 < end_ && isDigit(cursor_[1]))
+        return fail(2, QStringLiteral("Leading 0 disallowed in number"));
+    if (!isDigit(current()) && minus)
+        return fail(2, QStringLiteral("No digits after initial minus"));
+    while (isDigit(current()))
+        step();
+
+    if (current() == '.') {
+        step();
+        if (!isDigit(current()))
+            return fail(2, QStringLiteral("No digits after decimal point"));
+        while (isDigit(current()))
+            step();
+    }
+    if (current() == 'e' || current() == 'E') {
+        step();
+        if (current() == '+' || current() == '-')
+            step();
+        if (!isDigit(current()))
+            return fail(2, QStringLiteral("No digits after exponent"));
+        while (isDigit(current()))
+            step();
+    }
+    const std::optional<TSKDecimal> number = TSKDecimal::fromString(std::string_view(start, size_t(cursor_ - start)));
+    if (!number)
+        return fail(2, QStringLiteral("Failed creating decimal instance"));
+    value = QVariant::fromValue(*number);
+    return true;
+}
+
+QString TSKJSON::stringWithObject(const QVariant &value, Error *error)
+{
+    return stringWithObjectAllowScalar(value, false, error);
+}
+
+QString TSKJSON::stringWithFragment(const QVariant &value, Error *error)
+{
+    return stringWithObjectAllowScalar(value, true, error);
+}
+
+QString TSKJSON::stringWithObjectAllowScalar(const QVariant &value, bool allowScalar, Error *error)
+{
+    error_.reset();
+    depth_ = 0;
+    QString out;
+    out.reserve(128);
+    if (!allowScalar && !isContainer(value))
+        fail(4, QStringLiteral("Not valid type for JSON"));
+    else if (appendValue(value, out))
+        return out;
+    if (error)
+        *error = error_;
+    return {};
+}
+
+QString TSKJSON::indent() const
+{
+    return u'\n' + QString(int(depth_) * 2, u' ');
+}
+
+bool TSKJSON::appendValue(const QVariant &value, QString &out)
+{
+    switch (value.typeId()) {
+    case QMetaType::QVariantMap:
+        return appendDictionary(*static_cast<const QVariantMap *>(value.constData()), out);
+    case QMetaType::QVariantList:
+        return appendArray(*static_cast<const QVariantList *>(value.constData()), out);
+    case QMetaType::QString:
+        appendString(*static_cast<const QString *>(value.constData()), out);
+        return true;
+    case QMetaType::Bool:
+        out += value.toBool() ? QLatin1StringView("true") : QLatin1StringView("false");
+        return true;
+    case QMetaType::Int:
+    case QMetaType::Short:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        out += QString::number(value.toLongLong());
+        return true;
+    case QMetaType::UInt:
+    case QMetaType::UShort:
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+        out += QString::number(value.toULongLong());
+        return true;
+    case QMetaType::Double:
+    case QMetaType::Float:
+        out += QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
+        return true;
+    case QMetaType::Nullptr:
+        out += QLatin1StringView("null");
+        return true;
+    case QMetaType::QVariantHash:
+    case QMetaType::QStringList:
+    case QMetaType::QByteArray:
+        break;
+    default:
+        if (value.metaType() == QMetaType::fromType<TSKDecimal>()) {
+            static_cast<const TSKDecimal *>(value.constData())->appendTo(out);
+            return true;
+        }
+    }
+    if (value.typeId() != QMetaType::QByteArray) {
+        if (value.canConvert<QAssociativeIterable>())
+            return appendAssociative(value, out);
+        if (value.canConvert<QSequentialIterable>())
+            return appendSequential(value, out);
+    }
+    // Anything else that can describe itself goes out as that text.
+    if (value.isValid() && value.canConvert<QString>()) {
+        appendString(value.toString(), out);
+        return true;
+    }
+    return fail(1, QStringLiteral("JSON serialisation not supported for %1")
+                       .arg(value.isValid() ? QString::fromLatin1(value.typeName()) : QStringLiteral("(null)")));
+}
+
+bool TSKJSON::appendMember(const QString &key, const QVariant &value, bool first, QString &out)
+{
+    if (!first)
+        out += u',';
+    if (humanReadable_)
+        out += indent();
+    appendString(key, out);
+    out += humanReadable_ ? QLatin1StringView(" : ") : QLatin1StringView(":");
+    if (!appendValue(value, out))
+        return fail(1, QStringLiteral("Unsupported value for key %1 in object").arg(key));
+    return true;
+}
+
+bool TSKJSON::appendElement(const QVariant &element, bool first, QString &out)
+{
+    if (!first)
+        out += u',';
+    if (humanReadable_)
+        out += indent();
+    return appendValue(element, out);
+}
+
+void TSKJSON::closeContainer(bool empty, char16_t bracket, QString &out)
+{
+    --depth_;
+    if (humanReadable_ && !empty)
+        out += indent();
+    out += QChar(bracket);
+}
+
+// Map keys are already in ascending order, which is what sorting would give.
+bool TSKJSON::appendDictionary(const QVariantMap &dictionary, QString &out)
+{
+    out += u'{';
+    ++depth_;
+    bool first = true;
+    for (auto it = dictionary.cbegin(); it != dictionary.cend(); ++it, first = false) {
+        if (!appendMember(it.key(), it.value(), first, out))
+            return false;
+    }
+    closeContainer(dictionary.isEmpty(), u'}', out);
+    return true;
+}
+
+bool TSKJSON::appendAssociative(const QVariant &dictionary, QString &out)
+{
+    const QAssociativeIterable iterable = dictionary.value<QAssociativeIterable>();
+    QVariantList keys;
+    for (auto it = iterable.begin(); it != iterable.end(); ++it)
+        keys.append(it.key());
+    if (sortKeys_) {
+        std::stable_sort(keys.begin(), keys.end(), [](const QVariant &a, const QVariant &b) {
+            return QVariant::compare(a, b) == QPartialOrdering::Less;
+        });
+    }
+    out += u'{';
+    ++depth_;
+    bool first = true;
+    for (const QVariant &key : keys) {
+        if (key.typeId() != QMetaType::QString)
+            return fail(1, QStringLiteral("JSON object key must be string"));
+        if (!appendMember(key.toString(), iterable.value(key), first, out))
+            return false;
+        first = false;
+    }
+    closeContainer(keys.isEmpty(), u'}', out);
+    return true;
+}
+
+bool TSKJSON::appendArray(const QVariantList &array, QString &out)
+{
+    out += u'[';
+    ++depth_;
+    bool first = true;
+    for (const QVariant &element : array) {
+        if (!appendElement(element, first, out))
+            return false;
+        first = false;
+    }
+    closeContainer(array.isEmpty(), u']', out);
+    return true;
+}
+
+bool TSKJSON::appendSequential(const QVariant &array, QString &out)
+{
+    const QSequentialIterable iterable = array.value<QSequentialIterable>();
+    out += u'[';
+    ++depth_;
+    bool first = true;
+    for (const QVariant &element : iterable) {
+        if (!appendElement(element, first, out))
+            return false;
+        first = false;
+    }
+    closeContainer(first, u']', out);
+    return true;
+}
+
+void TSKJSON::appendString(QStringView string, QString &out)
+{
+    out += u'"';
+    if (std::none_of(string.begin(), string.end(), [](QChar c) { return needsEscaping(c.unicode()); })) {
+        out += string;
+        out += u'"';
+        return;
+    }
+    for (const QChar c : string) {
+        switch (c.unicode()) {
+        case u'\b': out += QLatin1StringView("\\b"); break;
+        case u'\t': out += QLatin1StringView("\\t"); break;
+        case u'\n': out += QLatin1StringView("\\n"); break;
+        case u'\f': out += QLatin1StringView("\\f"); break;
+        case u'\r': out += QLatin1StringView("\\r"); break;
+        case u'"': out += QLatin1StringView("\\\""); break;
+        case u'\\': out += QLatin1StringView("\\\\"); break;
+        default:
+            if (c.unicode() < 0x20)
+                out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+            else
+                out += c;
+        }
+    }
+    out += u'"';
+}
