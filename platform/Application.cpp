@@ -1,0 +1,174 @@
+#include "Application.h"
+
+#include "NotificationCenter.h"
+#include "Window.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QScreen>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kMaximumScale = 16;
+
+Application::State fromQt(Qt::ApplicationState state)
+{
+    switch (state) {
+    case Qt::ApplicationActive:
+        return Application::Active;
+    case Qt::ApplicationInactive:
+        return Application::Inactive;
+    default:
+        return Application::Background;
+    }
+}
+
+// Without a scale from the user, pick the largest that fits: the scale is the
+// process's device pixel ratio and must be in the environment before the
+// QApplication exists, but the desktop's size is only known after. So when
+// a scale above 1 fits, start again with it set.
+void restartAtFittingScale(char **argv)
+{
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const int scale = Window::largestFittingScale(screen->availableGeometry().size());
+    if (scale <= 1)
+        return;
+    qputenv("QT_SCALE_FACTOR", QByteArray::number(scale));
+    std::fflush(nullptr);
+    execv("/proc/self/exe", argv);
+    // Could not restart: carry on at scale 1.
+    std::fprintf(stderr, "%s: cannot restart at scale %d, using 1\n", argv[0], scale);
+}
+
+}  // namespace
+
+Application::Application() : state_(fromQt(QGuiApplication::applicationState()))
+{
+    connect(qApp, &QGuiApplication::applicationStateChanged, this, &Application::updateState);
+    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { post(WillTerminateNotification); });
+}
+
+Application *Application::shared()
+{
+    static Application *const application = new Application;
+    return application;
+}
+
+int Application::main(int argc, char **argv, const DelegateFactory &makeDelegate)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    const std::optional<int> scale = scaleOption(arguments);
+    if (scale)
+        qputenv("QT_SCALE_FACTOR", QByteArray::number(*scale));
+    const bool chooseScale = !qEnvironmentVariableIsSet("QT_SCALE_FACTOR");
+    // QApplication may take its own options out of argv; a restart needs them all.
+    std::vector<char *> originalArgv(argv, argv + argc + 1);
+
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);  // web views need it
+    QApplication qtApplication(argc, argv);
+    if (chooseScale)
+        restartAtFittingScale(originalArgv.data());
+
+    const std::unique_ptr<ApplicationDelegate> delegate = makeDelegate();
+    Application *application = shared();
+    application->setDelegate(delegate.get());
+    application->finishLaunching();
+    const int status = qtApplication.exec();
+    application->setDelegate(nullptr);
+    return status;
+}
+
+std::optional<int> Application::scaleOption(const QStringList &arguments)
+{
+    for (int i = 1; i < arguments.size(); ++i) {
+        QString value;
+        if (arguments[i] == "--scale" && i + 1 < arguments.size())
+            value = arguments[i + 1];
+        else if (arguments[i].startsWith("--scale="))
+            value = arguments[i].mid(int(qstrlen("--scale=")));
+        else if (arguments[i] != "--scale")
+            continue;
+        bool ok = false;
+        const int scale = value.toInt(&ok);
+        if (ok && scale >= 1 && scale <= kMaximumScale)
+            return scale;
+        std::fprintf(stderr, "%s: --scale needs a whole number from 1 to %d, not \"%s\"\n",
+                     qPrintable(QFileInfo(arguments[0]).fileName()), kMaximumScale, qPrintable(value));
+        return std::nullopt;
+    }
+    return std::nullopt;
+}
+
+void Application::finishLaunching()
+{
+    if (delegate_)
+        delegate_->applicationDidFinishLaunchingWithOptions(this, {});
+    post(DidFinishLaunchingNotification);
+}
+
+bool Application::openURL(const QUrl &url)
+{
+    if (!url.isValid())
+        return false;
+    return urlOpener_ ? urlOpener_(url) : QDesktopServices::openUrl(url);
+}
+
+Window *Application::keyWindow() const
+{
+    return keyWindow_;
+}
+
+void Application::setKeyWindow(Window *window)
+{
+    keyWindow_ = window;
+    if (window)
+        window->setStatusBarShown(!statusBarHidden_);
+}
+
+void Application::setStatusBarHidden(bool hidden, bool animated)
+{
+    Q_UNUSED(animated)  // the bar simply appears or goes
+    statusBarHidden_ = hidden;
+    if (keyWindow_)
+        keyWindow_->setStatusBarShown(!hidden);
+}
+
+void Application::updateState(Qt::ApplicationState qtState)
+{
+    const State target = fromQt(qtState);
+    while (state_ != target)
+        stepTowards(target);
+}
+
+void Application::stepTowards(State target)
+{
+    // One level at a time, so that e.g. active -> background passes through
+    // inactive and posts both notifications, each while the state it
+    // describes is (or is still) current.
+    switch (state_) {
+    case Active:
+        post(WillResignActiveNotification);
+        state_ = Inactive;
+        break;
+    case Inactive:
+        state_ = target;
+        post(target == Active ? DidBecomeActiveNotification : DidEnterBackgroundNotification);
+        break;
+    case Background:
+        post(WillEnterForegroundNotification);
+        state_ = Inactive;
+        break;
+    }
+}
+
+void Application::post(const QString &name)
+{
+    NotificationCenter::defaultCenter()->postNotificationName(name, this);
+}

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "ApplicationDelegate.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QUrl>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class Window;
+
+// The running program as the phone platform sees it: its activity state and
+// the notifications that announce changes of it, its delegate, the key
+// window, the status bar and opening URLs in other programs.
+//
+// Notifications are posted on NotificationCenter::defaultCenter() with the
+// application as object:
+//   DidFinishLaunching  after the delegate's launch method returns
+//   WillResignActive    active -> inactive (the window lost the focus)
+//   DidEnterBackground  -> background (all windows hidden or minimised)
+//   WillEnterForeground background -> inactive or active
+//   DidBecomeActive     -> active
+//   WillTerminate       the event loop is about to quit
+// Background tasks do not exist here.
+class Application : public QObject
+{
+    Q_OBJECT
+public:
+    enum State { Active = 0, Inactive = 1, Background = 2 };
+
+    static inline const QString DidFinishLaunchingNotification =
+        QStringLiteral("ApplicationDidFinishLaunchingNotification");
+    static inline const QString WillResignActiveNotification =
+        QStringLiteral("ApplicationWillResignActiveNotification");
+    static inline const QString DidBecomeActiveNotification =
+        QStringLiteral("ApplicationDidBecomeActiveNotification");
+    static inline const QString DidEnterBackgroundNotification =
+        QStringLiteral("ApplicationDidEnterBackgroundNotification");
+    static inline const QString WillEnterForegroundNotification =
+        QStringLiteral("ApplicationWillEnterForegroundNotification");
+    static inline const QString WillTerminateNotification =
+        QStringLiteral("ApplicationWillTerminateNotification");
+
+    using UrlOpener = std::function<bool(const QUrl &)>;
+    using DelegateFactory = std::function<std::unique_ptr<ApplicationDelegate>()>;
+
+    // The one application object, created on first use (after the
+    // QApplication) and never destroyed.
+    static Application *shared();
+
+    // The program's entry point: applies --scale N (default: the largest
+    // whole scale that fits the desktop), creates the QApplication and the
+    // delegate, finishes launching and runs the event loop. Other arguments
+    // are left in QCoreApplication::arguments() for the program.
+    static int main(int argc, char **argv, const DelegateFactory &makeDelegate);
+
+    // The value of "--scale N" or "--scale=N"; empty when absent. Prints an
+    // error and answers empty for a value that is not a whole number from 1 to 16.
+    static std::optional<int> scaleOption(const QStringList &arguments);
+
+    State applicationState() const { return state_; }
+
+    ApplicationDelegate *delegate() const { return delegate_; }
+    // Not owned.
+    void setDelegate(ApplicationDelegate *delegate) { delegate_ = delegate; }
+
+    // Tells the delegate, then posts did-finish-launching.
+    void finishLaunching();
+
+    // Hands the URL to the desktop (QDesktopServices) or the installed opener.
+    bool openURL(const QUrl &url);
+    // Replaces how URLs are opened; an empty function restores the desktop's.
+    void setUrlOpener(UrlOpener opener) { urlOpener_ = std::move(opener); }
+
+    Window *keyWindow() const;
+    void setKeyWindow(Window *window);
+
+    bool isStatusBarHidden() const { return statusBarHidden_; }
+    void setStatusBarHidden(bool hidden, bool animated = false);
+    // Screens here are always upright (portrait = 1).
+    int statusBarOrientation() const { return 1; }
+
+    // Fed by QGuiApplication::applicationStateChanged; public so that
+    // tests can drive it. Posts the notifications of each step passed.
+    void updateState(Qt::ApplicationState qtState);
+
+private:
+    Application();
+
+    void stepTowards(State target);
+    void post(const QString &name);
+
+    State state_;
+    ApplicationDelegate *delegate_ = nullptr;
+    UrlOpener urlOpener_;
+    QPointer<Window> keyWindow_;
+    bool statusBarHidden_ = false;
+};
