@@ -2,6 +2,7 @@
 
 #include "Delegate/TSKDelegateContainer.h"
 #include "Selector.h"
+#include "Statistics/TSKStatistics.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -134,4 +135,9 @@ void TSKDelegateManager::willLeaveApplication()
     static const Selector banner = objectSelector("adViewWillLeaveApplication");
     static const Selector interstitial = objectSelector("interstitialWillLeaveApplication");
     deliver(banner, interstitial);
+    onGuiThread([] {
+        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+        if (statistics->isTimingClick())
+            statistics->setClickBackgroundedApp();
+    });
 }

@@ -2,6 +2,7 @@
 
 #include "Network/TSKCachedFile.h"
 #include "Selector.h"
+#include "Statistics/TSKStatistics.h"
 
 unsigned TSKClickTracker::activeTrackingCount_ = 0;
 
@@ -72,7 +73,7 @@ void TSKClickTracker::cachedFileDownloadDidEnd(TSKCachedFile *file)
     if (hasTracked_)
         return;
     hasTracked_ = true;
-    Q_UNUSED(file);
+    TSKStatistics::sharedStatistics()->addClickTrackingURL(file->sourceURL());
     QPointer<TSKClickTracker> alive(this);
     didRedirect.performOn(delegate_, {QVariant::fromValue<QObject *>(this), trackingURL()});
     if (alive)

@@ -1,5 +1,6 @@
 #include "Delegate/TSKDelegateContainer.h"
 #include "Delegate/TSKDelegateManager.h"
+#include "Statistics/TSKStatistics.h"
 #include "TestMain.h"
 
 #include <QThread>
@@ -173,6 +174,17 @@ private slots:
         manager->willLeaveApplication();
         QVERIFY(!manager);
         QCOMPARE(log, (QStringList{"destroyer:willLeave", "later:willLeave"}));
+    }
+
+    void leavingTheApplicationDuringAClickIsRecorded()
+    {
+        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+        TSKDelegateManager manager;
+        manager.willLeaveApplication();
+        QVERIFY(!statistics->parameters().contains("pclb"));
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        manager.willLeaveApplication();
+        QCOMPARE(statistics->parameters().value("pclb").toInt(), 1);
     }
 
     void eventsFromAWorkerArriveOnTheGuiThreadFirst()

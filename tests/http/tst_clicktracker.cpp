@@ -1,5 +1,8 @@
 #include "HttpTestServer.h"
 #include "Network/TSKClickTracker.h"
+#include "Statistics/TSKStatistics.h"
+#include "Timing/TSKTiming.h"
+#include "Utility/TSKNetworkConfiguration.h"
 #include "TestMain.h"
 #include "URLConnection.h"
 
@@ -49,6 +52,27 @@ private slots:
         server.redirect("/app-link", "/to-store");
         server.redirect("/to-store", "velmora-store://app/42?ref=ad");
         server.reply("/broken", 500, {}, "oops");
+        server.redirect("/ck/TICKET-9", "/landing");
+    }
+
+    void completedTrackingsTicketTheRunningClick()
+    {
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix("127.0.0.1");
+        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        TrackerDelegate delegate;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&delegate);
+        tracker.trackURL(server.url("/ck/TICKET-9"));
+        QTRY_COMPARE(delegate.reports(), 1);
+        QCOMPARE(statistics->timingNamed("pcl")->valueForKey("pit").toString(), "TICKET-9");
+
+        // A failed tracking leaves the click as it was.
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        tracker.trackURL(server.url("/broken"));
+        QTRY_COMPARE(delegate.reports(), 2);
+        QVERIFY(!statistics->timingNamed("pcl")->valueForKey("pit").isValid());
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
     }
 
     void completedTrackingsReportTheirLastURL()
