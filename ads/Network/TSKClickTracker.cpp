@@ -1,6 +1,7 @@
 #include "Network/TSKClickTracker.h"
 
 #include "Network/TSKCachedFile.h"
+#include "Request/TSKRequestError.h"
 #include "Selector.h"
 #include "Statistics/TSKStatistics.h"
 
@@ -98,5 +99,5 @@ std::optional<TSKError> TSKClickTracker::cachedFileShouldRedirectToURL(TSKCached
     // The tracking is complete; the error only stops the download, and its
     // failure report is ignored because this one came first.
     cachedFileDownloadDidEnd(file);
-    return TSKError{QStringLiteral("com.velmora.tiskos"), 0, {}};
+    return TSKError{TSKRequestError::Domain, 0, {}};
 }

@@ -1,5 +1,6 @@
 #include "Delegate/TSKDelegateContainer.h"
 #include "Delegate/TSKDelegateManager.h"
+#include "Request/TSKRequestError.h"
 #include "Statistics/TSKStatistics.h"
 #include "TestMain.h"
 
@@ -88,7 +89,7 @@ namespace {
 void sendAllEvents(TSKDelegateManager &manager)
 {
     manager.didReceiveAd();
-    manager.didFailToReceiveAdWithError(TSKError{"AdErrors", 2, {}});
+    manager.didFailToReceiveAdWithError(TSKRequestError::errorWithCodeRequest(TSKRequestError::NetworkError, nullptr));
     manager.willPresentScreen();
     manager.willDismissScreen();
     manager.didDismissScreen();
@@ -115,7 +116,7 @@ private slots:
 
         sendAllEvents(manager);
         QCOMPARE(log, (QStringList{"banner:received", "interstitial:i-received", "mixed:received",
-                                   "mixed:i-received", "banner:failed(AdErrors)", "interstitial:i-failed(AdErrors)",
+                                   "mixed:i-received", "banner:failed(" + TSKRequestError::Domain + ")", "interstitial:i-failed(" + TSKRequestError::Domain + ")",
                                    "banner:willPresent", "interstitial:i-willPresent", "banner:willDismiss",
                                    "interstitial:i-willDismiss", "banner:didDismiss", "interstitial:i-didDismiss",
                                    "banner:willLeave", "interstitial:i-willLeave"}));
