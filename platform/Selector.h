@@ -9,9 +9,9 @@
 
 // An optional delegate method: a name and parameter types. A receiver
 // implements it when its meta-object has an invokable (or slot) of that name
-// whose parameters match. A parameter declared as QObject* matches any
-// pointer to a QObject class, so `adViewDidReceiveAd(TSKBannerView*)` answers
-// a selector declared with a QObject* parameter.
+// whose parameters match. A parameter declared here as QObject* matches a
+// pointer to any QObject class, so `viewDidLoad(MyView*)` implements a
+// selector declared with a QObject* parameter.
 class Selector
 {
 public:
