@@ -4,7 +4,6 @@
 #include "URLConnection.h"
 
 #include <QDateTime>
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -167,7 +166,6 @@ private slots:
         HttpTestServer server;
         server.reply("/empty", 200, {}, {});
         server.reply("/undated", 200, {{"Last-Modified", "yesterday GMT"}}, "undated");
-        server.reply("/binary", 200, {}, "\xff\xfe\x00 not text");
         CachedFileRecorder recorder;
         TSKCachedFile empty(&recorder, server.url("/empty"));
         fetch(empty, recorder);
@@ -176,10 +174,6 @@ private slots:
         QVERIFY(empty.hasContent());
         QVERIFY(!empty.content().isNull());
         QVERIFY(empty.content().isEmpty());
-        TSKCachedFile binary(&recorder, server.url("/binary"));
-        fetch(binary, recorder);
-        QVERIFY(binary.hasContent());
-        QVERIFY(binary.content().isNull());
 
         // An unreadable date leaves the file with the time it was written,
         // which the next request then offers.
@@ -190,7 +184,7 @@ private slots:
         QVERIFY(fileTime(undated) >= before);
         fetch(undated, recorder);
         QCOMPARE(server.requestsTo("/undated").last().header("If-Modified-Since"), undated.fileModificationDate().toLatin1());
-        QCOMPARE(recorder.ended, 4);
+        QCOMPARE(recorder.ended, 3);
     }
 
     void validateWhileRunningAndCancel()
