@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Network/TSKCachedFile.h"
+#include "Network/TSKCachedFileDelegate.h"
+
+#include <QList>
+#include <QUrl>
+
+// Writes down what a cached file reports and refuses the redirects it is told to.
+class CachedFileRecorder : public TSKCachedFileDelegate
+{
+public:
+    void cachedFileDownloadDidEnd(TSKCachedFile *) override { ++ended; }
+    void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<TSKError> &error) override
+    {
+        failures.append(error);
+    }
+    std::optional<TSKError> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
+    {
+        redirectURLs.append(url);
+        if (url == refusedURL)
+            return refusal;
+        return std::nullopt;
+    }
+
+    int endings() const { return ended + int(failures.size()); }
+
+    int ended = 0;
+    QList<std::optional<TSKError>> failures;
+    QList<QUrl> redirectURLs;
+    QUrl refusedURL;
+    TSKError refusal{QStringLiteral("TestDomain"), 7, {}};
+};
