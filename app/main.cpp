@@ -1,7 +1,13 @@
 #include "Application.h"
 #include "VelmoraAppDelegate.h"
 
+#include <QCoreApplication>
+
 int main(int argc, char **argv)
 {
+    // Settings paths and the application's identity in ad requests come from these.
+    QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("velmora.example"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
     return Application::main(argc, argv, [] { return std::make_unique<VelmoraAppDelegate>(); });
 }
