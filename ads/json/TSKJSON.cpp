@@ -188,7 +188,8 @@ QVariant TSKJSON::objectWithUTF8(QByteArrayView utf8, bool allowScalar, Error *e
         fail(4, QStringLiteral("Valid fragment, but not JSON"));
         return readFailed(error);
     }
-    Q_ASSERT_X(value.isValid(), "TSKJSON", "Should have a valid object");
+    Q_ASSERT_X(value.isValid(), "TSKJSON",
+               qPrintable(QStringLiteral("Should have a valid object from %1").arg(QString::fromUtf8(utf8))));
     return value;
 }
 
