@@ -225,9 +225,12 @@ public:
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run &run : runs) {
+            // With repetitions, the median stands for the case.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median")
+                continue;
             const auto bytes = run.counters.find("bytes_per_second");
             if (bytes != run.counters.end())
-                mbPerSecond[run.benchmark_name()] = bytes->second.value / (1024.0 * 1024.0);
+                mbPerSecond[run.run_name.str()] = bytes->second.value / (1024.0 * 1024.0);
         }
     }
 

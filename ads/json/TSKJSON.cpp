@@ -347,7 +347,7 @@ void TSKJSON::flushPending(QString &string)
     if (pending_.isEmpty())
         return;
     string += fromUTF8(pending_.constData(), pending_.size());
-    pending_.clear();
+    pending_.resize(0);  // keeps the capacity for the next string
 }
 
 bool TSKJSON::scanRestOfString(QString &string)
@@ -361,7 +361,7 @@ bool TSKJSON::scanRestOfString(QString &string)
         step();
         return true;
     }
-    pending_.clear();
+    pending_.resize(0);  // keeps the capacity for the next string
     pending_.append(run, cursor_ - run);
 
     for (;;) {
