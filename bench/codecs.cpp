@@ -44,7 +44,14 @@ QByteArray requestDocument()
         {"spam", "AAAAFGk2dWp0Y3hhcm9ta2V5LXNpZ25hbC1ibG9iLW9mLW9wYXF1ZS10ZXh0"},
         {"ios_metadata", QVariantMap{{"itemName", "Velmora"}, {"softwareVersionBundleId", "org.velmora.game"},
                                      {"price", decimal("0")}, {"genre", "Games"}}},
-        {"unique", decimal("1716205843")}, {"preqs", decimal("4")}, {"loc", QVariant::fromValue(nullptr)}};
+        {"unique", decimal("1716205843")}, {"preqs", decimal("4")}, {"loc", QVariant::fromValue(nullptr)},
+        {"ua", "Mozilla/5.0 (X11; Linux x86_64) AppleWebKit/537.36 (KHTML, like Gecko) QtWebEngine/6.4.2 "
+               "Chrome/102.0.5005.177 Safari/537.36"},
+        {"url", "http://127.0.0.1:8470/hidden/build.html?unit=velmora-main-banner-320x50&v=4.0.2"},
+        {"timing", QVariantMap{{"load_ms", decimal("412")}, {"render_ms", decimal("87.5")}, {"tap_ms", decimal("0")},
+                               {"script_ms", decimal("15.25")}, {"sessions", decimal("12")}}},
+        {"trackers", QVariantList{"http://127.0.0.1:8470/track/imp?id=8812&ai=Q2xpY2s",
+                                  "http://127.0.0.1:8470/track/view?id=8812&t=1"}}};
     TSKJSON writer;
     return writer.stringWithObject(request).toUtf8();
 }
@@ -66,7 +73,7 @@ QByteArray mixedDocument()
             {"scores", QVariantList{decimal("1"), decimal("-2.5"), decimal("3e5"), decimal("42")}},
             {"meta", QVariantMap{{"k", "v"}, {"n", decimal("7")}}}};
         records.append(record);
-        size += 300;
+        size += 200;
     }
     TSKJSON writer;
     return writer.stringWithObject(records).toUtf8();
@@ -225,9 +232,12 @@ public:
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run &run : runs) {
+            // With repetitions, the median stands for the case.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median")
+                continue;
             const auto bytes = run.counters.find("bytes_per_second");
             if (bytes != run.counters.end())
-                mbPerSecond[run.benchmark_name()] = bytes->second.value / (1024.0 * 1024.0);
+                mbPerSecond[run.run_name.str()] = bytes->second.value / (1024.0 * 1024.0);
         }
     }
 

@@ -188,7 +188,8 @@ QVariant TSKJSON::objectWithUTF8(QByteArrayView utf8, bool allowScalar, Error *e
         fail(4, QStringLiteral("Valid fragment, but not JSON"));
         return readFailed(error);
     }
-    Q_ASSERT_X(value.isValid(), "TSKJSON", "Should have a valid object");
+    Q_ASSERT_X(value.isValid(), "TSKJSON",
+               qPrintable(QStringLiteral("Should have a valid object from %1").arg(QString::fromUtf8(utf8))));
     return value;
 }
 
@@ -346,7 +347,7 @@ void TSKJSON::flushPending(QString &string)
     if (pending_.isEmpty())
         return;
     string += fromUTF8(pending_.constData(), pending_.size());
-    pending_.clear();
+    pending_.resize(0);  // keeps the capacity for the next string
 }
 
 bool TSKJSON::scanRestOfString(QString &string)
@@ -360,7 +361,7 @@ bool TSKJSON::scanRestOfString(QString &string)
         step();
         return true;
     }
-    pending_.clear();
+    pending_.resize(0);  // keeps the capacity for the next string
     pending_.append(run, cursor_ - run);
 
     for (;;) {

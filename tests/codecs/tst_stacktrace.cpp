@@ -8,10 +8,10 @@
 class StackProbe
 {
 public:
-    __attribute__((noinline)) QString capture(int depth);
+    __attribute__((noipa)) QString capture(int depth);
 };
 
-extern "C" __attribute__((noinline)) QString velmoraProbeFunction(int depth)
+extern "C" __attribute__((noipa)) QString velmoraProbeFunction(int depth)
 {
     StackProbe probe;
     QString trace = probe.capture(depth);
@@ -25,6 +25,23 @@ QString StackProbe::capture(int depth)
     asm volatile("" ::: "memory");
     return trace;
 }
+
+namespace probe {
+template<int N>
+struct Deep
+{
+    __attribute__((noipa)) QString capture(const char *);
+};
+
+// Out of line: inline functions are hidden from the dynamic symbol table.
+template<int N>
+QString Deep<N>::capture(const char *)
+{
+    QString trace = TSKStackTrace();
+    asm volatile("" ::: "memory");
+    return trace;
+}
+}  // namespace probe
 
 class TestStackTrace : public QObject
 {
@@ -41,6 +58,12 @@ private slots:
         const QRegularExpression line(R"(^#(\d) +tst_stacktrace {22}0x[0-9a-f]{8,} -\[StackProbe capture\]$)");
         QVERIFY2(line.match(lines[0]).hasMatch(), qPrintable(lines[0]));
         QVERIFY(lines.last().startsWith(QString("#%1").arg(lines.size() - 1)));
+    }
+
+    void scopesAndTemplatesStayInTheClassName()
+    {
+        const QString first = probe::Deep<3>().capture("x").section('\n', 0, 0);
+        QVERIFY2(first.endsWith(" -[probe::Deep<3> capture]"), qPrintable(first));
     }
 
     void descriptorsAndLayout()
