@@ -5,18 +5,22 @@
 
 namespace {
 
-const QString httpDateFormat = QStringLiteral("ddd, dd MMM yyyy HH:mm:ss 'GMT'");
+const QString httpDateFormat = QStringLiteral("ddd, dd MMM yyyy HH:mm:ss");
 
 }  // namespace
 
 QByteArray HttpDate::format(const QDateTime &time)
 {
-    return QLocale::c().toString(time.toUTC(), httpDateFormat).toLatin1();
+    return QLocale::c().toString(time.toUTC(), httpDateFormat).toLatin1() + " GMT";
 }
 
 QDateTime HttpDate::parse(const QByteArray &text)
 {
-    QDateTime time = QLocale::c().toDateTime(QString::fromLatin1(text.trimmed()), httpDateFormat);
+    // The ad library echoes Last-Modified without its zone word, so "GMT" is optional.
+    QByteArray date = text.trimmed();
+    if (date.endsWith("GMT"))
+        date = date.chopped(3).trimmed();
+    QDateTime time = QLocale::c().toDateTime(QString::fromLatin1(date), httpDateFormat);
     if (time.isValid())
         time.setTimeZone(QTimeZone::utc());
     return time;

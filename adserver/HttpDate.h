@@ -3,7 +3,7 @@
 #include <QByteArray>
 #include <QDateTime>
 
-// HTTP dates ("Sun, 06 Nov 1994 08:49:37 GMT") for Last-Modified and
+// HTTP dates ("Sun, 06 Nov 1994 08:49:37 GMT", the zone word optional on input) for Last-Modified and
 // conditional requests.
 class HttpDate
 {
