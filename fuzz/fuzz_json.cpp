@@ -7,7 +7,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     TSKJSON json;
-    TSKJSON::Error error;
+    TSKJSON::OptionalError error;
     const QVariant value = json.objectWithUTF8(QByteArrayView(data, qsizetype(size)), true, &error);
     if (value.isValid() == error.has_value())
         std::abort();

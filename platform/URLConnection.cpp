@@ -172,7 +172,7 @@ void URLConnection::onFinished()
         delegate_->connectionDidFinishLoading(this);
 }
 
-void URLConnection::fail(const URLError &error)
+void URLConnection::fail(const Error &error)
 {
     done_ = true;
     dropReply();
@@ -187,7 +187,7 @@ bool URLConnection::isTransportFailure(QNetworkReply::NetworkError code)
            || code == QNetworkReply::ProtocolUnknownError || code == QNetworkReply::ProtocolFailure;
 }
 
-URLError URLConnection::errorOfReply() const
+Error URLConnection::errorOfReply() const
 {
     const QString description = reply_->errorString();
     switch (reply_->error()) {
@@ -209,8 +209,8 @@ URLError URLConnection::errorOfReply() const
     }
 }
 
-URLError URLConnection::makeError(ErrorCode code, const QString &description, const QUrl &url)
+Error URLConnection::makeError(ErrorCode code, const QString &description, const QUrl &url)
 {
-    return URLError{errorDomain, code,
-                    {{URLError::LocalizedDescriptionKey, description}, {URLError::FailingURLKey, url.toString()}}};
+    return Error{errorDomain, code,
+                    {{Error::LocalizedDescriptionKey, description}, {Error::FailingURLKey, url.toString()}}};
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "URLError.h"
+#include "Error.h"
 #include "URLResponse.h"
 
 #include <QNetworkReply>
@@ -58,13 +58,13 @@ private:
     bool followRedirect(const URLResponse &response);
     void finishWithDeclinedRedirect(const URLResponse &response);
     void deliverResponse();
-    void fail(const URLError &error);
+    void fail(const Error &error);
     void dropReply();
 
     URLResponse responseOfReply() const;
-    URLError errorOfReply() const;
+    Error errorOfReply() const;
     static bool isTransportFailure(QNetworkReply::NetworkError code);
-    static URLError makeError(ErrorCode code, const QString &description, const QUrl &url);
+    static Error makeError(ErrorCode code, const QString &description, const QUrl &url);
 
     URLConnectionDelegate *delegate_;
     QNetworkRequest request_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "URLError.h"
+#include "Error.h"
 #include "URLResponse.h"
 
 #include <QByteArray>
@@ -28,5 +28,5 @@ public:
     virtual void connectionDidReceiveResponse(URLConnection *, const URLResponse &) {}
     virtual void connectionDidReceiveData(URLConnection *, const QByteArray &) {}
     virtual void connectionDidFinishLoading(URLConnection *) {}
-    virtual void connectionDidFailWithError(URLConnection *, const URLError &) {}
+    virtual void connectionDidFailWithError(URLConnection *, const Error &) {}
 };

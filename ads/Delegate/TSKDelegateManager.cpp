@@ -16,7 +16,7 @@ Selector objectSelector(const char *name)
 
 Selector errorSelector(const char *name)
 {
-    return Selector(name, {QMetaType::fromType<QObject *>(), QMetaType::fromType<TSKError>()});
+    return Selector(name, {QMetaType::fromType<QObject *>(), QMetaType::fromType<Error>()});
 }
 
 // Runs `event` on the GUI thread; a caller on another thread waits for it.
@@ -102,7 +102,7 @@ void TSKDelegateManager::didReceiveAd()
     deliver(banner, interstitial);
 }
 
-void TSKDelegateManager::didFailToReceiveAdWithError(const TSKError &error)
+void TSKDelegateManager::didFailToReceiveAdWithError(const Error &error)
 {
     static const Selector banner = errorSelector("adViewDidFailToReceiveAdWithError");
     static const Selector interstitial = errorSelector("interstitialDidFailToReceiveAdWithError");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Utility/TSKError.h"
+#include "Error.h"
 
 #include <QList>
 #include <QObject>
@@ -15,7 +15,7 @@ class TSKDelegateContainer;
 // implements (both, banner first, if it has both). A delegate implements a
 // form with an invokable such as
 //     Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *view);
-//     Q_INVOKABLE void interstitialDidFailToReceiveAdWithError(QObject *ad, const TSKError &error);
+//     Q_INVOKABLE void interstitialDidFailToReceiveAdWithError(QObject *ad, const Error &error);
 // Events are always delivered on the GUI thread; a caller on another thread
 // waits until they have been.
 class TSKDelegateManager
@@ -33,7 +33,7 @@ public:
     QList<TSKDelegateContainer *> delegateContainers() const;
 
     void didReceiveAd();
-    void didFailToReceiveAdWithError(const TSKError &error);
+    void didFailToReceiveAdWithError(const Error &error);
     void willPresentScreen();
     void willDismissScreen();
     void didDismissScreen();

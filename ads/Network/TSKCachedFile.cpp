@@ -31,10 +31,10 @@ quint64 stableHash(const QByteArray &text)
     return hash;
 }
 
-TSKError writeError(const QSaveFile &file, const QString &path)
+Error writeError(const QSaveFile &file, const QString &path)
 {
     const bool denied = file.error() == QFileDevice::OpenError || file.error() == QFileDevice::PermissionsError;
-    TSKError error = TSKError::withMessage(QStringLiteral("NSCocoaErrorDomain"), denied ? 513 : 512,
+    Error error = Error::withMessage(QStringLiteral("NSCocoaErrorDomain"), denied ? 513 : 512,
                                            QStringLiteral("The file could not be saved: %1").arg(file.errorString()));
     error.userInfo.insert(QStringLiteral("filePath"), path);
     return error;
@@ -169,7 +169,7 @@ QNetworkRequest TSKCachedFile::connectionWillSendRequest(URLConnection *, const 
         return request;
     saveHeadersFromResponse(*redirectResponse);
     QPointer<TSKCachedFile> alive(this);
-    const std::optional<TSKError> refusal =
+    const std::optional<Error> refusal =
         delegate_ ? delegate_->cachedFileShouldRedirectToURL(this, request.url()) : std::nullopt;
     if (refusal && alive) {
         cleanUpConnection();
@@ -242,9 +242,9 @@ void TSKCachedFile::setFileTimes(const QString &path, const QString &modificatio
     ::utimes(QFile::encodeName(path).constData(), times);
 }
 
-void TSKCachedFile::connectionDidFailWithError(URLConnection *, const URLError &error)
+void TSKCachedFile::connectionDidFailWithError(URLConnection *, const Error &error)
 {
     cleanUpConnection();
     if (delegate_)
-        delegate_->cachedFileDownloadDidFail(this, TSKError{error.domain, error.code, error.userInfo});
+        delegate_->cachedFileDownloadDidFail(this, error);
 }

@@ -58,7 +58,7 @@ private:
     void connectionDidReceiveResponse(URLConnection *connection, const URLResponse &response) override;
     void connectionDidReceiveData(URLConnection *connection, const QByteArray &data) override;
     void connectionDidFinishLoading(URLConnection *connection) override;
-    void connectionDidFailWithError(URLConnection *connection, const URLError &error) override;
+    void connectionDidFailWithError(URLConnection *connection, const Error &error) override;
 
     TSKCachedFileDelegate *delegate_;
     QUrl sourceURL_;

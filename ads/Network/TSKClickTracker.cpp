@@ -11,7 +11,7 @@ namespace {
 
 const Selector didRedirect("trackerDidRedirect", {QMetaType::fromType<QObject *>(), QMetaType::fromType<QUrl>()});
 const Selector didFail("trackerDidFailWithError",
-                       {QMetaType::fromType<QObject *>(), QMetaType::fromType<std::optional<TSKError>>()});
+                       {QMetaType::fromType<QObject *>(), QMetaType::fromType<std::optional<Error>>()});
 
 }  // namespace
 
@@ -81,7 +81,7 @@ void TSKClickTracker::cachedFileDownloadDidEnd(TSKCachedFile *file)
         endBackgroundTask();
 }
 
-void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<TSKError> &error)
+void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Error> &error)
 {
     if (hasTracked_)
         return;
@@ -92,12 +92,12 @@ void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::opti
         endBackgroundTask();
 }
 
-std::optional<TSKError> TSKClickTracker::cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url)
+std::optional<Error> TSKClickTracker::cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url)
 {
     if (url.scheme().toLower().startsWith(QLatin1StringView("http")))
         return std::nullopt;
     // The tracking is complete; the error only stops the download, and its
     // failure report is ignored because this one came first.
     cachedFileDownloadDidEnd(file);
-    return TSKError{TSKRequestError::Domain, 0, {}};
+    return Error{TSKRequestError::Domain, 0, {}};
 }

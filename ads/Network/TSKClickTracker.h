@@ -15,7 +15,7 @@ class TSKCachedFile;
 //
 // The delegate (not owned) may implement either of
 //     Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *tracker, const QUrl &url);
-//     Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *tracker, const std::optional<TSKError> &error);
+//     Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *tracker, const std::optional<Error> &error);
 class TSKClickTracker : public QObject, private TSKCachedFileDelegate
 {
     Q_OBJECT
@@ -44,8 +44,8 @@ private:
     void endBackgroundTask();
 
     void cachedFileDownloadDidEnd(TSKCachedFile *file) override;
-    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<TSKError> &error) override;
-    std::optional<TSKError> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
+    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Error> &error) override;
+    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
 
     QPointer<QObject> delegate_;
     std::unique_ptr<TSKCachedFile> tracker_;

@@ -3,7 +3,7 @@
 #include "Request/TSKRequestPrivate.h"
 #include "Utility/TSKIdentifierUtilities.h"
 
-TSKRequestError::TSKRequestError(qint64 code, TSKRequest *request) : TSKError{Domain, code, {}}
+TSKRequestError::TSKRequestError(qint64 code, TSKRequest *request) : Error{Domain, code, {}}
 {
     if (code == InvalidRequest && request)
         userInfo = TSKRequestPrivate::from(request)->parameters();

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "Utility/TSKError.h"
+#include "Error.h"
 
 class TSKRequest;
 
 // The one error the ad library hands to publishers: the library's domain, a
 // code from 0 to 4 and a fixed message. An invalid request (code 0) also
 // carries the parameters it sent, so the publisher can see what went wrong.
-class TSKRequestError : public TSKError
+class TSKRequestError : public Error
 {
 public:
     enum Code { InvalidRequest = 0, NoFill = 1, NetworkError = 2, OSVersionTooLow = 3, Timeout = 4 };

@@ -127,37 +127,37 @@ private:
 
 bool TSKJSON::fail(int code, const QString &message)
 {
-    error_ = TSKError::withMessage(TSKJSONErrorDomain, code, message);
+    error_ = Error::withMessage(TSKJSONErrorDomain, code, message);
     return false;
 }
 
 bool TSKJSON::failWithUnderlier(int code, const QString &message)
 {
-    TSKError error = TSKError::withMessage(TSKJSONErrorDomain, code, message);
+    Error error = Error::withMessage(TSKJSONErrorDomain, code, message);
     if (error_)
         error.setUnderlyingError(*error_);
     error_ = std::move(error);
     return false;
 }
 
-QVariant TSKJSON::readFailed(Error *error)
+QVariant TSKJSON::readFailed(OptionalError *error)
 {
     if (error)
         *error = error_;
     return {};
 }
 
-QVariant TSKJSON::objectWithString(const QString &text, Error *error)
+QVariant TSKJSON::objectWithString(const QString &text, OptionalError *error)
 {
     return objectWithStringAllowScalar(text, false, error);
 }
 
-QVariant TSKJSON::fragmentWithString(const QString &text, Error *error)
+QVariant TSKJSON::fragmentWithString(const QString &text, OptionalError *error)
 {
     return objectWithStringAllowScalar(text, true, error);
 }
 
-QVariant TSKJSON::objectWithStringAllowScalar(const QString &text, bool allowScalar, Error *error)
+QVariant TSKJSON::objectWithStringAllowScalar(const QString &text, bool allowScalar, OptionalError *error)
 {
     if (text.isNull())
         return objectWithUTF8(QByteArrayView(), allowScalar, error);
@@ -165,7 +165,7 @@ QVariant TSKJSON::objectWithStringAllowScalar(const QString &text, bool allowSca
     return objectWithUTF8(QByteArrayView(utf8.constData(), utf8.size()), allowScalar, error);
 }
 
-QVariant TSKJSON::objectWithUTF8(QByteArrayView utf8, bool allowScalar, Error *error)
+QVariant TSKJSON::objectWithUTF8(QByteArrayView utf8, bool allowScalar, OptionalError *error)
 {
     error_.reset();
     if (utf8.isNull()) {
@@ -520,17 +520,17 @@ bool TSKJSON::scanNumber(QVariant &value)
     return true;
 }
 
-QString TSKJSON::stringWithObject(const QVariant &value, Error *error)
+QString TSKJSON::stringWithObject(const QVariant &value, OptionalError *error)
 {
     return stringWithObjectAllowScalar(value, false, error);
 }
 
-QString TSKJSON::stringWithFragment(const QVariant &value, Error *error)
+QString TSKJSON::stringWithFragment(const QVariant &value, OptionalError *error)
 {
     return stringWithObjectAllowScalar(value, true, error);
 }
 
-QString TSKJSON::stringWithObjectAllowScalar(const QVariant &value, bool allowScalar, Error *error)
+QString TSKJSON::stringWithObjectAllowScalar(const QVariant &value, bool allowScalar, OptionalError *error)
 {
     error_.reset();
     depth_ = 0;

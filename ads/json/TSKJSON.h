@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Utility/TSKError.h"
+#include "Error.h"
 
 #include <QByteArrayView>
 #include <QString>
@@ -18,7 +18,7 @@ extern const QString TSKJSONErrorDomain;
 class TSKJSON
 {
 public:
-    using Error = std::optional<TSKError>;
+    using OptionalError = std::optional<Error>;
 
     unsigned maxDepth() const { return maxDepth_; }
     // Deepest nesting the reader accepts; 0 lifts the limit (then the call stack is the limit).
@@ -29,16 +29,16 @@ public:
     void setHumanReadable(bool humanReadable) { humanReadable_ = humanReadable; }
 
     // A top-level object or array; a null string is an error.
-    QVariant objectWithString(const QString &text, Error *error = nullptr);
+    QVariant objectWithString(const QString &text, OptionalError *error = nullptr);
     // Any JSON value, scalars included.
-    QVariant fragmentWithString(const QString &text, Error *error = nullptr);
-    QVariant objectWithStringAllowScalar(const QString &text, bool allowScalar, Error *error = nullptr);
+    QVariant fragmentWithString(const QString &text, OptionalError *error = nullptr);
+    QVariant objectWithStringAllowScalar(const QString &text, bool allowScalar, OptionalError *error = nullptr);
     // The same from UTF-8 bytes, as they come off the network.
-    QVariant objectWithUTF8(QByteArrayView utf8, bool allowScalar, Error *error = nullptr);
+    QVariant objectWithUTF8(QByteArrayView utf8, bool allowScalar, OptionalError *error = nullptr);
 
-    QString stringWithObject(const QVariant &value, Error *error = nullptr);
-    QString stringWithFragment(const QVariant &value, Error *error = nullptr);
-    QString stringWithObjectAllowScalar(const QVariant &value, bool allowScalar, Error *error = nullptr);
+    QString stringWithObject(const QVariant &value, OptionalError *error = nullptr);
+    QString stringWithFragment(const QVariant &value, OptionalError *error = nullptr);
+    QString stringWithObjectAllowScalar(const QVariant &value, bool allowScalar, OptionalError *error = nullptr);
 
     QString indent() const;
 
@@ -74,7 +74,7 @@ private:
 
     bool fail(int code, const QString &message);
     bool failWithUnderlier(int code, const QString &message);
-    QVariant readFailed(Error *error);
+    QVariant readFailed(OptionalError *error);
 
     unsigned maxDepth_ = 512;
     bool sortKeys_ = false;
@@ -82,7 +82,7 @@ private:
     unsigned depth_ = 0;
     const char *cursor_ = nullptr;
     const char *end_ = nullptr;
-    Error error_;
+    OptionalError error_;
 
     // Unescaped UTF-8 of the string being read, turned into UTF-16 once at its end.
     QByteArray pending_;

@@ -14,7 +14,7 @@ Q_DECLARE_METATYPE(Opaque)
 namespace {
 
 // "outer <- inner <- innermost", so one comparison checks the whole chain of causes.
-QString messageChain(const TSKError &error)
+QString messageChain(const Error &error)
 {
     QString chain = error.localizedDescription();
     for (auto cause = error.underlyingError(); cause; cause = cause->underlyingError())
@@ -80,7 +80,7 @@ private slots:
         QFETCH(int, code);
         QFETCH(QString, messages);
         TSKJSON reader;
-        TSKJSON::Error error;
+        TSKJSON::OptionalError error;
         QVERIFY(!reader.fragmentWithString(text, &error).isValid());
         QVERIFY(error);
         QCOMPARE(error->domain, TSKJSONErrorDomain);
@@ -91,7 +91,7 @@ private slots:
     void readsValuesAndToleratesMissingComma()
     {
         TSKJSON reader;
-        TSKJSON::Error error;
+        TSKJSON::OptionalError error;
         const QVariant read = reader.objectWithString(
             " {\"a\":1 \"b\":[true,false,null,-0.5e-3,\"\\\"\\\\\\/\\b\\f\\n\\r\\t\\u00e9\"] ,\"a\":\"caf\xc3\xa9\"}\v\f\r\n",
             &error);
@@ -131,9 +131,9 @@ private slots:
     {
         TSKJSON reader;
         QVERIFY(reader.objectWithString(nested(512)).isValid());
-        TSKJSON::Error error;
+        TSKJSON::OptionalError error;
         QVERIFY(!reader.objectWithString(nested(513), &error).isValid());
-        TSKError innermost = *error;
+        Error innermost = *error;
         while (auto cause = innermost.underlyingError())
             innermost = *cause;
         QCOMPARE(innermost.code, 7);
@@ -201,7 +201,7 @@ private slots:
     void writerErrors()
     {
         TSKJSON writer;
-        TSKJSON::Error error;
+        TSKJSON::OptionalError error;
         QVERIFY(writer.stringWithObject(QString("x"), &error).isNull());
         QCOMPARE(error->code, 4);
         QCOMPARE(error->localizedDescription(), QString("Not valid type for JSON"));

@@ -27,7 +27,7 @@ public:
     QList<QThread *> threads;
 
 protected:
-    void note(const char *callback, QObject *ad, const TSKError *error = nullptr)
+    void note(const char *callback, QObject *ad, const Error *error = nullptr)
     {
         threads.append(QThread::currentThread());
         QString entry = name_ + ':' + callback;
@@ -51,7 +51,7 @@ class BannerDelegate : public LoggingDelegate
 public:
     using LoggingDelegate::LoggingDelegate;
     Q_INVOKABLE void adViewDidReceiveAd(AdView *view) { note("received", view); }
-    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(AdView *view, const TSKError &error) { note("failed", view, &error); }
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(AdView *view, const Error &error) { note("failed", view, &error); }
     Q_INVOKABLE void adViewWillPresentScreen(AdView *view) { note("willPresent", view); }
     Q_INVOKABLE void adViewWillDismissScreen(AdView *view) { note("willDismiss", view); }
     Q_INVOKABLE void adViewDidDismissScreen(AdView *view) { note("didDismiss", view); }
@@ -64,7 +64,7 @@ class InterstitialDelegate : public LoggingDelegate
 public:
     using LoggingDelegate::LoggingDelegate;
     Q_INVOKABLE void interstitialDidReceiveAd(QObject *ad) { note("i-received", ad); }
-    Q_INVOKABLE void interstitialDidFailToReceiveAdWithError(QObject *ad, const TSKError &error) { note("i-failed", ad, &error); }
+    Q_INVOKABLE void interstitialDidFailToReceiveAdWithError(QObject *ad, const Error &error) { note("i-failed", ad, &error); }
     Q_INVOKABLE void interstitialWillPresentScreen(QObject *ad) { note("i-willPresent", ad); }
     Q_INVOKABLE void interstitialWillDismissScreen(QObject *ad) { note("i-willDismiss", ad); }
     Q_INVOKABLE void interstitialDidDismissScreen(QObject *ad) { note("i-didDismiss", ad); }
@@ -198,7 +198,7 @@ private slots:
 
         qsizetype seenByWorker = -1;
         std::unique_ptr<QThread> worker(QThread::create([&] {
-            manager.didFailToReceiveAdWithError(TSKError{"AdErrors", 3, {}});
+            manager.didFailToReceiveAdWithError(Error{"AdErrors", 3, {}});
             seenByWorker = log.size();
         }));
         worker->start();

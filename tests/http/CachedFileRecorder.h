@@ -11,11 +11,11 @@ class CachedFileRecorder : public TSKCachedFileDelegate
 {
 public:
     void cachedFileDownloadDidEnd(TSKCachedFile *) override { ++ended; }
-    void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<TSKError> &error) override
+    void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Error> &error) override
     {
         failures.append(error);
     }
-    std::optional<TSKError> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
+    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
     {
         redirectURLs.append(url);
         if (url == refusedURL)
@@ -26,8 +26,8 @@ public:
     int endings() const { return ended + int(failures.size()); }
 
     int ended = 0;
-    QList<std::optional<TSKError>> failures;
+    QList<std::optional<Error>> failures;
     QList<QUrl> redirectURLs;
     QUrl refusedURL;
-    TSKError refusal{QStringLiteral("TestDomain"), 7, {}};
+    Error refusal{QStringLiteral("TestDomain"), 7, {}};
 };

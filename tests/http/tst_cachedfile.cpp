@@ -258,7 +258,7 @@ private slots:
         roundTrip(server);
         QCOMPARE(refusing.ended, 0);
         QCOMPARE(refusing.failures.size(), 1);
-        QCOMPARE(refusing.failures[0], std::optional<TSKError>(refusing.refusal));
+        QCOMPARE(refusing.failures[0], std::optional<Error>(refusing.refusal));
         QCOMPARE(refused.httpStatusCode(), 302);
         QCOMPARE(refused.httpHeaders().value("X-Tiskos-Tracking-Urls").toString(), "t1");
         QCOMPARE(refused.httpDestinationURL(), server.url("/landing"));

@@ -20,7 +20,7 @@ public:
         if (onReport)
             onReport();
     }
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<TSKError> &error)
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &error)
     {
         failures.append(error);
         if (onReport)
@@ -29,7 +29,7 @@ public:
     int reports() const { return int(redirects.size() + failures.size()); }
 
     QList<QUrl> redirects;
-    QList<std::optional<TSKError>> failures;
+    QList<std::optional<Error>> failures;
     std::function<void()> onReport;
 };
 
@@ -107,7 +107,7 @@ private slots:
         tracker.setDelegate(&delegate);
         tracker.trackURL(server.url("/broken"));
         QTRY_COMPARE(delegate.reports(), 1);
-        QCOMPARE(delegate.failures, QList<std::optional<TSKError>>{std::nullopt});
+        QCOMPARE(delegate.failures, QList<std::optional<Error>>{std::nullopt});
 
         HttpTestServer closed;
         closed.refuseConnections();

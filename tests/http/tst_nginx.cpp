@@ -14,7 +14,7 @@ class ReportRecorder : public QObject
     Q_OBJECT
 public:
     Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *, const QUrl &url) { redirects.append(url); }
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<TSKError> &) { ++failures; }
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &) { ++failures; }
     QList<QUrl> redirects;
     int failures = 0;
 };

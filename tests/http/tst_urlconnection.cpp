@@ -31,7 +31,7 @@ public:
     }
     void connectionDidReceiveData(URLConnection *, const QByteArray &data) override { body += data; }
     void connectionDidFinishLoading(URLConnection *) override { ++finished; }
-    void connectionDidFailWithError(URLConnection *, const URLError &error) override { errors.append(error); }
+    void connectionDidFailWithError(URLConnection *, const Error &error) override { errors.append(error); }
 
     int endings() const { return finished + int(errors.size()); }
 
@@ -40,7 +40,7 @@ public:
     QList<URLResponse> responses;
     QByteArray body;
     int finished = 0;
-    QList<URLError> errors;
+    QList<Error> errors;
     QUrl declineRedirectTo;
     bool cancelOnResponse = false;
 };

@@ -35,14 +35,14 @@ private slots:
         const TSKRequestError withoutRequest(TSKRequestError::InvalidRequest, nullptr);
         QCOMPARE(withoutRequest.domain, TSKRequestError::Domain);
         QCOMPARE(withoutRequest.code, 0);
-        QCOMPARE(withoutRequest.userInfo.keys(), QStringList({TSKError::LocalizedDescriptionKey,
+        QCOMPARE(withoutRequest.userInfo.keys(), QStringList({Error::LocalizedDescriptionKey,
                                                               TSKRequestError::LocalizedFailureReasonKey}));
         QCOMPARE(withoutRequest.localizedDescription(), TSKRequestError::localizedStringForErrorCode(0));
         QCOMPARE(withoutRequest.userInfo.value(TSKRequestError::LocalizedFailureReasonKey),
                  QVariant(TSKRequestError::localizedStringForErrorCode(0)));
 
         // Handed on as the library's plain error value, nothing is lost.
-        const std::optional<TSKError> invalid = TSKRequestError::errorWithCodeRequest(0, request.get());
+        const std::optional<Error> invalid = TSKRequestError::errorWithCodeRequest(0, request.get());
         QCOMPARE(invalid->code, 0);
         QCOMPARE(invalid->userInfo.value(QStringLiteral("kw")), QVariant(QVariantList{QStringLiteral("arcade")}));
         QCOMPARE(invalid->userInfo.value(QStringLiteral("testing")), QVariant(QStringLiteral("1")));

@@ -8,22 +8,23 @@
 
 // A failure as a value: which subsystem (domain), which failure (code), and
 // details such as a readable message and the error that caused it.
-struct TSKError
+struct Error
 {
     static inline const QString LocalizedDescriptionKey = QStringLiteral("localizedDescription");
     static inline const QString UnderlyingErrorKey = QStringLiteral("underlyingError");
+    static inline const QString FailingURLKey = QStringLiteral("failingURL");
 
     QString domain;
     qint64 code = 0;
     QVariantMap userInfo;
 
-    static TSKError withMessage(const QString &domain, qint64 code, const QString &message);
+    static Error withMessage(const QString &domain, qint64 code, const QString &message);
 
     QString localizedDescription() const;
-    std::optional<TSKError> underlyingError() const;
-    void setUnderlyingError(const TSKError &underlying);
+    std::optional<Error> underlyingError() const;
+    void setUnderlyingError(const Error &underlying);
 
-    bool operator==(const TSKError &other) const = default;
+    bool operator==(const Error &other) const = default;
 };
 
-Q_DECLARE_METATYPE(TSKError)
+Q_DECLARE_METATYPE(Error)
