@@ -1,4 +1,5 @@
 #include "Utility/TSKNetworkUtilities.h"
+#include "Utility/TSKHexDigit.h"
 
 #include "json/TSKDecimal.h"
 
@@ -14,17 +15,6 @@ QString &sharedUserAgent()
 {
     static QString userAgent;
     return userAgent;
-}
-
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 // Strict unescaping: a '%' not followed by two hex digits, or bytes that are
@@ -43,7 +33,7 @@ std::optional<QString> removePercentEscapes(QStringView text)
         }
         if (i + 2 >= utf8.size())
             return std::nullopt;
-        const int high = hexValue(utf8[i + 1]), low = hexValue(utf8[i + 2]);
+        const int high = TSKHexDigitValue(utf8[i + 1]), low = TSKHexDigitValue(utf8[i + 2]);
         if (high < 0 || low < 0)
             return std::nullopt;
         bytes.append(char(high << 4 | low));

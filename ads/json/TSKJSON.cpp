@@ -1,4 +1,5 @@
 #include "json/TSKJSON.h"
+#include "Utility/TSKHexDigit.h"
 
 #include "json/TSKDecimal.h"
 
@@ -30,17 +31,6 @@ bool isWhitespace(char c)
 }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 bool needsEscaping(char16_t unit) { return unit < 0x20 || unit == u'"' || unit == u'\\'; }
 
@@ -451,7 +441,7 @@ bool TSKJSON::scanHexQuad(char16_t &unit)
 {
     unit = 0;
     for (int i = 0; i < 4; ++i) {
-        const int digit = hexValue(current());
+        const int digit = TSKHexDigitValue(current());
         if (digit < 0)
             return fail(6, QStringLiteral("Missing hex digit in quad"));
         unit = char16_t(unit << 4 | digit);

@@ -55,6 +55,14 @@ TSKStringEncoding TSKStringEncoding::named(const char *alphabet)
     return TSKStringEncoding(QByteArray(alphabet));
 }
 
+TSKStringEncoding TSKStringEncoding::padded(const char *alphabet)
+{
+    TSKStringEncoding encoding = named(alphabet);
+    encoding.setPaddingChar('=');
+    encoding.setDoPad(true);
+    return encoding;
+}
+
 TSKStringEncoding TSKStringEncoding::binaryStringEncoding()
 {
     return named("01");
@@ -69,18 +77,12 @@ TSKStringEncoding TSKStringEncoding::hexStringEncoding()
 
 TSKStringEncoding TSKStringEncoding::rfc4648Base32StringEncoding()
 {
-    TSKStringEncoding encoding = named(Base32Alphabet);
-    encoding.setPaddingChar('=');
-    encoding.setDoPad(true);
-    return encoding;
+    return padded(Base32Alphabet);
 }
 
 TSKStringEncoding TSKStringEncoding::rfc4648Base32HexStringEncoding()
 {
-    TSKStringEncoding encoding = named(Base32HexAlphabet);
-    encoding.setPaddingChar('=');
-    encoding.setDoPad(true);
-    return encoding;
+    return padded(Base32HexAlphabet);
 }
 
 TSKStringEncoding TSKStringEncoding::crockfordBase32StringEncoding()
@@ -92,18 +94,12 @@ TSKStringEncoding TSKStringEncoding::crockfordBase32StringEncoding()
 
 TSKStringEncoding TSKStringEncoding::rfc4648Base64StringEncoding()
 {
-    TSKStringEncoding encoding = named(Base64Alphabet);
-    encoding.setPaddingChar('=');
-    encoding.setDoPad(true);
-    return encoding;
+    return padded(Base64Alphabet);
 }
 
 TSKStringEncoding TSKStringEncoding::rfc4648Base64WebsafeStringEncoding()
 {
-    TSKStringEncoding encoding = named(WebsafeAlphabet);
-    encoding.setPaddingChar('=');
-    encoding.setDoPad(true);
-    return encoding;
+    return padded(WebsafeAlphabet);
 }
 
 void TSKStringEncoding::setDoPad(bool doPad)

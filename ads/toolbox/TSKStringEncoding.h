@@ -43,6 +43,8 @@ private:
 
     explicit TSKStringEncoding(const QByteArray &alphabet);
     static TSKStringEncoding named(const char *alphabet);
+    // The RFC 4648 alphabets pad with '=' by default.
+    static TSKStringEncoding padded(const char *alphabet);
     void encodeBase64Blocks(const uchar *&in, const uchar *end, char16_t *&out) const;
     bool decodeBase64Blocks(const char16_t *&in, const char16_t *end, uchar *&out) const;
 
