@@ -182,8 +182,10 @@ private slots:
         fetch(undated, recorder);
         QCOMPARE(undated.content(), "undated");
         QVERIFY(fileTime(undated) >= before);
+        // The second 200 rewrites the file, so its time must be read before.
+        const QByteArray offered = undated.fileModificationDate().toLatin1();
         fetch(undated, recorder);
-        QCOMPARE(server.requestsTo("/undated").last().header("If-Modified-Since"), undated.fileModificationDate().toLatin1());
+        QCOMPARE(server.requestsTo("/undated").last().header("If-Modified-Since"), offered);
         QCOMPARE(recorder.ended, 3);
     }
 
