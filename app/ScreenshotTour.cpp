@@ -1,6 +1,7 @@
 #include "ScreenshotTour.h"
 
 #include "About.h"
+#include "Autopilot.h"
 #include "Ball.h"
 #include "Instructions.h"
 #include "Random.h"
@@ -11,8 +12,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QLineF>
-#include <QPushButton>
 #include <QTimer>
 
 namespace {
@@ -30,31 +29,12 @@ uint32_t nextRandom()
     return state;
 }
 
-// Where the player's ball is safest from the moving balls' next steps.
-QPointF safestSpot(const QList<Ball *> &balls)
-{
-    QPointF best;
-    double bestDistance = -1;
-    for (double x : {60.0, 160.0, 260.0}) {
-        for (double y : {130.0, 240.0, 350.0}) {
-            double nearest = 1e9;
-            for (const Ball *ball : balls)
-                nearest = qMin(nearest, QLineF(QPointF(x, y), ViewGeometry::center(ball) + ball->pos()).length());
-            if (nearest > bestDistance) {
-                bestDistance = nearest;
-                best = QPointF(x, y);
-            }
-        }
-    }
-    return best;
-}
-
 void playRound(Touch *round)
 {
-    round->view()->findChild<QPushButton *>(QStringLiteral("starting"))->click();
-    QWidget *player = round->view()->findChild<QWidget *>(QStringLiteral("one"));
+    Autopilot pilot(round);
+    pilot.startRound();
     for (int tick = 1; tick <= kSecondsPlayed * kTicksPerSecond; ++tick) {
-        ViewGeometry::setCenter(player, safestSpot(round->balls()));
+        pilot.steer();
         round->onTimer();
         if (tick % kTicksPerSecond == 0) {
             round->tick();

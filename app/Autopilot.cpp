@@ -1,0 +1,42 @@
+#include "Autopilot.h"
+
+#include "Ball.h"
+#include "Touch.h"
+#include "ViewGeometry.h"
+
+#include <QLineF>
+#include <QPushButton>
+
+Autopilot::Autopilot(Touch *round)
+    : round_(round)
+    , player_(round->view()->findChild<QWidget *>(QStringLiteral("one")))
+{
+}
+
+void Autopilot::startRound()
+{
+    round_->view()->findChild<QPushButton *>(QStringLiteral("starting"))->click();
+}
+
+void Autopilot::steer()
+{
+    ViewGeometry::setCenter(player_, safestSpot(round_->balls()));
+}
+
+QPointF Autopilot::safestSpot(const QList<Ball *> &balls)
+{
+    QPointF best;
+    double bestDistance = -1;
+    for (double x : {60.0, 160.0, 260.0}) {
+        for (double y : {130.0, 240.0, 350.0}) {
+            double nearest = 1e9;
+            for (const Ball *ball : balls)
+                nearest = qMin(nearest, QLineF(QPointF(x, y), ViewGeometry::center(ball) + ball->pos()).length());
+            if (nearest > bestDistance) {
+                bestDistance = nearest;
+                best = QPointF(x, y);
+            }
+        }
+    }
+    return best;
+}
