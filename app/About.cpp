@@ -1,25 +1,13 @@
 #include "About.h"
 
-#include "InterfaceActions.h"
 #include "ui_About.h"
 
 About::About(QObject *parent)
-    : ViewController(parent)
-    , ui(new Ui::About)
+    : FormViewController(parent)
 {
 }
 
-About::~About()
-{
-    delete ui;
-}
-
-void About::loadView()
-{
-    ViewController::loadView();
-    ui->setupUi(view());
-    InterfaceActions::connect(view(), this);
-}
+About::~About() = default;
 
 void About::back()
 {

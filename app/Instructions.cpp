@@ -1,24 +1,17 @@
 #include "Instructions.h"
 
-#include "InterfaceActions.h"
 #include "ui_Instructions.h"
 
 Instructions::Instructions(QObject *parent)
-    : ViewController(parent)
-    , ui(new Ui::Instructions)
+    : FormViewController(parent)
 {
 }
 
-Instructions::~Instructions()
-{
-    delete ui;
-}
+Instructions::~Instructions() = default;
 
 void Instructions::loadView()
 {
-    ViewController::loadView();
-    ui->setupUi(view());
-    InterfaceActions::connect(view(), this);
+    FormViewController::loadView();
     scroller = ui->scroller;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ViewController.h"
+#include "FormViewController.h"
 
 class QScrollArea;
 
@@ -9,7 +9,7 @@ class Instructions;
 }
 
 // How to play, on a scrolling page.
-class Instructions : public ViewController
+class Instructions : public FormViewController<Ui::Instructions>
 {
     Q_OBJECT
 public:
@@ -23,6 +23,5 @@ public slots:
     void back();
 
 private:
-    Ui::Instructions *ui;
     QScrollArea *scroller = nullptr;
 };

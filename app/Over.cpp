@@ -2,19 +2,14 @@
 
 #include "Touch.h"
 #include "VelmoraViewController.h"
-#include "InterfaceActions.h"
 #include "ui_Over.h"
 
 Over::Over(QObject *parent)
-    : ViewController(parent)
-    , ui(new Ui::Over)
+    : FormViewController(parent)
 {
 }
 
-Over::~Over()
-{
-    delete ui;
-}
+Over::~Over() = default;
 
 void Over::setScoreInt(int value)
 {
@@ -23,9 +18,7 @@ void Over::setScoreInt(int value)
 
 void Over::loadView()
 {
-    ViewController::loadView();
-    ui->setupUi(view());
-    InterfaceActions::connect(view(), this);
+    FormViewController::loadView();
     lab = ui->lab;
     TopScore = ui->TopScore;
 }

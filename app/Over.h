@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ViewController.h"
+#include "FormViewController.h"
 
 class QLabel;
 
@@ -10,7 +10,7 @@ class Over;
 
 // The game-over screen: the round's score, a new round or a new menu. Nothing
 // is kept, so the top score is simply this round's score.
-class Over : public ViewController
+class Over : public FormViewController<Ui::Over>
 {
     Q_OBJECT
 public:
@@ -28,7 +28,6 @@ public slots:
     void randomMainVoid();
 
 private:
-    Ui::Over *ui;
     QLabel *lab = nullptr;
     QLabel *TopScore = nullptr;
     int score = 0;

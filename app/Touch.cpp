@@ -3,7 +3,6 @@
 #include "Artwork.h"
 #include "Ball.h"
 #include "Geometry.h"
-#include "InterfaceActions.h"
 #include "Over.h"
 #include "Random.h"
 #include "Timer.h"
@@ -35,21 +34,15 @@ double randomSeconds(uint32_t modulus)
 }  // namespace
 
 Touch::Touch(QObject *parent)
-    : ViewController(parent)
-    , ui(new Ui::Touch)
+    : FormViewController(parent)
 {
 }
 
-Touch::~Touch()
-{
-    delete ui;
-}
+Touch::~Touch() = default;
 
 void Touch::loadView()
 {
-    ViewController::loadView();
-    ui->setupUi(view());
-    InterfaceActions::connect(view(), this);
+    FormViewController::loadView();
     one = ui->one;
     image2 = ui->image2;
     invisibleBall = ui->invisibleBall;

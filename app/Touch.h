@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ViewController.h"
+#include "FormViewController.h"
 
 #include <QList>
 #include <QPointF>
@@ -16,7 +16,7 @@ class Touch;
 
 // The play screen: the player's ball, the bouncing yellow balls, the score and
 // the three pick-ups. Its timers are never stopped; they keep it alive.
-class Touch : public ViewController
+class Touch : public FormViewController<Ui::Touch>
 {
     Q_OBJECT
 public:
@@ -58,7 +58,6 @@ private:
     void takePickup(QLabel *pickup);
     void showScore();
 
-    Ui::Touch *ui;
     // The declared state of the screen; outlets point into `ui`.
     int kTime = 0;
     QLabel *one = nullptr;

@@ -3,26 +3,14 @@
 #include "About.h"
 #include "Instructions.h"
 #include "Touch.h"
-#include "InterfaceActions.h"
 #include "ui_VelmoraViewController.h"
 
 VelmoraViewController::VelmoraViewController(QObject *parent)
-    : ViewController(parent)
-    , ui(new Ui::VelmoraViewController)
+    : FormViewController(parent)
 {
 }
 
-VelmoraViewController::~VelmoraViewController()
-{
-    delete ui;
-}
-
-void VelmoraViewController::loadView()
-{
-    ViewController::loadView();
-    ui->setupUi(view());
-    InterfaceActions::connect(view(), this);
-}
+VelmoraViewController::~VelmoraViewController() = default;
 
 void VelmoraViewController::menu()
 {

@@ -1,20 +1,18 @@
 #pragma once
 
-#include "ViewController.h"
+#include "FormViewController.h"
 
 namespace Ui {
 class VelmoraViewController;
 }
 
 // The main menu. Its play action is called `menu`.
-class VelmoraViewController : public ViewController
+class VelmoraViewController : public FormViewController<Ui::VelmoraViewController>
 {
     Q_OBJECT
 public:
     explicit VelmoraViewController(QObject *parent = nullptr);
     ~VelmoraViewController() override;
-
-    void loadView() override;
 
 public slots:
     void menu();
@@ -23,6 +21,4 @@ public slots:
 
 private:
     void present(ViewController *screen);
-
-    Ui::VelmoraViewController *ui;
 };
