@@ -1,73 +1,186 @@
 #include "Device.h"
+#include "Network/TSKNetworkChecker.h"
+#include "PropertyList.h"
 #include "Reachability.h"
 #include "TestMain.h"
 #include "UserDefaults.h"
+#include "Utility/TSKIdentifierUtilities.h"
+#include "Utility/TSKNetworkConfiguration.h"
 
-#include <QFile>
+#include <QCommandLineParser>
+#include <QCryptographicHash>
+#include <QDir>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+
+#include <sys/utsname.h>
 
 namespace {
 
 using R = QNetworkInformation::Reachability;
 using T = QNetworkInformation::TransportMedium;
 
-QString writeTemporaryFile(QTemporaryDir &dir, const QString &name, const QByteArray &content)
+const QVariantMap Metadata{{"itemName", "Velmora"}, {"itemId", qint64(123456)}, {"softwareVersionBundleId", "x"}};
+
+QString writeFile(const QString &path, const QByteArray &content)
 {
-    const QString path = dir.filePath(name);
     QFile file(path);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(content);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(content) != content.size())
+        qFatal("cannot write %s", qPrintable(path));
     return path;
 }
 
 }  // namespace
 
+// What an ad request learns about this device and its network.
 class TestDevice : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase()
+    {
+        // The metadata file sits in the home, beside the documents folder.
+        writeFile(QDir::homePath() + "/iTunesMetadata.plist", PropertyList::toXml(Metadata));
+        UserDefaults::standard().setObjectForKey(QStringList{"en-GB", "fr"}, UserDefaults::PreferredLanguagesKey);
+        QCoreApplication::setApplicationName("Velmora");
+        QCoreApplication::setOrganizationDomain("example.com");
+        QCoreApplication::setApplicationVersion("1.2");
+    }
+
     void cleanup()
     {
         Reachability::setStateSource({});
+        TSKNetworkConfiguration::setReachabilityHost(QString());
+    }
+
+    void parametersOfThisMachine()
+    {
+        QVERIFY(TSKIdentifierUtilities::isOSAtLeastMajorMinorBug(3, 0, 0));
+        TSKIdentifierUtilities *utilities = TSKIdentifierUtilities::sharedInstance();
+        const QVariantMap parameters = utilities->parameters();
+        qInfo() << "parameters of this machine:" << parameters;
+        QCOMPARE(QStringList(parameters.keys()), (QStringList{"app_name", "hl", "ios_metadata", "isu", "platform",
+                                                              "submodel", "u_audio", "u_h", "u_sd", "u_so", "u_w"}));
+        QCOMPARE(parameters.value("ios_metadata"), QVariant(Metadata));
+        QCOMPARE(parameters.value("app_name").toString(), QStringLiteral("1.2.iphone.com.example.Velmora"));
+        const QByteArray hash = QCryptographicHash::hash(Device::uniqueIdentifier().toUtf8(), QCryptographicHash::Md5);
+        QCOMPARE(HashedDeviceIdentifier(), hash);
+        QCOMPARE(parameters.value("isu").toString(), QString::fromLatin1(hash.toHex().toUpper()));
+        QCOMPARE(utilities->deviceIdentifier(), parameters.value("isu").toString());
+        QCOMPARE(utilities->deviceIdentifierBase64(), QString::fromLatin1(hash.toBase64(QByteArray::Base64UrlEncoding
+                                                                                        | QByteArray::OmitTrailingEquals)));
+        QCOMPARE(parameters.value("platform").toString(), QStringLiteral("Desktop"));
+        utsname names{};
+        uname(&names);
+        QCOMPARE(parameters.value("submodel").toString(), QString::fromLatin1(names.machine));
+        QCOMPARE(parameters.value("hl").toString(), QStringLiteral("en-gb"));
+        QCOMPARE(parameters.value("u_audio").toString(),
+                 QString::number(TSKIdentifierUtilities::audioRouteForDescription(Device::audioRoute())));
+        const QStringList screen{parameters.value("u_so").toString(), parameters.value("u_sd").toString(),
+                                 parameters.value("u_w").toString(), parameters.value("u_h").toString()};
+        QCOMPARE(screen, QStringList({"p", "1", "320", "480"}));
+
+        QCoreApplication::setApplicationVersion(QString());
+        QCOMPARE(utilities->parameters().value("app_name").toString(), QStringLiteral("iphone.com.example.Velmora"));
+        QCoreApplication::setApplicationVersion("1.2");
+    }
+
+    void metadataIsADictionaryOrNothing()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("meta.plist");
+        QCOMPARE(TSKIdentifierUtilities::readITunesMetadataFileAt(path), QVariantMap());
+        for (const QByteArray &notADictionary : {PropertyList::toXml(QVariantList{1}), PropertyList::toXml(Metadata).left(60)})
+            QCOMPARE(TSKIdentifierUtilities::readITunesMetadataFileAt(writeFile(path, notADictionary)), QVariantMap());
+    }
+
+    void preferredLanguageIsReadUntilThereIsOne()
+    {
+        UserDefaults &defaults = UserDefaults::standard();
+        defaults.setObjectForKey(QVariantList(), UserDefaults::PreferredLanguagesKey);
+        TSKIdentifierUtilities utilities;
+        QVERIFY(utilities.locale().isNull());
+        QVERIFY(!utilities.parameters().contains("hl"));
+        defaults.setObjectForKey(QStringList{"pt-PT"}, UserDefaults::PreferredLanguagesKey);
+        QCOMPARE(utilities.locale(), QStringLiteral("pt-pt"));
+        defaults.setObjectForKey(QStringList{"fr"}, UserDefaults::PreferredLanguagesKey);
+        QCOMPARE(utilities.locale(), QStringLiteral("pt-pt"));
+        defaults.setObjectForKey(QStringList{"en-GB", "fr"}, UserDefaults::PreferredLanguagesKey);
     }
 
     void uniqueIdentifierPrefersTheMachineIdentity()
     {
         QTemporaryDir dir;
-        const QString machineId = writeTemporaryFile(dir, "machine-id", "3d1219c7c4c5404aaa1f6d2a48adfda4\n");
+        const QString machineId = writeFile(dir.filePath("machine-id"), "3d1219c7c4c5404aaa1f6d2a48adfda4\n");
         QCOMPARE(Device::uniqueIdentifier(machineId), QStringLiteral("3d1219c7c4c5404aaa1f6d2a48adfda4"));
-
         // Without one, a random identifier is made once and then kept.
-        const QString missing = dir.filePath("none");
-        const QString made = Device::uniqueIdentifier(missing);
+        const QString made = Device::uniqueIdentifier(dir.filePath("none"));
         QCOMPARE(made.size(), 32);
-        QCOMPARE(Device::uniqueIdentifier(writeTemporaryFile(dir, "blank", "  \n")), made);
+        QCOMPARE(Device::uniqueIdentifier(writeFile(dir.filePath("blank"), "  \n")), made);
         QCOMPARE(UserDefaults::standard().stringForKey("DeviceUniqueIdentifier"), made);
     }
 
-    void audioRouteIsTheFirstSoundCard_data()
+    void osVersionComparisons_data()
     {
-        QTest::addColumn<QByteArray>("cards");
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<QList<int>>("components");
+        QTest::addColumn<QList<int>>("atLeast");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("5.0 vs 5.0.1") << "5.0" << QList<int>{5, 0, 0} << QList<int>{5, 0, 1} << false;
+        QTest::newRow("4.3.3 vs 4.2.0") << "4.3.3" << QList<int>{4, 3, 3} << QList<int>{4, 2, 0} << true;
+        QTest::newRow("minor decides") << "10.2" << QList<int>{10, 2, 0} << QList<int>{10, 3, 0} << false;
+        QTest::newRow("leading digits") << "4b.2rc1.x" << QList<int>{4, 2, 0} << QList<int>{4, 2, 1} << false;
+        QTest::newRow("distribution release") << "12" << QList<int>{12, 0, 0} << QList<int>{3, 0, 0} << true;
+        QTest::newRow("huge component") << "99999999999999.1" << QList<int>{999999999, 1, 0} << QList<int>{3, 0, 0}
+                                        << true;
+    }
+
+    void osVersionComparisons()
+    {
+        QFETCH(QString, version);
+        QFETCH(QList<int>, components);
+        QFETCH(QList<int>, atLeast);
+        QFETCH(bool, expected);
+        int major = -1, minor = -1, bugFix = -1;
+        TSKIdentifierUtilities::getVersionMajorMinorBugFix(version, &major, &minor, &bugFix);
+        QCOMPARE((QList<int>{major, minor, bugFix}), components);
+        QCOMPARE(TSKIdentifierUtilities::isVersionAtLeastMajorMinorBug(version, atLeast[0], atLeast[1], atLeast[2]),
+                 expected);
+        TSKIdentifierUtilities::getVersionMajorMinorBugFix(version, nullptr, &minor, nullptr);
+        QCOMPARE(minor, components[1]);
+    }
+
+    // The route is the first sound card's name; its code is case-sensitive.
+    void audioRouteAndItsCode_data()
+    {
+        QTest::addColumn<QByteArray>("cards");  // null: no sound system at all
         QTest::addColumn<QString>("route");
+        QTest::addColumn<int>("code");
         QTest::newRow("two cards") << QByteArray(" 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
                                                  "                      HDA Intel PCH at 0xf7f10000 irq 32\n"
                                                  " 1 [Headset        ]: USB-Audio - Headset\n")
-                                   << QStringLiteral("HDA Intel PCH");
-        QTest::newRow("dash in name") << QByteArray(" 0 [H]: USB-Audio - Head-set X\n") << QStringLiteral("Head-set X");
-        QTest::newRow("no cards") << QByteArray("--- no soundcards ---\n") << QStringLiteral("");
+                                   << "HDA Intel PCH" << 5;
+        QTest::newRow("dash in name") << QByteArray(" 0 [H]: USB-Audio - Head-set X\n") << "Head-set X" << 5;
+        QTest::newRow("headset") << QByteArray(" 0 [H]: USB-Audio - Headset\n") << "Headset" << 2;
+        QTest::newRow("lower-case headset") << QByteArray(" 0 [H]: USB-Audio - headset\n") << "headset" << 5;
+        QTest::newRow("headphone") << QByteArray(" 0 [H]: USB-Audio - Headphone\n") << "Headphone" << 2;
+        QTest::newRow("speaker") << QByteArray(" 0 [S]: HDA - Speaker\n") << "Speaker" << 1;
+        QTest::newRow("no cards") << QByteArray("--- no soundcards ---\n") << "" << 3;
+        QTest::newRow("no sound system") << QByteArray() << QString() << 1;
     }
 
-    void audioRouteIsTheFirstSoundCard()
+    void audioRouteAndItsCode()
     {
         QFETCH(QByteArray, cards);
         QFETCH(QString, route);
+        QFETCH(int, code);
         QTemporaryDir dir;
-        const std::optional<QString> read = Device::audioRoute(writeTemporaryFile(dir, "cards", cards));
-        QVERIFY(read.has_value());
-        QCOMPARE(*read, route);
-        QVERIFY(!read->isNull());
-        QVERIFY(!Device::audioRoute(dir.filePath("absent")).has_value());
+        const QString path = cards.isNull() ? dir.filePath("absent") : writeFile(dir.filePath("cards"), cards);
+        const std::optional<QString> read = Device::audioRoute(path);
+        QCOMPARE(read.has_value(), !route.isNull());
+        QCOMPARE(read.value_or(QString()), route);
+        QCOMPARE(read.value_or(QString()).isNull(), route.isNull());
+        QCOMPARE(TSKIdentifierUtilities::audioRouteForDescription(read), code);
     }
 
     void flagsFollowTheNetworkState_data()
@@ -94,44 +207,47 @@ private slots:
         QCOMPARE(Reachability::flagsFor(host, {R(reachability), T(medium)}), flags);
     }
 
+    // Only the reachable and cellular bits count, and every notification counts as a change.
+    void networkTypeFromFlags()
+    {
+        TSKNetworkChecker checker;
+        const QList<std::tuple<uint, int, QString>> cases{
+            {0x40002u, 3, "ed"}, {0u, 1, QString()}, {0x40000u, 1, QString()}, {0x2u, 2, "wi"}, {0x7u, 2, "wi"}};
+        for (const auto &[flags, type, text] : cases) {
+            checker.setNetworkTypeFromFlags(flags);
+            QCOMPARE(checker.networkType(), type);
+            QCOMPARE(checker.networkTypeString(), text);
+            QCOMPARE(checker.networkTypeString().isNull(), text.isNull());
+        }
+        QCOMPARE(checker.changeCount(), 5u);
+    }
+
     void firstNotificationComesOnTheNextTurnThenOnlyChanges()
     {
         Reachability::NetworkState state{R::Online, T::WiFi};
         Reachability::setStateSource([&state] { return state; });
         Reachability reachability("ads.example");
         QSignalSpy spy(&reachability, &Reachability::flagsChanged);
-
         reachability.start();
         reachability.refresh();  // too early: the first notification has not gone out yet
         QCOMPARE(spy.count(), 0);
         QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 10000);
         QCOMPARE(spy.at(0).at(0).toUInt(), 0x2u);
-
         reachability.refresh();
         QCOMPARE(spy.count(), 1);
         state = {R::Online, T::Cellular};
         reachability.refresh();
         QCOMPARE(spy.count(), 2);
         QCOMPARE(spy.at(1).at(0).toUInt(), 0x40002u);
-
         reachability.stop();
         state = {R::Disconnected, T::Unknown};
         reachability.refresh();
         QCOMPARE(spy.count(), 2);
     }
 
-    void systemNetworkInformationGivesAFirstNotification()
-    {
-        Reachability reachability("ads.example");
-        QSignalSpy spy(&reachability, &Reachability::flagsChanged);
-        reachability.start();
-        QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 10000);
-        QCOMPARE(spy.at(0).at(0).toUInt(), reachability.currentFlags());
-    }
-
+    // On the system's own network information, as the program runs.
     void stopBeforeTheFirstTurnSendsNothing()
     {
-        Reachability::setStateSource([] { return Reachability::NetworkState{R::Online, T::WiFi}; });
         Reachability stopped("ads.example");
         Reachability control("ads.example");
         QSignalSpy stoppedSpy(&stopped, &Reachability::flagsChanged);
@@ -141,7 +257,56 @@ private slots:
         stopped.stop();
         // Both first notifications were queued together; once the control's arrives, the other's turn has passed.
         QTRY_COMPARE_WITH_TIMEOUT(controlSpy.count(), 1, 10000);
+        QCOMPARE(controlSpy.at(0).at(0).toUInt(), control.currentFlags());
         QCOMPARE(stoppedSpy.count(), 0);
+    }
+
+    void checkerKnowsNothingUntilTheFirstNotification()
+    {
+        TSKNetworkConfiguration::setReachabilityHost("ads.example");  // remote, so the network state decides
+        Reachability::setStateSource([] { return Reachability::NetworkState{R::Online, T::Cellular}; });
+        TSKNetworkChecker checker;
+        checker.setEnabled(true);
+        QCOMPARE(checker.networkType(), 0);
+        QVERIFY(checker.networkTypeString().isNull());
+        QTRY_COMPARE_WITH_TIMEOUT(checker.changeCount(), 1u, 10000);
+        QCOMPARE(checker.networkTypeString(), QStringLiteral("ed"));
+        checker.setEnabled(true);  // already on: keeps what it knows
+        QCOMPARE(checker.networkType(), 3);
+        checker.setEnabled(false);
+        QCOMPARE(checker.networkType(), 0);
+        QVERIFY(!checker.isEnabled());
+
+        // The shared checker is on from the start and, by default, watches the house server on this machine.
+        Reachability::setStateSource([] { return Reachability::NetworkState{R::Disconnected, T::Unknown}; });
+        TSKNetworkConfiguration::setReachabilityHost(QString());
+        QVERIFY(TSKNetworkChecker::sharedChecker()->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(TSKNetworkChecker::sharedChecker()->networkTypeString(), QStringLiteral("wi"), 10000);
+    }
+
+    void configurationLayersDefaultsEnvironmentAndOptions()
+    {
+        QCOMPARE(TSKNetworkConfiguration::staticContentHost(), QStringLiteral("127.0.0.1:8470"));
+        QCOMPARE(TSKNetworkConfiguration::adServerHost(), QStringLiteral("127.0.0.1:8470"));
+        QCOMPARE(TSKNetworkConfiguration::reachabilityHost(), QStringLiteral("127.0.0.1"));
+        QCOMPARE(TSKNetworkConfiguration::clickTrackingDomainSuffix(), QStringLiteral("127.0.0.1"));
+
+        qputenv("VELMORA_AD_HOST", "ads.example.net:8080");
+        qputenv("VELMORA_STATIC_HOST", "static.example.net");
+        QCOMPARE(TSKNetworkConfiguration::adServerHost(), QStringLiteral("ads.example.net:8080"));
+        QCOMPARE(TSKNetworkConfiguration::reachabilityHost(), QStringLiteral("ads.example.net"));
+        QCOMPARE(TSKNetworkConfiguration::clickTrackingDomainSuffix(), QStringLiteral("ads.example.net"));
+
+        QCommandLineParser parser;
+        parser.addOptions(TSKNetworkConfiguration::commandLineOptions());
+        QVERIFY(parser.parse({"velmora", "--static-host", "cdn.example.org", "--click-domain=example.org"}));
+        TSKNetworkConfiguration::applyCommandLine(parser);
+        QCOMPARE(TSKNetworkConfiguration::staticContentHost(), QStringLiteral("cdn.example.org"));
+        QCOMPARE(TSKNetworkConfiguration::clickTrackingDomainSuffix(), QStringLiteral("example.org"));
+        QCOMPARE(TSKNetworkConfiguration::adServerHost(), QStringLiteral("ads.example.net:8080"));
+        qunsetenv("VELMORA_AD_HOST");
+        qunsetenv("VELMORA_STATIC_HOST");
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
     }
 };
 
