@@ -120,91 +120,61 @@ private slots:
         QCOMPARE(UserDefaults::standard().stringForKey("DeviceUniqueIdentifier"), made);
     }
 
-    void osVersionComparisons_data()
-    {
-        QTest::addColumn<QString>("version");
-        QTest::addColumn<QList<int>>("components");
-        QTest::addColumn<QList<int>>("atLeast");
-        QTest::addColumn<bool>("expected");
-        QTest::newRow("5.0 vs 5.0.1") << "5.0" << QList<int>{5, 0, 0} << QList<int>{5, 0, 1} << false;
-        QTest::newRow("4.3.3 vs 4.2.0") << "4.3.3" << QList<int>{4, 3, 3} << QList<int>{4, 2, 0} << true;
-        QTest::newRow("minor decides") << "10.2" << QList<int>{10, 2, 0} << QList<int>{10, 3, 0} << false;
-        QTest::newRow("leading digits") << "4b.2rc1.x" << QList<int>{4, 2, 0} << QList<int>{4, 2, 1} << false;
-        QTest::newRow("distribution release") << "12" << QList<int>{12, 0, 0} << QList<int>{3, 0, 0} << true;
-        QTest::newRow("huge component") << "99999999999999.1" << QList<int>{999999999, 1, 0} << QList<int>{3, 0, 0}
-                                        << true;
-    }
-
     void osVersionComparisons()
     {
-        QFETCH(QString, version);
-        QFETCH(QList<int>, components);
-        QFETCH(QList<int>, atLeast);
-        QFETCH(bool, expected);
-        int major = -1, minor = -1, bugFix = -1;
-        TSKIdentifierUtilities::getVersionMajorMinorBugFix(version, &major, &minor, &bugFix);
-        QCOMPARE((QList<int>{major, minor, bugFix}), components);
-        QCOMPARE(TSKIdentifierUtilities::isVersionAtLeastMajorMinorBug(version, atLeast[0], atLeast[1], atLeast[2]),
-                 expected);
-        TSKIdentifierUtilities::getVersionMajorMinorBugFix(version, nullptr, &minor, nullptr);
-        QCOMPARE(minor, components[1]);
+        // version, its components, the version compared with, whether it is at least that
+        const QList<std::tuple<QString, QList<int>, QList<int>, bool>> cases{
+            {"5.0", {5, 0, 0}, {5, 0, 1}, false},
+            {"4.3.3", {4, 3, 3}, {4, 2, 0}, true},
+            {"10.2", {10, 2, 0}, {10, 3, 0}, false},                // the minor decides
+            {"4b.2rc1.x", {4, 2, 0}, {4, 2, 1}, false},             // leading digits only
+            {"12", {12, 0, 0}, {3, 0, 0}, true},                    // a distribution release
+            {"99999999999999.1", {999999999, 1, 0}, {3, 0, 0}, true}};
+        for (const auto &[version, components, atLeast, expected] : cases) {
+            int major = -1, minor = -1, bugFix = -1;
+            TSKIdentifierUtilities::getVersionMajorMinorBugFix(version, &major, &minor, &bugFix);
+            QCOMPARE((QList<int>{major, minor, bugFix}), components);
+            QCOMPARE(TSKIdentifierUtilities::isVersionAtLeastMajorMinorBug(version, atLeast[0], atLeast[1], atLeast[2]),
+                     expected);
+            TSKIdentifierUtilities::getVersionMajorMinorBugFix(version, nullptr, &minor, nullptr);
+            QCOMPARE(minor, components[1]);
+        }
     }
 
     // The route is the first sound card's name; its code is case-sensitive.
-    void audioRouteAndItsCode_data()
-    {
-        QTest::addColumn<QByteArray>("cards");  // null: no sound system at all
-        QTest::addColumn<QString>("route");
-        QTest::addColumn<int>("code");
-        QTest::newRow("two cards") << QByteArray(" 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
-                                                 "                      HDA Intel PCH at 0xf7f10000 irq 32\n"
-                                                 " 1 [Headset        ]: USB-Audio - Headset\n")
-                                   << "HDA Intel PCH" << 5;
-        QTest::newRow("dash in name") << QByteArray(" 0 [H]: USB-Audio - Head-set X\n") << "Head-set X" << 5;
-        QTest::newRow("headset") << QByteArray(" 0 [H]: USB-Audio - Headset\n") << "Headset" << 2;
-        QTest::newRow("lower-case headset") << QByteArray(" 0 [H]: USB-Audio - headset\n") << "headset" << 5;
-        QTest::newRow("headphone") << QByteArray(" 0 [H]: USB-Audio - Headphone\n") << "Headphone" << 2;
-        QTest::newRow("speaker") << QByteArray(" 0 [S]: HDA - Speaker\n") << "Speaker" << 1;
-        QTest::newRow("no cards") << QByteArray("--- no soundcards ---\n") << "" << 3;
-        QTest::newRow("no sound system") << QByteArray() << QString() << 1;
-    }
-
     void audioRouteAndItsCode()
     {
-        QFETCH(QByteArray, cards);
-        QFETCH(QString, route);
-        QFETCH(int, code);
+        const QList<std::tuple<QByteArray, QString, int>> cases{  // cards (null: no sound system), route, code
+            {" 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n                      HDA Intel PCH at 0xf7f10000 irq 32\n"
+             " 1 [Headset        ]: USB-Audio - Headset\n", "HDA Intel PCH", 5},
+            {" 0 [H]: USB-Audio - Head-set X\n", "Head-set X", 5},
+            {" 0 [H]: USB-Audio - Headset\n", "Headset", 2},
+            {" 0 [H]: USB-Audio - headset\n", "headset", 5},
+            {" 0 [H]: USB-Audio - Headphone\n", "Headphone", 2},
+            {" 0 [S]: HDA - Speaker\n", "Speaker", 1},
+            {"--- no soundcards ---\n", "", 3},
+            {QByteArray(), QString(), 1}};
         QTemporaryDir dir;
-        const QString path = cards.isNull() ? dir.filePath("absent") : writeFile(dir.filePath("cards"), cards);
-        const std::optional<QString> read = Device::audioRoute(path);
-        QCOMPARE(read.has_value(), !route.isNull());
-        QCOMPARE(read.value_or(QString()), route);
-        QCOMPARE(read.value_or(QString()).isNull(), route.isNull());
-        QCOMPARE(TSKIdentifierUtilities::audioRouteForDescription(read), code);
-    }
-
-    void flagsFollowTheNetworkState_data()
-    {
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<int>("reachability");
-        QTest::addColumn<int>("medium");
-        QTest::addColumn<uint>("flags");
-        QTest::newRow("online wifi") << "ads.example" << int(R::Online) << int(T::WiFi) << 0x2u;
-        QTest::newRow("online cellular") << "ads.example" << int(R::Online) << int(T::Cellular) << 0x40002u;
-        QTest::newRow("local only") << "ads.example" << int(R::Local) << int(T::WiFi) << 0u;
-        QTest::newRow("disconnected") << "ads.example" << int(R::Disconnected) << int(T::Unknown) << 0u;
-        QTest::newRow("no information") << "ads.example" << int(R::Unknown) << int(T::Unknown) << 0x2u;
-        QTest::newRow("loopback address offline") << "127.0.0.1" << int(R::Disconnected) << int(T::Unknown) << 0x2u;
-        QTest::newRow("localhost offline") << "LocalHost" << int(R::Disconnected) << int(T::Cellular) << 0x2u;
+        for (const auto &[cards, route, code] : cases) {
+            const QString path = cards.isNull() ? dir.filePath("absent") : writeFile(dir.filePath("cards"), cards);
+            const std::optional<QString> read = Device::audioRoute(path);
+            QCOMPARE(read.has_value(), !route.isNull());
+            QCOMPARE(read.value_or(QString()), route);
+            QCOMPARE(read.value_or(QString()).isNull(), route.isNull());
+            QCOMPARE(TSKIdentifierUtilities::audioRouteForDescription(read), code);
+        }
     }
 
     void flagsFollowTheNetworkState()
     {
-        QFETCH(QString, host);
-        QFETCH(int, reachability);
-        QFETCH(int, medium);
-        QFETCH(uint, flags);
-        QCOMPARE(Reachability::flagsFor(host, {R(reachability), T(medium)}), flags);
+        const QList<std::tuple<QString, R, T, uint>> cases{
+            {"ads.example", R::Online, T::WiFi, 0x2u},          {"ads.example", R::Online, T::Cellular, 0x40002u},
+            {"ads.example", R::Local, T::WiFi, 0u},             {"ads.example", R::Disconnected, T::Unknown, 0u},
+            {"ads.example", R::Unknown, T::Unknown, 0x2u},      // no information: assume reachable
+            {"127.0.0.1", R::Disconnected, T::Unknown, 0x2u},   // loopback is always reachable
+            {"LocalHost", R::Disconnected, T::Cellular, 0x2u}};
+        for (const auto &[host, reachability, medium, flags] : cases)
+            QCOMPARE(Reachability::flagsFor(host, {reachability, medium}), flags);
     }
 
     // Only the reachable and cellular bits count, and every notification counts as a change.
@@ -222,17 +192,26 @@ private slots:
         QCOMPARE(checker.changeCount(), 5u);
     }
 
+    // The network checker hears the same first notification.
     void firstNotificationComesOnTheNextTurnThenOnlyChanges()
     {
         Reachability::NetworkState state{R::Online, T::WiFi};
         Reachability::setStateSource([&state] { return state; });
+        TSKNetworkConfiguration::setReachabilityHost("ads.example");  // remote, so the network state decides
         Reachability reachability("ads.example");
+        TSKNetworkChecker checker;
         QSignalSpy spy(&reachability, &Reachability::flagsChanged);
         reachability.start();
+        checker.setEnabled(true);
         reachability.refresh();  // too early: the first notification has not gone out yet
         QCOMPARE(spy.count(), 0);
+        QCOMPARE(checker.networkType(), 0);
+        QVERIFY(checker.networkTypeString().isNull());
         QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(checker.changeCount(), 1u, 10000);
         QCOMPARE(spy.at(0).at(0).toUInt(), 0x2u);
+        QCOMPARE(checker.networkTypeString(), QStringLiteral("wi"));
+
         reachability.refresh();
         QCOMPARE(spy.count(), 1);
         state = {R::Online, T::Cellular};
@@ -243,6 +222,17 @@ private slots:
         state = {R::Disconnected, T::Unknown};
         reachability.refresh();
         QCOMPARE(spy.count(), 2);
+
+        checker.setEnabled(true);  // already on: keeps what it knows
+        QCOMPARE(checker.networkType(), 2);
+        checker.setEnabled(false);
+        QCOMPARE(checker.networkType(), 0);
+        QVERIFY(!checker.isEnabled());
+
+        // The shared checker is on from the start and, by default, watches the house server on this machine.
+        TSKNetworkConfiguration::setReachabilityHost(QString());
+        QVERIFY(TSKNetworkChecker::sharedChecker()->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(TSKNetworkChecker::sharedChecker()->networkTypeString(), QStringLiteral("wi"), 10000);
     }
 
     // On the system's own network information, as the program runs.
@@ -261,52 +251,24 @@ private slots:
         QCOMPARE(stoppedSpy.count(), 0);
     }
 
-    void checkerKnowsNothingUntilTheFirstNotification()
-    {
-        TSKNetworkConfiguration::setReachabilityHost("ads.example");  // remote, so the network state decides
-        Reachability::setStateSource([] { return Reachability::NetworkState{R::Online, T::Cellular}; });
-        TSKNetworkChecker checker;
-        checker.setEnabled(true);
-        QCOMPARE(checker.networkType(), 0);
-        QVERIFY(checker.networkTypeString().isNull());
-        QTRY_COMPARE_WITH_TIMEOUT(checker.changeCount(), 1u, 10000);
-        QCOMPARE(checker.networkTypeString(), QStringLiteral("ed"));
-        checker.setEnabled(true);  // already on: keeps what it knows
-        QCOMPARE(checker.networkType(), 3);
-        checker.setEnabled(false);
-        QCOMPARE(checker.networkType(), 0);
-        QVERIFY(!checker.isEnabled());
-
-        // The shared checker is on from the start and, by default, watches the house server on this machine.
-        Reachability::setStateSource([] { return Reachability::NetworkState{R::Disconnected, T::Unknown}; });
-        TSKNetworkConfiguration::setReachabilityHost(QString());
-        QVERIFY(TSKNetworkChecker::sharedChecker()->isEnabled());
-        QTRY_COMPARE_WITH_TIMEOUT(TSKNetworkChecker::sharedChecker()->networkTypeString(), QStringLiteral("wi"), 10000);
-    }
-
     void configurationLayersDefaultsEnvironmentAndOptions()
     {
-        QCOMPARE(TSKNetworkConfiguration::staticContentHost(), QStringLiteral("127.0.0.1:8470"));
-        QCOMPARE(TSKNetworkConfiguration::adServerHost(), QStringLiteral("127.0.0.1:8470"));
-        QCOMPARE(TSKNetworkConfiguration::reachabilityHost(), QStringLiteral("127.0.0.1"));
-        QCOMPARE(TSKNetworkConfiguration::clickTrackingDomainSuffix(), QStringLiteral("127.0.0.1"));
-
+        using C = TSKNetworkConfiguration;
+        const auto hosts = [] {
+            return QStringList{C::staticContentHost(), C::adServerHost(), C::reachabilityHost(), C::clickTrackingDomainSuffix()};
+        };
+        QCOMPARE(hosts(), QStringList({"127.0.0.1:8470", "127.0.0.1:8470", "127.0.0.1", "127.0.0.1"}));
         qputenv("VELMORA_AD_HOST", "ads.example.net:8080");
         qputenv("VELMORA_STATIC_HOST", "static.example.net");
-        QCOMPARE(TSKNetworkConfiguration::adServerHost(), QStringLiteral("ads.example.net:8080"));
-        QCOMPARE(TSKNetworkConfiguration::reachabilityHost(), QStringLiteral("ads.example.net"));
-        QCOMPARE(TSKNetworkConfiguration::clickTrackingDomainSuffix(), QStringLiteral("ads.example.net"));
-
+        QCOMPARE(hosts(), QStringList({"static.example.net", "ads.example.net:8080", "ads.example.net", "ads.example.net"}));
         QCommandLineParser parser;
-        parser.addOptions(TSKNetworkConfiguration::commandLineOptions());
+        parser.addOptions(C::commandLineOptions());
         QVERIFY(parser.parse({"velmora", "--static-host", "cdn.example.org", "--click-domain=example.org"}));
-        TSKNetworkConfiguration::applyCommandLine(parser);
-        QCOMPARE(TSKNetworkConfiguration::staticContentHost(), QStringLiteral("cdn.example.org"));
-        QCOMPARE(TSKNetworkConfiguration::clickTrackingDomainSuffix(), QStringLiteral("example.org"));
-        QCOMPARE(TSKNetworkConfiguration::adServerHost(), QStringLiteral("ads.example.net:8080"));
+        C::applyCommandLine(parser);
+        QCOMPARE(hosts(), QStringList({"cdn.example.org", "ads.example.net:8080", "ads.example.net", "example.org"}));
         qunsetenv("VELMORA_AD_HOST");
         qunsetenv("VELMORA_STATIC_HOST");
-        TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
+        C::setClickTrackingDomainSuffix(QString());
     }
 };
 

@@ -13,17 +13,11 @@
 
 namespace {
 
-const QVariantMap Sample{
-    {"count", qint64(42)},
-    {"ratio", 2.5},
-    {"whole", 2.0},
-    {"yes", true},
-    {"text", QStringLiteral("a < b & \"c\"\r\nline 2, ünïcode; =")},
-    {"when", QDateTime(QDate(2026, 11, 22), QTime(20, 30, 15, 250), Qt::UTC)},
-    {"bytes", QByteArray("\x00\x01\xfe\xff", 4)},
-    {"list", QVariantList{qint64(1), QStringLiteral("two"), QVariantMap{{"three", 3.0}}}},
-    {"empty", QVariantMap()},
-};
+const QVariantMap Sample{{"count", qint64(42)}, {"ratio", 2.5}, {"whole", 2.0}, {"yes", true},
+                         {"text", QStringLiteral("a < b & \"c\"\r\nline 2, ünïcode; =")},
+                         {"when", QDateTime(QDate(2026, 11, 22), QTime(20, 30, 15, 250), Qt::UTC)},
+                         {"bytes", QByteArray("\x00\x01\xfe\xff", 4)}, {"empty", QVariantMap()},
+                         {"list", QVariantList{qint64(1), QStringLiteral("two"), QVariantMap{{"three", 3.0}}}}};
 
 // What the other process prints for the key (property-list XML), or nothing when it fails.
 std::optional<QByteArray> runTool(const QStringList &arguments)
