@@ -1,52 +1,54 @@
+#include "DelayedPerform.h"
 #include "Geometry.h"
 #include "NotificationCenter.h"
 #include "TestMain.h"
+#include "Timer.h"
 #include "ViewGeometry.h"
 
 #include <QLabel>
+#include <QPointer>
 
-// The small facilities the game and the ad library stand on: geometry and notifications.
+namespace {
+
+struct Target : QObject
+{
+    int ticks = 0;
+    QVariant seenInfo;
+    void tick(Timer *t) { ++ticks, seenInfo = t->userInfo(); }
+};
+
+}  // namespace
+
+// The small facilities the game and the ad library stand on: geometry, notifications, timers.
 class TestFoundation : public QObject
 {
     Q_OBJECT
 private slots:
-    void closedExtentRule_data()
-    {
-        QTest::addColumn<QRectF>("a");
-        QTest::addColumn<QRectF>("b");
-        QTest::addColumn<bool>("intersect");
-        QTest::newRow("overlap") << QRectF(0, 0, 50, 50) << QRectF(40, 40, 50, 50) << true;
-        QTest::newRow("apart") << QRectF(0, 0, 50, 50) << QRectF(51, 0, 50, 50) << false;
-        QTest::newRow("touching right edge") << QRectF(0, 0, 50, 50) << QRectF(50, 10, 5, 5) << true;
-        QTest::newRow("overlap on x only") << QRectF(0, 0, 50, 50) << QRectF(10, 60, 5, 5) << false;
-        QTest::newRow("point inside") << QRectF(0, 0, 50, 50) << QRectF(25, 25, 0, 0) << true;
-        QTest::newRow("point on edge") << QRectF(0, 0, 50, 50) << QRectF(0, 50, 0, 0) << true;
-        QTest::newRow("taken pick-up at origin") << QRectF(0, 0, 0, 0) << QRectF(-10, -10, 10, 10) << true;
-        QTest::newRow("parked pick-up") << QRectF(-500, 0, 0, 0) << QRectF(0, 0, 320, 480) << false;
-        QTest::newRow("negative size") << QRectF(60, 60, -20, -20) << QRectF(0, 0, 40, 40) << true;
-    }
-
+    // Rectangles meet when their closed extents do, whatever their size or sign.
     void closedExtentRule()
     {
-        QFETCH(QRectF, a);
-        QFETCH(QRectF, b);
-        QFETCH(bool, intersect);
-        QCOMPARE(Geometry::rectIntersectsRect(a, b), intersect);
-        QCOMPARE(Geometry::rectIntersectsRect(b, a), intersect);
+        const QList<std::tuple<QRectF, QRectF, bool>> cases{
+            {{0, 0, 50, 50}, {40, 40, 50, 50}, true},
+            {{0, 0, 50, 50}, {51, 0, 50, 50}, false},
+            {{0, 0, 50, 50}, {50, 10, 5, 5}, true},      // touching the right edge
+            {{0, 0, 50, 50}, {10, 60, 5, 5}, false},     // overlapping on x only
+            {{0, 0, 50, 50}, {25, 25, 0, 0}, true},      // a point inside
+            {{0, 0, 50, 50}, {0, 50, 0, 0}, true},       // a point on the edge
+            {{0, 0, 0, 0}, {-10, -10, 10, 10}, true},    // a taken pick-up at the origin
+            {{-500, 0, 0, 0}, {0, 0, 320, 480}, false},  // a parked pick-up
+            {{60, 60, -20, -20}, {0, 0, 40, 40}, true}};
+        for (const auto &[a, b, intersect] : cases) {
+            QCOMPARE(Geometry::rectIntersectsRect(a, b), intersect);
+            QCOMPARE(Geometry::rectIntersectsRect(b, a), intersect);
+        }
     }
 
-    void viewFramesKeepFractionsOfPoints()
+    // Fractional motion is shown by the game's own tests.
+    void zeroSizeFramesStayZero()
     {
         QWidget parent;
         auto *ball = new QLabel(&parent);
-        ViewGeometry::setFrame(ball, QRectF(0, 470, 20, 20));
-        for (int tick = 0; tick < 3; ++tick)
-            ViewGeometry::setCenter(ball, ViewGeometry::center(ball) + QPointF(5.5, 4.5));
-        QCOMPARE(ViewGeometry::frame(ball), QRectF(16.5, 483.5, 20, 20));
-        QCOMPARE(ball->geometry(), ViewGeometry::frame(ball).toRect());
-
-        // A zero-size frame stays zero even when the widget cannot be that small.
-        ball->setMinimumSize(50, 50);
+        ball->setMinimumSize(50, 50);  // even when the widget cannot be that small
         ViewGeometry::setFrame(ball, QRectF(0, 0, 0, 0));
         QCOMPARE(ViewGeometry::frame(ball), QRectF(0, 0, 0, 0));
         ball->move(7, 8);  // moved behind our back: the widget is the truth again
@@ -102,6 +104,70 @@ private slots:
         center.removeObserver(&first);
         center.postNotificationName("n");
         QCOMPARE(log, QStringList({"first", "late"}));
+    }
+
+    // Intervals of 0 or less (or not a number) run at 1 ms.
+    void eventLoopFiresOnceOrRepeatedly()
+    {
+        const QList<std::tuple<double, bool, int>> cases{  // seconds, repeats, interval in ms
+            {0.001, false, 1}, {0.01, true, 10}, {0.0, true, 1}, {-3.0, false, 1}, {std::nan(""), true, 1}};
+        for (const auto &[seconds, repeats, intervalMs] : cases) {
+            Target target;
+            QPointer<Timer> timer = Timer::scheduledTimerWithTimeInterval(seconds, &target, &Target::tick, "info", repeats);
+            QCOMPARE(timer->intervalMs(), intervalMs);
+            QTRY_VERIFY_WITH_TIMEOUT(target.ticks >= (repeats ? 3 : 1), 10000);
+            QCOMPARE(target.seenInfo, QVariant("info"));
+            if (!repeats)
+                QTRY_VERIFY_WITH_TIMEOUT(timer.isNull(), 10000);  // gone once it has fired
+            QCOMPARE(target.ticks == 1, !repeats);
+        }
+    }
+
+    void firingByHandAndInvalidation()
+    {
+        Target target;
+        QPointer<Timer> repeating = Timer::scheduledTimerWithTimeInterval(3600, &target, &Target::tick, {}, true);
+        Timer *once = Timer::scheduledTimerWithTimeInterval(3600, &target, &Target::tick, {}, false);
+        QCOMPARE(Timer::timersOf(&target), QList<Timer *>({repeating, once}));
+        repeating->fire();
+        once->fire();
+        QVERIFY(repeating->isValid());  // keeps its schedule
+        QVERIFY(!once->isValid());
+        QCOMPARE(target.ticks, 2);
+
+        repeating->invalidate();
+        repeating->fire();
+        QCOMPARE(target.ticks, 2);
+        QVERIFY(Timer::timersOf(&target).isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(repeating.isNull(), 10000);  // deleted on a later turn
+
+        auto *doomed = new Target;
+        QPointer<Timer> orphan = Timer::scheduledTimerWithTimeInterval(0.001, doomed, &Target::tick, {}, true);
+        delete doomed;
+        QVERIFY(orphan.isNull());  // dies with its target
+        // An action that deletes its own target does not touch the dead timer afterwards.
+        auto *selfDeleting = new QObject;
+        Timer::schedule(3600, selfDeleting, [selfDeleting](Timer *) { delete selfDeleting; })->fire();
+    }
+
+    void delayedPerformsRunInOrderBoundToTheirTarget()
+    {
+        QStringList log;
+        auto *target = new QObject;
+        auto *doomed = new QObject;
+        QObject cancelled;
+        performAfterDelay(target, [&] { log << "a"; }, 0);
+        performAfterDelay(doomed, [&] { log << "doomed"; }, 0);
+        performAfterDelay(&cancelled, [&] { log << "cancelled"; }, 0);
+        performAfterDelay(target, [&] { log << "b"; }, -1);
+        cancelPreviousPerformRequests(&cancelled);
+        QCOMPARE(DelayedPerform::pendingCount(target), 2);
+        QVERIFY(log.isEmpty());  // never inline
+        delete doomed;
+        QPointer<QObject> watch(target);
+        performAfterDelay(target, [&] { delete target; log << "deleted itself"; }, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(watch.isNull(), 10000);
+        QCOMPARE(log, QStringList({"a", "b", "deleted itself"}));
     }
 };
 
