@@ -233,7 +233,7 @@ private slots:
         control.start();
         stopped.stop();
         // Both first notifications were queued together; once the control's arrives, the other's turn has passed.
-        QTRY_COMPARE_WITH_TIMEOUT(controlSpy.count(), 1, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(controlSpy.count() >= 1, 10000);  // the system may report a change too
         QCOMPARE(controlSpy.at(0).at(0).toUInt(), control.currentFlags());
         QCOMPARE(stoppedSpy.count(), 0);
     }
