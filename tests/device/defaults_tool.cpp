@@ -1,7 +1,7 @@
-// A second process over a user-defaults file, so tests can show that what
-// one process synchronises another one reads.
-//   defaults_tool <file> get <key>          prints the value as property-list XML
-//   defaults_tool <file> set <key> <xml>    stores the value and synchronises
+// A second process over a user-defaults file, so tests can show that what one
+// process synchronises another one reads:
+//   defaults_tool <file> get <key>         prints the value as property-list XML
+//   defaults_tool <file> set <key> <xml>   stores the value and synchronises
 #include "PropertyList.h"
 #include "UserDefaults.h"
 
@@ -12,22 +12,17 @@ int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
     const QStringList args = app.arguments();
-    if (args.size() < 4)
-        return 2;
-    UserDefaults defaults(args[1]);
-    if (args[2] == QLatin1String("get")) {
-        const QVariant value = defaults.objectForKey(args[3]);
+    if (args.size() == 4 && args[2] == QLatin1String("get")) {
+        const QVariant value = UserDefaults(args[1]).objectForKey(args[3]);
         if (!value.isValid())
             return 1;
         QTextStream(stdout) << PropertyList::toXml(value, PropertyList::Form::Fragment);
         return 0;
     }
-    if (args[2] == QLatin1String("set") && args.size() == 5) {
-        const std::optional<QVariant> value = PropertyList::fromXml(args[4].toUtf8());
-        if (!value)
-            return 2;
-        defaults.setObjectForKey(*value, args[3]);
-        return defaults.synchronize() ? 0 : 1;
-    }
-    return 2;
+    const std::optional<QVariant> value = PropertyList::fromXml(args.value(4).toUtf8());
+    if (args.size() != 5 || args[2] != QLatin1String("set") || !value)
+        return 2;
+    UserDefaults defaults(args[1]);
+    defaults.setObjectForKey(*value, args[3]);
+    return defaults.synchronize() ? 0 : 1;
 }

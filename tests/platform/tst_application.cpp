@@ -1,62 +1,101 @@
 #include "Application.h"
+#include "DelayedPerform.h"
 #include "NotificationCenter.h"
 #include "TestMain.h"
+#include "Timer.h"
 #include "ViewController.h"
 #include "Window.h"
 
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QSignalSpy>
+
 using App = Application;
 
+namespace {
+
+// Delegate and notification calls of the launch, in order.
+QStringList launchLog;
+QStringList testArguments;
+
+// Logs lifecycle calls and touches as "<name>.<call>", a star marking "animated".
+struct Screen : ViewController
+{
+    Screen(QString name, QStringList *log) : name(std::move(name)), log(log) {}
+    void viewDidLoad() override { note("load", false); }
+    void viewWillAppear(bool animated) override { note("willAppear", animated); }
+    void viewDidAppear(bool animated) override { note("didAppear", animated); }
+    void viewWillDisappear(bool animated) override { note("willDisappear", animated); }
+    void viewDidDisappear(bool animated) override { note("didDisappear", animated); }
+    void touchesBegan(const QList<TouchPoint> &t, const TouchEvent &) override { touch("began", t.first()); }
+    void touchesMoved(const QList<TouchPoint> &t, const TouchEvent &) override { touch("moved", t.first()); }
+    void touchesEnded(const QList<TouchPoint> &t, const TouchEvent &) override { touch("ended", t.first()); }
+    void note(const QString &call, bool animated) { *log << name + "." + call + (animated ? "*" : ""); }
+    void touch(const QString &call, const TouchPoint &t)
+    {
+        const QPointF at = t.locationInView(t.view());
+        *log << QStringLiteral("%1.%2 %3,%4").arg(name, call).arg(at.x()).arg(at.y());
+    }
+
+    QString name;
+    QStringList *log;
+};
+
+}  // namespace
+
+// The application object, its window and the screens presented in it, run
+// through the program's own entry point at scale 2 (see main below).
 class TestApplication : public QObject
 {
     Q_OBJECT
 private slots:
     void init()
     {
+        App::shared()->setStatusBarHidden(true);
+        window = std::make_unique<Window>();
+        root = new Screen("root", &log);
+        window->setRootViewController(root);
+        window->makeKeyAndVisible();
         log.clear();
-        for (const QString &name : {App::WillResignActiveNotification, App::DidBecomeActiveNotification,
-                                    App::DidEnterBackgroundNotification, App::WillEnterForegroundNotification}) {
-            NotificationCenter::defaultCenter()->addObserver(&observer, name, App::shared(), [this](const Notification &n) {
-                // Name without its affixes, and the state while it is posted.
-                log << QString(n.name()).remove("Application").remove("Notification")
-                           + QString::number(App::shared()->applicationState());
-            });
-        }
     }
 
-    void cleanup() { NotificationCenter::defaultCenter()->removeObserver(&observer); }
+    void cleanup()
+    {
+        delete root;
+        window.reset();
+    }
 
     void stateChangesPostEachStepPassed()
     {
+        QObject observer;
+        NotificationCenter::defaultCenter()->addObserver(&observer, QString(), App::shared(), [this](const Notification &n) {
+            log << QString(n.name()).remove("Application").remove("Notification")
+                       + QString::number(App::shared()->applicationState());
+        });
         App *app = App::shared();
         app->updateState(Qt::ApplicationActive);
         log.clear();
-        app->updateState(Qt::ApplicationActive);  // no change, no news
-        app->updateState(Qt::ApplicationInactive);
-        app->updateState(Qt::ApplicationActive);
-        app->updateState(Qt::ApplicationHidden);
-        app->updateState(Qt::ApplicationActive);
-        app->updateState(Qt::ApplicationSuspended);
-        app->updateState(Qt::ApplicationInactive);
+        for (Qt::ApplicationState state : {Qt::ApplicationActive, Qt::ApplicationInactive, Qt::ApplicationActive,
+                                           Qt::ApplicationHidden, Qt::ApplicationActive, Qt::ApplicationSuspended,
+                                           Qt::ApplicationInactive})
+            app->updateState(state);
         // Each is posted while the state it speaks of is (still) current: 0 active, 2 background.
         QCOMPARE(log, QStringList({"WillResignActive0", "DidBecomeActive0", "WillResignActive0",
                                    "DidEnterBackground2", "WillEnterForeground2", "DidBecomeActive0",
                                    "WillResignActive0", "DidEnterBackground2", "WillEnterForeground2"}));
         QCOMPARE(app->applicationState(), App::Inactive);
-
-        // Probing code sees the state and key window, and no background tasks.
-        QVERIFY(app->metaObject()->indexOfMethod("applicationState()") >= 0);
-        QVERIFY(app->metaObject()->indexOfMethod("keyWindow()") >= 0);
-        QVERIFY(app->metaObject()->indexOfMethod("beginBackgroundTaskWithExpirationHandler(std::function<void()>)") < 0);
     }
 
     void urlsGoToTheInstalledOpener()
     {
         QList<QUrl> opened;
         App::shared()->setUrlOpener([&opened](const QUrl &url) { opened << url; return url.scheme() == "http"; });
-        QVERIFY(App::shared()->openURL(QUrl("http://example.test/landing")));
-        QVERIFY(!App::shared()->openURL(QUrl("mailto:someone@example.test")));
-        QVERIFY(!App::shared()->openURL(QUrl()));  // nothing to open, opener not bothered
+        const QList<bool> results{App::shared()->openURL(QUrl("http://example.test/landing")),
+                                  App::shared()->openURL(QUrl("mailto:someone@example.test")), App::shared()->openURL(QUrl())};
         App::shared()->setUrlOpener({});
+        QCOMPARE(results, QList<bool>({true, false, false}));
+        // An empty URL never reaches the opener.
         QCOMPARE(opened, QList<QUrl>({QUrl("http://example.test/landing"), QUrl("mailto:someone@example.test")}));
     }
 
@@ -64,59 +103,149 @@ private slots:
     {
         QCOMPARE(App::scaleOption({"velmora", "--scale", "3"}), std::optional<int>(3));
         QCOMPARE(App::scaleOption({"velmora", "--screenshot", "dir", "--scale=2"}), std::optional<int>(2));
-        QCOMPARE(App::scaleOption({"velmora", "--screenshot", "dir"}), std::nullopt);
-        for (const char *bad : {"0", "x", "1.5", "17"})
-            QCOMPARE(App::scaleOption({"velmora", "--scale", bad}), std::nullopt);
-        QCOMPARE(App::scaleOption({"velmora", "--scale"}), std::nullopt);
-
-        QCOMPARE(Window::largestFittingScale({1920, 1050}), 2);
-        QCOMPARE(Window::largestFittingScale({1280, 1440}), 3);
-        QCOMPARE(Window::largestFittingScale({300, 200}), 1);  // never below 1
+        for (const QStringList &bad : QList<QStringList>{{"--screenshot", "dir"}, {"--scale", "0"}, {"--scale", "x"},
+                                                         {"--scale", "1.5"}, {"--scale", "17"}, {"--scale"}})
+            QCOMPARE(App::scaleOption(QStringList{"velmora"} + bad), std::nullopt);
+        const auto fitting = &Window::largestFittingScale;
+        QCOMPARE((QList<int>{fitting({1920, 1050}), fitting({1280, 1440}), fitting({300, 200})}), QList<int>({2, 3, 1}));
     }
 
-    void screenIsInPointsAndGrabbedAtTheScale()
+    void launchedAtScaleTwoTheScreenIsInPoints()
     {
-        struct Tracker : ViewController
-        {
-            QList<QPointF> began;
-            void touchesBegan(const QList<TouchPoint> &touches, const TouchEvent &) override
-            {
-                began << touches.first().locationInView(view()) << touches.first().locationInView(nullptr);
-            }
-        } controller;
-        Application *app = Application::shared();
-        app->setStatusBarHidden(true);
-        Window window;
-        controller.view()->setStyleSheet("background: rgb(0, 128, 255);");
-        controller.view()->setAttribute(Qt::WA_StyledBackground);
-        window.setRootViewController(&controller);
-        window.makeKeyAndVisible();
-        QCOMPARE(app->keyWindow(), &window);
-        QCOMPARE(controller.view()->geometry(), QRect(0, 0, 320, 480));
-
-        QImage shot = window.grabScreen();
+        QCOMPARE(launchLog, QStringList({"delegate", App::DidFinishLaunchingNotification}));
+        QVERIFY(QCoreApplication::arguments().contains("--screenshot"));  // left for the program
+        QCOMPARE(App::shared()->keyWindow(), window.get());
+        QCOMPARE(root->view()->geometry(), QRect(0, 0, 320, 480));
+        root->view()->setStyleSheet("background: rgb(0, 128, 255);");
+        root->view()->setAttribute(Qt::WA_StyledBackground);
+        QImage shot = window->grabScreen();
         QCOMPARE(shot.size(), QSize(640, 960));
         QCOMPARE(shot.devicePixelRatio(), 2.0);
         QCOMPARE(shot.pixelColor(5, 5), QColor(0, 128, 255));
-        app->setStatusBarHidden(false);
-        shot = window.grabScreen();
+        App::shared()->setStatusBarHidden(false);
+        shot = window->grabScreen();
         QCOMPARE(shot.pixelColor(5, 5), QColor(Qt::black));  // the bar covers the top 20 points
         QCOMPARE(shot.pixelColor(5, 45), QColor(0, 128, 255));
-        app->setStatusBarHidden(true);
+    }
 
-        // Touch locations are points, not device pixels.
-        auto *child = new QWidget(controller.view());
-        child->setGeometry(300, 460, 20, 20);
-        QTest::mousePress(child, Qt::LeftButton, {}, QPoint(19, 19));
-        QCOMPARE(controller.began, QList<QPointF>({QPointF(319, 479), QPointF(319, 479)}));
-        window.setRootViewController(nullptr);
+    void presentingStacksAndCoveredScreensStayAlive()
+    {
+        auto *a = new Screen("a", &log);
+        auto *b = new Screen("b", &log);
+        QVERIFY(!a->isViewLoaded());
+        root->presentModalViewController(a, false);
+        QCOMPARE(log, QStringList({"a.load", "root.willDisappear", "a.willAppear", "root.didDisappear", "a.didAppear"}));
+        QVERIFY(root->modalViewController() == a && a->parentViewController() == root);
+        QCOMPARE(a->view()->parentWidget(), window->contentView());
+        a->presentModalViewController(b, false);
+        QVERIFY(root->view()->isHidden() && a->view()->isHidden());  // covered, not destroyed
+        int ticks = 0;
+        Timer::schedule(0.001, a, [&ticks](Timer *) { ++ticks; }, {}, true);
+        QTRY_VERIFY_WITH_TIMEOUT(ticks >= 3, 10000);  // and their timers keep running
+
+        QPointer<Screen> watchA(a), watchB(b);
+        log.clear();
+        root->dismissModalViewControllerAnimated(false);
+        // The covered middle screen is not shown on the way out; the presentation owned both.
+        QCOMPARE(log, QStringList({"b.willDisappear", "root.willAppear", "b.didDisappear", "root.didAppear"}));
+        QVERIFY(!root->modalViewController() && root->view()->isVisible());
+        QTRY_VERIFY_WITH_TIMEOUT(watchA.isNull() && watchB.isNull(), 10000);
+    }
+
+    // A controller already presenting ignores a second presentation.
+    void animatedTransitionsDeferTheClosingCalls()
+    {
+        for (int style : {ViewController::CoverVertical, ViewController::FlipHorizontal,
+                          ViewController::CrossDissolve}) {
+            auto *modal = new Screen("modal", &log);
+            modal->setModalTransitionStyle(style);
+            log.clear();
+            root->presentModalViewController(modal, true);
+            QCOMPARE(log, QStringList({"modal.load", "root.willDisappear*", "modal.willAppear*"}));
+            QVERIFY(!root->view()->isHidden());  // still under the animation
+            Screen second("second", &log);
+            if (style == ViewController::CrossDissolve) {
+                root->presentModalViewController(&second, true);  // ignored, but settles the first
+                QVERIFY(!second.parentViewController() && !second.isViewLoaded());
+            } else {
+                root->finishTransition();
+            }
+            QCOMPARE(root->modalViewController(), modal);
+            QCOMPARE(log.mid(3), QStringList({"root.didDisappear*", "modal.didAppear*"}));
+            QVERIFY(root->view()->isHidden());
+
+            log.clear();
+            ViewController *dismissing = style == ViewController::FlipHorizontal ? modal : root;  // either may dismiss
+            dismissing->dismissModalViewControllerAnimated(true);
+            QCOMPARE(log, QStringList({"modal.willDisappear*", "root.willAppear*"}));
+            QSignalSpy finished(root, &ViewController::transitionFinished);
+            QVERIFY(finished.wait(10000));  // ends by itself too
+            QCOMPARE(log.mid(2), QStringList({"modal.didDisappear*", "root.didAppear*"}));
+        }
+    }
+
+    void mouseAndTouchesOnTheViewBecomeTouchesInPoints()
+    {
+        auto *label = new QLabel("label", root->view());
+        label->setGeometry(100, 100, 50, 50);
+        auto *button = new QPushButton("button", root->view());
+        button->setGeometry(0, 0, 60, 30);
+
+        QTest::mousePress(label, Qt::LeftButton, {}, QPoint(10, 20));  // labels pass it on
+        QMouseEvent drag(QEvent::MouseMove, QPointF(40, 50), label->mapToGlobal(QPointF(40, 50)),
+                         Qt::NoButton, Qt::LeftButton, {});
+        QApplication::sendEvent(label, &drag);
+        QTest::mouseRelease(label, Qt::LeftButton, {}, QPoint(40, 50));
+        QTest::mouseClick(button, Qt::LeftButton);  // buttons keep theirs
+
+        auto *device = QTest::createTouchDevice();
+        QTest::touchEvent(window.get(), device).press(0, QPoint(30, 40), window.get());
+        QTest::touchEvent(window.get(), device).move(0, QPoint(35, 45), window.get());
+        QTest::touchEvent(window.get(), device).release(0, QPoint(35, 45), window.get());
+
+        QCOMPARE(log, QStringList({"root.began 110,120", "root.moved 140,150", "root.ended 140,150",
+                                   "root.began 30,40", "root.moved 35,45", "root.ended 35,45"}));
     }
 
 private:
-    QObject observer;
     QStringList log;
+    std::unique_ptr<Window> window;
+    Screen *root = nullptr;
 };
 
-// Twice the device pixel ratio, the way --scale 2 runs the program.
-VELMORA_TEST_MAIN_WITH(TestApplication, [] { qputenv("QT_SCALE_FACTOR", "2"); })
+namespace {
+
+// Runs the tests once launching has finished, then quits with their result offset by 3.
+struct Delegate : ApplicationDelegate
+{
+    bool applicationDidFinishLaunchingWithOptions(Application *application, const QVariantMap &) override
+    {
+        launchLog << "delegate";
+        performAfterDelay(application, [] {
+            TestApplication test;
+            QCoreApplication::exit(QTest::qExec(&test, testArguments) + 3);
+        }, 0);
+        return true;
+    }
+};
+
+}  // namespace
+
+// The whole entry path, as the program takes it: Application::main creates the QApplication itself.
+int main(int argc, char **argv)
+{
+    testsupport::prepareEnvironment();
+    QObject observer;
+    for (const QString &name : {App::DidFinishLaunchingNotification, App::WillTerminateNotification})
+        NotificationCenter::defaultCenter()->addObserver(&observer, name, nullptr,
+                                                         [](const Notification &n) { launchLog << n.name(); });
+    char scale[] = "--scale", two[] = "2", screenshot[] = "--screenshot", dir[] = "shots";
+    char *arguments[] = {argv[0], scale, two, screenshot, dir, nullptr};
+    testArguments = QStringList(argv, argv + argc);  // the test's own options, not the program's
+    const int status = App::main(5, arguments, [] { return std::make_unique<Delegate>(); }) - 3;
+    if (status < 0 || launchLog.last() != App::WillTerminateNotification)
+        qFatal("FAIL: exit status not passed through, or no will-terminate notification");
+    return status;
+}
+
 #include "tst_application.moc"

@@ -1,10 +1,7 @@
-// One launch of a program using the ad statistics, over the standard user
-// defaults of the given home, so tests can show what survives a restart.
-//   stats_tool <home> <action>...
-// Actions, in order: request (counts an ad request and keeps time since the
-// first), click <url>, track <url>, backgrounded, navigate, secure-navigate,
-// start <name>, end <name>, params (prints the request parameters as a
-// property list on one line), sync, crash (leaves without saving anything).
+// One launch of a program using the ad statistics over the user defaults of
+// <home>, so tests can show what survives a restart. "params" prints the
+// request parameters as a one-line property list; "crash" leaves unsaved.
+//   stats_tool <home> request|click <url>|backgrounded|navigate|params|sync|crash...
 #include "PropertyList.h"
 #include "Statistics/TSKStatistics.h"
 
@@ -13,17 +10,6 @@
 #include <QTextStream>
 
 #include <cstdlib>
-
-namespace {
-
-void request(TSKStatistics *statistics)
-{
-    statistics->incrementAdRequestCount();
-    if (!statistics->timingNamed(QStringLiteral("ptime")))
-        statistics->startTimingNamed(QStringLiteral("ptime"));
-}
-
-}  // namespace
 
 int main(int argc, char **argv)
 {
@@ -36,31 +22,19 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("stats_tool"));
     TSKStatistics *statistics = TSKStatistics::sharedStatistics();
     QTextStream out(stdout);
-
     const QStringList args = app.arguments().mid(2);
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString &action = args[i];
-        const QString argument = args.value(i + 1);
         if (action == QLatin1String("request")) {
-            request(statistics);
+            statistics->incrementAdRequestCount();
+            if (!statistics->timingNamed(QStringLiteral("ptime")))  // time since the first request
+                statistics->startTimingNamed(QStringLiteral("ptime"));
         } else if (action == QLatin1String("click")) {
-            out << statistics->urlForClick(QUrl(argument)).toString() << '\n';
-            ++i;
-        } else if (action == QLatin1String("track")) {
-            statistics->addClickTrackingURL(QUrl(argument));
-            ++i;
+            statistics->urlForClick(QUrl(args.value(++i)));
         } else if (action == QLatin1String("backgrounded")) {
             statistics->setClickBackgroundedApp();
         } else if (action == QLatin1String("navigate")) {
             statistics->incrementPageNavigationCount();
-        } else if (action == QLatin1String("secure-navigate")) {
-            statistics->incrementSSLPageNavigationCount();
-        } else if (action == QLatin1String("start")) {
-            statistics->startTimingNamed(argument);
-            ++i;
-        } else if (action == QLatin1String("end")) {
-            statistics->endTimingNamed(argument);
-            ++i;
         } else if (action == QLatin1String("params")) {
             out << PropertyList::toXml(statistics->parameters(), PropertyList::Form::Fragment) << '\n';
         } else if (action == QLatin1String("sync")) {

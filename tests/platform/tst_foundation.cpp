@@ -1,0 +1,169 @@
+#include "DelayedPerform.h"
+#include "Geometry.h"
+#include "NotificationCenter.h"
+#include "TestMain.h"
+#include "Timer.h"
+#include "ViewGeometry.h"
+
+#include <QLabel>
+#include <QPointer>
+
+namespace {
+
+struct Target : QObject
+{
+    int ticks = 0;
+    QVariant seenInfo;
+    void tick(Timer *t) { ++ticks, seenInfo = t->userInfo(); }
+};
+
+}  // namespace
+
+// The small facilities the game and the ad library stand on: geometry, notifications, timers.
+class TestFoundation : public QObject
+{
+    Q_OBJECT
+private slots:
+    // Rectangles meet when their closed extents do, whatever their size or sign.
+    void closedExtentRule()
+    {
+        const QList<std::tuple<QRectF, QRectF, bool>> cases{
+            {{0, 0, 50, 50}, {40, 40, 50, 50}, true},
+            {{0, 0, 50, 50}, {51, 0, 50, 50}, false},
+            {{0, 0, 50, 50}, {50, 10, 5, 5}, true},      // touching the right edge
+            {{0, 0, 50, 50}, {10, 60, 5, 5}, false},     // overlapping on x only
+            {{0, 0, 50, 50}, {25, 25, 0, 0}, true},      // a point inside
+            {{0, 0, 50, 50}, {0, 50, 0, 0}, true},       // a point on the edge
+            {{0, 0, 0, 0}, {-10, -10, 10, 10}, true},    // a taken pick-up at the origin
+            {{-500, 0, 0, 0}, {0, 0, 320, 480}, false},  // a parked pick-up
+            {{60, 60, -20, -20}, {0, 0, 40, 40}, true}};
+        for (const auto &[a, b, intersect] : cases) {
+            QCOMPARE(Geometry::rectIntersectsRect(a, b), intersect);
+            QCOMPARE(Geometry::rectIntersectsRect(b, a), intersect);
+        }
+    }
+
+    // Fractional motion is shown by the game's own tests.
+    void zeroSizeFramesStayZero()
+    {
+        QWidget parent;
+        auto *ball = new QLabel(&parent);
+        ball->setMinimumSize(50, 50);  // even when the widget cannot be that small
+        ViewGeometry::setFrame(ball, QRectF(0, 0, 0, 0));
+        QCOMPARE(ViewGeometry::frame(ball), QRectF(0, 0, 0, 0));
+    }
+
+    void deliveryInRegistrationOrderFiltersAndRemoval()
+    {
+        NotificationCenter center;
+        QStringList log;
+        QObject posterA, posterB, any, named, fromOne;
+        const auto record = [&log](const QString &tag) {
+            return [&log, tag](const Notification &n) { log << tag + ":" + n.name() + n.userInfo().value("n").toString(); };
+        };
+        center.addObserver(&named, "ping", nullptr, record("named"));
+        center.addObserver(&any, QString(), nullptr, record("any"));
+        center.addObserver(&fromOne, "ping", &posterA, record("fromA"));
+        center.addObserver(&fromOne, "ping", &posterB, record("fromB"));
+        center.postNotificationName("ping", &posterA, {{"n", 1}});
+        center.postNotificationName("ping", &posterB, {{"n", 2}});
+        center.postNotificationName("pong");
+        QCOMPARE(log, QStringList({"named:ping1", "any:ping1", "fromA:ping1", "named:ping2", "any:ping2",
+                                   "fromB:ping2", "any:pong"}));
+
+        log.clear();
+        center.removeObserver(&fromOne, "ping", &posterA);
+        center.removeObserver(&named, "pong", nullptr);  // other name: stays
+        center.removeObserver(&any);
+        center.postNotificationName("ping", &posterA);
+        center.postNotificationName("ping", &posterB);
+        QCOMPARE(log, QStringList({"named:ping", "named:ping", "fromB:ping"}));
+        center.removeObserver(&fromOne, "ping", nullptr);  // any object
+        QCOMPARE(center.observationCount(&fromOne), 0);
+        QCOMPARE(center.observationCount(&named), 1);
+
+        // Observers coming and going while a notification is delivered.
+        log.clear();
+        auto *destroyed = new QObject;
+        QObject first, second, late;
+        center.addObserver(destroyed, "n", nullptr, [&](const Notification &) { log << "destroyed"; });
+        center.addObserver(&first, "n", nullptr, [&](const Notification &) {
+            log << "first";
+            center.removeObserver(&second);
+            center.addObserver(&late, "n", nullptr, [&](const Notification &) { log << "late"; });
+        });
+        center.addObserver(&second, "n", nullptr, [&](const Notification &) { log << "second"; });
+        delete destroyed;
+        center.postNotificationName("n");
+        QCOMPARE(log, QStringList({"first"}));  // removed one skipped, added one waits
+        center.removeObserver(&first);
+        center.postNotificationName("n");
+        QCOMPARE(log, QStringList({"first", "late"}));
+    }
+
+    // Intervals of 0 or less (or not a number) run at 1 ms.
+    void eventLoopFiresOnceOrRepeatedly()
+    {
+        const QList<std::tuple<double, bool, int>> cases{  // seconds, repeats, interval in ms
+            {0.001, false, 1}, {0.01, true, 10}, {0.0, true, 1}, {-3.0, false, 1}, {std::nan(""), true, 1}};
+        for (const auto &[seconds, repeats, intervalMs] : cases) {
+            Target target;
+            QPointer<Timer> timer = Timer::scheduledTimerWithTimeInterval(seconds, &target, &Target::tick, "info", repeats);
+            QCOMPARE(timer->intervalMs(), intervalMs);
+            QTRY_VERIFY_WITH_TIMEOUT(target.ticks >= (repeats ? 3 : 1), 10000);
+            QCOMPARE(target.seenInfo, QVariant("info"));
+            if (!repeats)
+                QTRY_VERIFY_WITH_TIMEOUT(timer.isNull(), 10000);  // gone once it has fired
+            QCOMPARE(target.ticks == 1, !repeats);
+        }
+    }
+
+    void firingByHandAndInvalidation()
+    {
+        Target target;
+        QPointer<Timer> repeating = Timer::scheduledTimerWithTimeInterval(3600, &target, &Target::tick, {}, true);
+        Timer *once = Timer::scheduledTimerWithTimeInterval(3600, &target, &Target::tick, {}, false);
+        QCOMPARE(Timer::timersOf(&target), QList<Timer *>({repeating, once}));
+        repeating->fire();
+        once->fire();
+        QVERIFY(repeating->isValid() && !once->isValid());  // only a repeating timer keeps its schedule
+        QCOMPARE(target.ticks, 2);
+
+        repeating->invalidate();
+        repeating->fire();
+        QCOMPARE(target.ticks, 2);
+        QVERIFY(Timer::timersOf(&target).isEmpty());
+        QTRY_VERIFY_WITH_TIMEOUT(repeating.isNull(), 10000);  // deleted on a later turn
+
+        auto *doomed = new Target;
+        QPointer<Timer> orphan = Timer::scheduledTimerWithTimeInterval(0.001, doomed, &Target::tick, {}, true);
+        delete doomed;
+        QVERIFY(orphan.isNull());  // dies with its target
+        // An action that deletes its own target does not touch the dead timer afterwards.
+        auto *selfDeleting = new QObject;
+        Timer::schedule(3600, selfDeleting, [selfDeleting](Timer *) { delete selfDeleting; })->fire();
+    }
+
+    void delayedPerformsRunInOrderBoundToTheirTarget()
+    {
+        QStringList log;
+        auto *target = new QObject;
+        auto *doomed = new QObject;
+        QObject cancelled;
+        performAfterDelay(target, [&] { log << "a"; }, 0);
+        performAfterDelay(doomed, [&] { log << "doomed"; }, 0);
+        performAfterDelay(&cancelled, [&] { log << "cancelled"; }, 0);
+        performAfterDelay(target, [&] { log << "b"; }, -1);
+        cancelPreviousPerformRequests(&cancelled);
+        QCOMPARE(DelayedPerform::pendingCount(target), 2);
+        QVERIFY(log.isEmpty());  // never inline
+        delete doomed;
+        QPointer<QObject> watch(target);
+        performAfterDelay(target, [&] { delete target; log << "deleted itself"; }, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(watch.isNull(), 10000);
+        QCOMPARE(log, QStringList({"a", "b", "deleted itself"}));
+    }
+};
+
+VELMORA_TEST_MAIN(TestFoundation)
+#include "tst_foundation.moc"
