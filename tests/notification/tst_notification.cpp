@@ -1,67 +1,122 @@
 #include "Notification/TSKNotification.h"
+#include "Notification/TSKNotificationCenter.h"
+#include "PageScript.h"
+#include "Request/TSKRequest.h"
 #include "TestMain.h"
+#include "WebView.h"
 
-namespace {
-
-std::optional<TSKNotification> parse(const char *url)
-{
-    return TSKNotification::notificationFromURL(QUrl(QString::fromUtf8(url)));
-}
-
-QVariantMap strings(std::initializer_list<std::pair<const char *, const char *>> entries)
-{
-    QVariantMap map;
-    for (const auto &[key, value] : entries)
-        map.insert(QString::fromUtf8(key), QString::fromUtf8(value));
-    return map;
-}
-
-}  // namespace
+#include <QSignalSpy>
 
 class TestNotification : public QObject
 {
     Q_OBJECT
 private slots:
-    void tsmsgNamesThePathAndDecodesTheQuery()
+    void bridgeURLsByScheme()
     {
-        QVERIFY(TSKNotification::isTSMSGNotificationURL(QUrl(QStringLiteral("tsmsg:///a"))));
-        QVERIFY(!TSKNotification::isNotificationURL(QUrl(QStringLiteral("http://tsmsg/tiskos"))));
-
-        const auto load = parse("tsmsg:///loadAdURL?url=http%3A%2F%2F127.0.0.1%2Fad%3Fa%3D1%26b%3D2&type=tiskos");
-        QCOMPARE(load->name(), QStringLiteral("loadAdURL"));
-        QCOMPARE(*load->parameters(), strings({{"url", "http://127.0.0.1/ad?a=1&b=2"}, {"type", "tiskos"}}));
-
-        // The host is not looked at; keys are lowercased, values are not.
-        const auto click = parse("tsmsg://anything/click?URL=A%20B;Second=x");
-        QCOMPARE(click->name(), QStringLiteral("click"));
-        QCOMPARE(*click->parameters(), strings({{"url", "A B"}, {"second", "x"}}));
-
-        QVERIFY(!parse("tsmsg:"));
-        QVERIFY(!parse("http:///loadAdURL?url=x"));
+        struct Case
+        {
+            const char *url;
+            const char *name;  // none: not a message
+            std::optional<QVariantMap> parameters;
+        };
+        const Case cases[] = {
+            {"tsmsg:///loadAdURL?url=http%3A%2F%2F127.0.0.1%2Fad%3Fa%3D1%26b%3D2&type=tiskos", "loadAdURL",
+             QVariantMap{{"url", "http://127.0.0.1/ad?a=1&b=2"}, {"type", "tiskos"}}},
+            // The host is not looked at; keys are lowercased, values are not.
+            {"tsmsg://anything/click?URL=A%20B;Second=x", "click", QVariantMap{{"url", "A B"}, {"second", "x"}}},
+            // For "tiskos" the host picks the action.
+            {"tiskos://launch?url=http%3A%2F%2Fexample.org%2F&x=1", "open",
+             QVariantMap{{"a", "browser"}, {"u", "http://example.org/"}}},
+            {"tiskos://launch", "open", QVariantMap{{"a", "browser"}}},
+            {"tiskos://closecanvas?x=1", "close", std::nullopt},
+            {"tiskos://log?Msg=hello%20there&level=2", "log", QVariantMap{{"msg", "hello there"}, {"level", "2"}}},
+            {"tsmsg:", nullptr, {}},
+            {"http:///loadAdURL?url=x", nullptr, {}},
+            {"tiskos://click?url=x", nullptr, {}},
+            {"tiskos:///launch?url=x", nullptr, {}},
+            {"tiskos:", nullptr, {}}};
+        for (const auto &[url, name, parameters] : cases) {
+            const auto notification = TSKNotification::notificationFromURL(QUrl(url));
+            QVERIFY2(bool(notification) == bool(name), url);
+            if (notification) {
+                QCOMPARE(notification->name(), QString(name));
+                QVERIFY2(notification->parameters() == parameters, url);
+            }
+        }
+        QVERIFY(TSKNotification::notificationFromURL(QUrl("tiskos://closecanvas"))
+                    ->description()
+                    .endsWith(": name:close parameters:(null)"));
+        QVERIFY(TSKNotification::isTSMSGNotificationURL(QUrl("tsmsg:///a")));
+        QVERIFY(TSKNotification::isTiskosNotificationURL(QUrl("tiskos://unknown")));
+        QVERIFY(!TSKNotification::isNotificationURL(QUrl("http://tsmsg/tiskos")));
     }
 
-    void tiskosHostPicksTheAction()
+    void postsBridgeURLsNowOrOnTheNextTurn()
     {
-        QVERIFY(TSKNotification::isTiskosNotificationURL(QUrl(QStringLiteral("tiskos://unknown"))));
+        QList<Notification> received;
+        QObject observer, page;  // after `received`, so the observer goes first
+        const auto names = [&received] {
+            QStringList names;
+            for (const Notification &n : received)
+                names << n.name();
+            return names;
+        };
+        // The library's center is the process's default one.
+        NotificationCenter::defaultCenter()->addObserver(&observer, QString(), nullptr,
+                                                         [&received](const Notification &n) { received.append(n); });
+        TSKNotificationCenter *center = TSKNotificationCenter::defaultCenter();
+        center->postNotificationFromURLObject(QUrl("tsmsg:///loadAdURL?url=http%3A%2F%2F127.0.0.1%3A8470%2Fad&type=tiskos"),
+                                              &page);
+        center->postNotificationFromURLObject(QUrl("tiskos://launch?url=http%3A%2F%2Fexample.org%2F"), &page);
+        center->postNotificationFromURLObject(QUrl("tiskos://unknown?url=x"), &page);
+        center->postNotificationFromURLObject(QUrl("http://127.0.0.1/loadAdURL?url=x"), &page);
+        QCOMPARE(names(), QStringList({"loadAdURL", "open"}));
+        QCOMPARE(received[0].object(), &page);
+        QCOMPARE(received[0].userInfo(), QVariantMap({{"url", "http://127.0.0.1:8470/ad"}, {"type", "tiskos"}}));
+        QCOMPARE(received[1].userInfo(), QVariantMap({{"a", "browser"}, {"u", "http://example.org/"}}));
 
-        const auto open = parse("tiskos://launch?url=http%3A%2F%2Fexample.org%2F&x=1");
-        QCOMPARE(open->name(), QStringLiteral("open"));
-        QCOMPARE(*open->parameters(), strings({{"a", "browser"}, {"u", "http://example.org/"}}));
-        QCOMPARE(*parse("tiskos://launch")->parameters(), strings({{"a", "browser"}}));
+        // Delayed posts wait for the next event-loop turn, keep their order and skip senders gone by then.
+        received.clear();
+        auto goneFirst = std::make_unique<QObject>();
+        center->postNotificationFromURLObjectWithDelay(QUrl("tsmsg:///first"), &page, 0);
+        center->postNotificationFromURLObjectWithDelay(QUrl("tsmsg:///dropped"), goneFirst.get(), 0);
+        center->postNotificationFromURLObjectWithDelay(QUrl("tsmsg:///second?x=1"), nullptr, 0);
+        center->postNotificationFromURLObject(QUrl("tsmsg:///immediate"), &page);
+        goneFirst.reset();
+        QCOMPARE(names(), QStringList{"immediate"});
+        QTRY_COMPARE_WITH_TIMEOUT(names(), QStringList({"immediate", "first", "second"}), 20000);
+        QCOMPARE(received[1].object(), &page);
+        QCOMPARE(received[2].object(), nullptr);
+        QCOMPARE(received[2].userInfo(), QVariantMap({{"x", "1"}}));
 
-        const auto close = parse("tiskos://closecanvas?x=1");
-        QCOMPARE(close->name(), QStringLiteral("close"));
-        QVERIFY(!close->parameters());
-        QVERIFY(close->description().endsWith(QStringLiteral(": name:close parameters:(null)")));
+        NotificationCenter::defaultCenter()->removeObserver(&observer);
+        center->postNotificationFromURLObject(QUrl("tiskos://closecanvas"), nullptr);
+        QCOMPARE(received.size(), 3);
+    }
 
-        const auto log = parse("tiskos://log?Msg=hello%20there&level=2");
-        QCOMPARE(log->name(), QStringLiteral("log"));
-        QCOMPARE(*log->parameters(), strings({{"msg", "hello there"}, {"level", "2"}}));
+    void messagesReachThePageFunction()
+    {
+        WebView view;
+        QSignalSpy finished(&view, &QWebEngineView::loadFinished);
+        view.loadHTMLString("<html><body><script>var calls = [];"
+                            "function TISKOS_ReceiveMessage() {"
+                            "  calls.push(JSON.stringify(Array.prototype.slice.call(arguments)));"
+                            "}</script></body></html>",
+                            QUrl("http://127.0.0.1:8470/"));
+        QTRY_COMPARE_WITH_TIMEOUT(finished.size(), 1, 20000);
 
-        for (const char *unknown : {"tiskos://click?url=x", "tiskos:///launch?url=x", "tiskos:"})
-            QVERIFY2(!parse(unknown), unknown);
+        TSKNotificationCenter *center = TSKNotificationCenter::defaultCenter();
+        center->postJSNotificationUserInfoWebView("onshow", QVariantMap{{"version", TSKRequest::sdkVersion()}}, &view);
+        center->postJSNotificationUserInfoWebView("onhide", std::nullopt, &view);
+        center->postJSNotificationUserInfoWebView(
+            "custom", QVariantMap{{"list", QVariantList{1, "it's"}}, {"quote", "\"</script>"}}, &view);
+        center->postJSNotificationUserInfoWebView("nobody", std::nullopt, nullptr);
+        QCOMPARE(testsupport::evaluateInPage(view.page(), "calls.join('\\n')").toString(),
+                 QString("[\"onshow\",{\"version\":\"tiskos-sdk-i-v4.0.2\"}]\n"
+                         "[\"onhide\"]\n"
+                         "[\"custom\",{\"list\":[1,\"it's\"],\"quote\":\"\\\"</script>\"}]"));
     }
 };
 
-VELMORA_TEST_MAIN(TestNotification)
+VELMORA_TEST_MAIN_WITH(TestNotification, WebView::registerSchemes)
 #include "tst_notification.moc"
