@@ -1,0 +1,184 @@
+#include "HttpTestSupport.h"
+
+#include "URLConnection.h"
+
+#include <QDir>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+HttpTestServer::HttpTestServer()
+{
+    server_.setMissingHandler([this](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+        Request recorded{request.url().path(), request.query(), {}};
+        for (const auto &[name, value] : request.headers())
+            recorded.headers.insert(name.toLower(), value);
+        requests_.append(recorded);
+        const auto handler = handlers_.find(request.url().path());
+        if (handler == handlers_.end())
+            respond(responder, 404, {}, "not found");
+        else
+            (*handler)(request, responder);
+    });
+    port_ = server_.listen(QHostAddress::LocalHost, 0);
+}
+
+QUrl HttpTestServer::url(const QString &pathAndQuery) const
+{
+    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(pathAndQuery));
+}
+
+void HttpTestServer::reply(const QString &path, int status, const Headers &headers, const QByteArray &body)
+{
+    on(path, [=](const QHttpServerRequest &, QHttpServerResponder &responder) { respond(responder, status, headers, body); });
+}
+
+void HttpTestServer::refuseConnections()
+{
+    for (QTcpServer *listener : server_.servers())
+        listener->close();
+}
+
+QList<HttpTestServer::Request> HttpTestServer::requestsTo(const QString &path) const
+{
+    QList<Request> matching;
+    for (const Request &request : requests_) {
+        if (request.path == path)
+            matching.append(request);
+    }
+    return matching;
+}
+
+void HttpTestServer::respond(QHttpServerResponder &responder, int status, const Headers &headers, const QByteArray &body)
+{
+    QByteArray bytes = "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\nContent-Length: "
+                       + QByteArray::number(body.size()) + "\r\n";
+    for (const auto &[name, value] : headers)
+        bytes += name + ": " + value + "\r\n";
+    responder.socket()->write(bytes + "\r\n" + body);
+}
+
+void HttpTestServer::respondRaw(QHttpServerResponder &responder, const QByteArray &bytes)
+{
+    responder.socket()->write(bytes);
+    responder.socket()->disconnectFromHost();
+}
+
+NginxServer::~NginxServer()
+{
+    if (process_.state() != QProcess::NotRunning) {
+        process_.terminate();
+        if (!process_.waitForFinished(10000))
+            process_.kill();
+        process_.waitForFinished(5000);
+    }
+}
+
+bool NginxServer::writeConfig() const
+{
+    const QByteArray config = QStringLiteral(R"(daemon off; master_process off;
+pid %1/nginx.pid; error_log %1/error.log;
+events { worker_connections 64; }
+http {
+    log_format probe '$request_uri|$http_if_modified_since|$status';
+    access_log %1/access.log probe;
+    client_body_temp_path %1/temp/body; proxy_temp_path %1/temp/proxy; fastcgi_temp_path %1/temp/fastcgi;
+    uwsgi_temp_path %1/temp/uwsgi; scgi_temp_path %1/temp/scgi;
+    default_type text/plain;
+    server { listen 127.0.0.1:%2; root %1/www; %3 }
+}
+)").arg(prefix_.path()).arg(port_).arg(extraLocations_).toUtf8();
+    QFile file(prefix_.filePath("nginx.conf"));
+    return QDir(prefix_.path()).mkpath("www") && QDir(prefix_.path()).mkpath("temp")
+           && file.open(QIODevice::WriteOnly) && file.write(config) == config.size();
+}
+
+QString NginxServer::start()
+{
+    QString nginx = QStandardPaths::findExecutable("nginx");
+    if (nginx.isEmpty())
+        nginx = QStandardPaths::findExecutable("nginx", {"/usr/sbin", "/sbin"});
+    if (nginx.isEmpty())
+        return "nginx is not installed; scripts/setup installs it (scripts/debian-packages)";
+    QString problem;
+    // A port found free may be taken by someone else before nginx binds it: try again then.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        port_ = probe.serverPort();
+        probe.close();
+        if (!writeConfig())
+            return "cannot write the nginx configuration";
+        process_.setProcessChannelMode(QProcess::MergedChannels);
+        process_.start(nginx, {"-p", prefix_.path(), "-c", prefix_.filePath("nginx.conf"), "-e", prefix_.filePath("error.log")});
+        // nginx says nothing when ready: poll its port, and notice an early exit.
+        waitFor([&] {
+            QTcpSocket socket;
+            socket.connectToHost(QHostAddress::LocalHost, port_);
+            return process_.state() == QProcess::NotRunning || socket.waitForConnected(500);
+        });
+        if (process_.state() == QProcess::Running)
+            return {};
+        QFile log(prefix_.filePath("error.log"));
+        log.open(QIODevice::ReadOnly);
+        problem = "nginx exited: " + QString::fromLocal8Bit(process_.readAll() + log.readAll());
+        if (!problem.contains("Address already in use"))
+            break;
+    }
+    return problem;
+}
+
+QStringList NginxServer::accessLog() const
+{
+    QFile log(prefix_.filePath("access.log"));
+    if (!log.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(log.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder)
+{
+    const int before = recorder.endings();
+    file.validate();
+    return waitFor([&] { return recorder.endings() > before; });
+}
+
+bool track(TSKClickTracker &tracker, TrackerRecorder &recorder, const QUrl &url)
+{
+    const int before = recorder.reports();
+    tracker.trackURL(url);
+    return waitFor([&] { return recorder.reports() > before; });
+}
+
+bool roundTrip(HttpTestServer &server)
+{
+    CachedFileRecorder recorder;
+    TSKCachedFile barrier(&recorder, server.url("/barrier"));
+    return fetch(barrier, recorder);
+}
+
+void addFaultRows()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<int>("code");
+    QTest::newRow("404") << QByteArray("HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone") << 0;
+    QTest::newRow("500") << QByteArray("HTTP/1.1 500 Oops\r\nContent-Length: 0\r\n\r\n") << 0;
+    QTest::newRow("closed mid-body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\npartial")
+                                     << int(URLConnection::NetworkConnectionLost);
+    QTest::newRow("promised body never sent") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n")
+                                              << int(URLConnection::NetworkConnectionLost);
+    QTest::newRow("closed before answering") << QByteArray() << int(URLConnection::NetworkConnectionLost);
+    QTest::newRow("garbage") << QByteArray("\x01\x02 maybe\r\n\r\nbad ad") << int(URLConnection::NetworkConnectionLost);
+    QTest::newRow("redirect loop") << QByteArray("HTTP/1.1 302 Found\r\nLocation: /ad\r\nContent-Length: 0\r\n\r\n")
+                                   << int(URLConnection::HTTPTooManyRedirects);
+    QTest::newRow("connection refused") << QByteArray("refuse") << int(URLConnection::CannotConnectToHost);
+}
+
+void serveFault(HttpTestServer &server, const QByteArray &answer)
+{
+    server.on("/ad", [answer](const QHttpServerRequest &, QHttpServerResponder &responder) {
+        HttpTestServer::respondRaw(responder, answer);
+    });
+    if (answer == "refuse")
+        server.refuseConnections();
+}

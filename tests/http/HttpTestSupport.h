@@ -1,0 +1,128 @@
+#pragma once
+
+#include "Network/TSKCachedFile.h"
+#include "Network/TSKCachedFileDelegate.h"
+#include "Network/TSKClickTracker.h"
+
+#include <QHttpServer>
+#include <QHttpServerResponder>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrlQuery>
+#include <functional>
+
+// A scripted HTTP server on 127.0.0.1 and an ephemeral port: a handler per
+// path, 404 elsewhere, every request recorded with its headers.
+class HttpTestServer
+{
+public:
+    using Headers = QList<QPair<QByteArray, QByteArray>>;
+    using Handler = std::function<void(const QHttpServerRequest &, QHttpServerResponder &)>;
+    struct Request {
+        QString path;
+        QUrlQuery query;
+        QHash<QByteArray, QByteArray> headers;  // lower-case names
+        QByteArray header(const QByteArray &name) const { return headers.value(name.toLower()); }
+    };
+
+    HttpTestServer();
+    QUrl url(const QString &pathAndQuery) const;
+    void on(const QString &path, Handler handler) { handlers_.insert(path, std::move(handler)); }
+    void reply(const QString &path, int status, const Headers &headers = {}, const QByteArray &body = {});
+    void redirect(const QString &path, const QString &location) { reply(path, 302, {{"Location", location.toUtf8()}}); }
+    void refuseConnections();  // later connections are refused
+    QList<Request> requestsTo(const QString &path) const;
+
+    // Adds Content-Length; respondRaw sends the bytes as they are and hangs up.
+    static void respond(QHttpServerResponder &responder, int status, const Headers &headers, const QByteArray &body);
+    static void respondRaw(QHttpServerResponder &responder, const QByteArray &bytes);
+
+private:
+    QHttpServer server_;
+    quint16 port_ = 0;
+    QHash<QString, Handler> handlers_;
+    QList<Request> requests_;
+};
+
+// A real nginx on 127.0.0.1 serving a temporary document root, in the
+// foreground without a master process so it runs as any user. Its access log
+// holds "uri|if-modified-since|status" per request, "-" for a header not sent.
+class NginxServer
+{
+public:
+    explicit NginxServer(const QString &extraLocations) : extraLocations_(extraLocations) {}
+    ~NginxServer();
+    QString start();  // null when running, otherwise what went wrong
+    QString documentRoot() const { return prefix_.filePath("www"); }
+    QUrl url(const QString &path) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(path)); }
+    QStringList accessLog() const;
+
+private:
+    bool writeConfig() const;
+    QTemporaryDir prefix_;
+    QString extraLocations_;
+    quint16 port_ = 0;
+    QProcess process_;
+};
+
+// Writes down what a cached file reports and refuses one redirect target.
+class CachedFileRecorder : public TSKCachedFileDelegate
+{
+public:
+    void cachedFileDownloadDidEnd(TSKCachedFile *) override { ++ended; }
+    void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Error> &error) override { failures.append(error); }
+    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
+    {
+        redirectURLs.append(url);
+        return url == refusedURL ? std::optional<Error>(refusal) : std::nullopt;
+    }
+    int endings() const { return ended + int(failures.size()); }
+
+    int ended = 0;
+    QList<std::optional<Error>> failures;
+    QList<QUrl> redirectURLs;
+    QUrl refusedURL;
+    Error refusal{QStringLiteral("TestDomain"), 7, {}};
+};
+
+// Hears a click tracker's two reports and can act inside them.
+class TrackerRecorder : public QObject
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *, const QUrl &url) { redirects.append(url); reported(); }
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &error)
+    {
+        failures.append(error);
+        reported();
+    }
+    int reports() const { return int(redirects.size() + failures.size()); }
+
+    QList<QUrl> redirects;
+    QList<std::optional<Error>> failures;
+    std::function<void()> onReport;
+
+private:
+    void reported() { if (onReport) onReport(); }
+};
+
+// Generous, since the machine running the tests may be busy.
+template <typename Done>
+bool waitFor(Done done)
+{
+    return QTest::qWaitFor(done, 20000);
+}
+
+// One download or tracking to its next report.
+bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder);
+bool track(TSKClickTracker &tracker, TrackerRecorder &recorder, const QUrl &url);
+
+// A full exchange with the server: reports queued before it have run once it
+// ends, so a missing or second report shows by then.
+bool roundTrip(HttpTestServer &server);
+
+// Answers that must end a download in one failure, and the error code
+// expected (0: no error); serveFault makes "/ad" give one. "refuse": the server stops listening.
+void addFaultRows();
+void serveFault(HttpTestServer &server, const QByteArray &answer);

@@ -1,0 +1,293 @@
+#include "HttpTestSupport.h"
+#include "Statistics/TSKStatistics.h"
+#include "TestMain.h"
+#include "Timing/TSKTiming.h"
+#include "URLConnection.h"
+#include "Utility/TSKNetworkConfiguration.h"
+
+#include <QFileInfo>
+#include <QTimeZone>
+
+namespace {
+
+const QByteArray lastModified = "Tue, 15 Nov 2011 08:12:31 GMT";
+const QDateTime lastModifiedInstant(QDate(2011, 11, 15), QTime(8, 12, 31), QTimeZone::utc());
+const QUrl storeLink("velmora-store://app/42?ref=ad");
+
+// Answers If-Modified-Since with 304 only when it is the date without its zone word.
+void serveStatic(HttpTestServer &server, const QString &path, const QByteArray &body)
+{
+    server.on(path, [body](const QHttpServerRequest &request, QHttpServerResponder &responder) {
+        if (request.value("If-Modified-Since") == "Tue, 15 Nov 2011 08:12:31")
+            HttpTestServer::respond(responder, 304, {}, {});
+        else
+            HttpTestServer::respond(responder, 200, {{"Last-Modified", lastModified}}, body);
+    });
+}
+
+QDateTime fileTime(const TSKCachedFile &file)
+{
+    return QFileInfo(file.filePath()).fileTime(QFileDevice::FileModificationTime).toUTC();
+}
+
+void serveTrackings(HttpTestServer &server)
+{
+    server.redirect("/click", "/landing");
+    server.reply("/landing", 200, {}, "landing");
+    server.redirect("/app-link", "/to-store");
+    server.redirect("/to-store", storeLink.toString());
+}
+
+}  // namespace
+
+// The cached file, and the click tracker that downloads through one.
+class TestDownloads : public QObject
+{
+    Q_OBJECT
+private slots:
+    void revalidatesWithTheServersOwnDate()
+    {
+        HttpTestServer server;
+        serveStatic(server, "/core.js", "var core = 1;");
+        CachedFileRecorder recorder;
+        TSKCachedFile file(&recorder, server.url("/core.js"));
+        QVERIFY(file.description().contains("HTTP code: 0\n\turl: " + server.url("/core.js").toString()));
+        QVERIFY(file.fileModificationDate().isNull());
+
+        QVERIFY(fetch(file, recorder));
+        QCOMPARE(recorder.ended, 1);
+        QVERIFY(server.requestsTo("/core.js")[0].header("If-Modified-Since").isNull());
+        QCOMPARE(file.content(), "var core = 1;");
+        QCOMPARE(file.httpHeaders().value("Last-Modified").toByteArray(), lastModified);
+        QCOMPARE(fileTime(file), lastModifiedInstant);
+        QVERIFY(file.description().contains("HTTP code: 200\n\turl: "));
+        QVERIFY(file.description().endsWith("\tfile: " + file.filePath()));
+
+        // The second fetch is conditional; a 304 leaves the file alone.
+        QVERIFY(fetch(file, recorder));
+        QCOMPARE(recorder.ended, 2);
+        QCOMPARE(server.requestsTo("/core.js")[1].header("If-Modified-Since"), "Tue, 15 Nov 2011 08:12:31");
+        QCOMPARE(file.httpStatusCode(), 304);
+        QCOMPARE(file.content(), "var core = 1;");
+        QCOMPARE(fileTime(file), lastModifiedInstant);
+    }
+
+    // Each fault ends a download and a tracking in exactly one failure report
+    // and leaves the file cached earlier as it was.
+    void faultsFailOnceAndKeepTheEarlierFile_data() { addFaultRows(); }
+    void faultsFailOnceAndKeepTheEarlierFile()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(int, code);
+        HttpTestServer server;
+        serveStatic(server, "/ad", "good ad");
+        CachedFileRecorder recorder;
+        TSKCachedFile file(&recorder, server.url("/ad"));
+        QVERIFY(fetch(file, recorder));
+
+        serveFault(server, answer);
+        TSKCachedFile again(&recorder, server.url("/ad"));
+        QVERIFY(fetch(again, recorder));
+        if (code == URLConnection::HTTPTooManyRedirects)
+            QCOMPARE(server.requestsTo("/ad").size() - 1, URLConnection::maximumRedirects + 1);
+        TrackerRecorder trackerRecorder;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&trackerRecorder);
+        QVERIFY(track(tracker, trackerRecorder, server.url("/ad?tracking")));
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.ended, 1);
+        QVERIFY(trackerRecorder.redirects.isEmpty());
+        for (const QList<std::optional<Error>> &failures : {recorder.failures, trackerRecorder.failures}) {
+            QCOMPARE(failures.size(), 1);
+            QCOMPARE(failures[0].has_value(), code != 0);
+            if (code) {
+                QCOMPARE(failures[0]->code, code);
+                QVERIFY(!failures[0]->localizedDescription().isEmpty());
+            }
+        }
+        QVERIFY(!TSKClickTracker::activeTrackings());
+        QCOMPARE(file.content(), "good ad");
+        QCOMPARE(fileTime(file), lastModifiedInstant);
+    }
+
+    void unwritableCachesDirectoryFailsOnce()
+    {
+        HttpTestServer server;
+        server.reply("/ad", 200, {}, "ad");
+        // Even root cannot create a directory where a file stands.
+        QTemporaryDir home;
+        QVERIFY(QFile(home.filePath(".qttest")).open(QIODevice::WriteOnly));
+        const QByteArray realHome = qgetenv("HOME");
+        qputenv("HOME", home.path().toUtf8());
+        CachedFileRecorder recorder;
+        TSKCachedFile file(&recorder, server.url("/ad"));
+        QVERIFY(file.filePath().startsWith(home.path()));
+        qputenv("HOME", realHome);
+        QVERIFY(fetch(file, recorder));
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.endings(), 1);
+        QCOMPARE(recorder.failures.value(0).value_or(Error()).domain, "NSCocoaErrorDomain");
+        QCOMPARE(recorder.failures[0]->userInfo.value("filePath").toString(), file.filePath());
+    }
+
+    void oddButCompleteAnswers()
+    {
+        HttpTestServer server;
+        server.reply("/empty", 200, {}, {});
+        server.reply("/undated", 200, {{"Last-Modified", "yesterday GMT"}}, "undated");
+        CachedFileRecorder recorder;
+        // An empty 200 is a complete answer ("no fill"): the file exists and is empty.
+        TSKCachedFile empty(&recorder, server.url("/empty"));
+        QVERIFY(fetch(empty, recorder));
+        QVERIFY(!empty.content().isNull() && empty.content().isEmpty());
+
+        // An unreadable date leaves the file with the time it was written, which
+        // the next request offers. Read it before the second 200 rewrites the file.
+        TSKCachedFile undated(&recorder, server.url("/undated"));
+        QVERIFY(fetch(undated, recorder));
+        const QByteArray offered = undated.fileModificationDate().toLatin1();
+        QVERIFY(!offered.isEmpty());
+        QVERIFY(fetch(undated, recorder));
+        QCOMPARE(server.requestsTo("/undated").last().header("If-Modified-Since"), offered);
+        QCOMPARE(recorder.ended, 3);
+    }
+
+    void objectsForOneURLShareOneFile()
+    {
+        HttpTestServer server;
+        serveStatic(server, "/shared", "shared body");
+        CachedFileRecorder recorder;
+        TSKCachedFile first(&recorder, server.url("/shared"));
+        TSKCachedFile second(&recorder, server.url("/shared"));
+        QCOMPARE(first.filePath(), second.filePath());
+        QVERIFY(first.filePath() != TSKCachedFile(&recorder, server.url("/shared?v=2")).filePath());
+        QVERIFY(first.filePath().contains("/127.0.0.1/"));
+        // Validating while running starts nothing new.
+        first.validateWithCacheBuster();
+        first.validate();
+        QVERIFY(fetch(first, recorder));
+        QCOMPARE(server.requestsTo("/shared").size(), 1);
+        QCOMPARE(second.content(), "shared body");
+
+        // The cache buster (seconds since 2001) changes the request, never the file.
+        const double before = QDateTime::currentSecsSinceEpoch() - 978307200.0;
+        second.validateWithCacheBuster();
+        QVERIFY(waitFor([&] { return recorder.endings() == 2; }));
+        const HttpTestServer::Request busted = server.requestsTo("/shared").last();
+        const double unique = busted.query.queryItemValue("unique").toDouble();
+        QVERIFY2(unique >= before - 1 && unique <= before + 600, qPrintable(busted.query.toString()));
+        QCOMPARE(busted.header("If-Modified-Since"), "Tue, 15 Nov 2011 08:12:31");
+        QCOMPARE(second.httpDestinationURL().query(), busted.query.toString());
+        QCOMPARE(recorder.ended, 2);
+
+        // A cancelled download reports nothing, even once the server has answered.
+        first.validate();
+        first.cancel();
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.endings(), 2);
+        first.invalidate();
+        QVERIFY(!second.hasContent());
+    }
+
+    void refusedRedirectFailsWithTheRefusal()
+    {
+        HttpTestServer server;
+        server.reply("/click", 302, {{"Location", "/landing"}, {"X-Tiskos-Tracking-Urls", "t1"}});
+        CachedFileRecorder recorder;
+        recorder.refusedURL = server.url("/landing");
+        TSKCachedFile refused(&recorder, server.url("/click"));
+        QVERIFY(fetch(refused, recorder));
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.failures, QList<std::optional<Error>>{recorder.refusal});
+        QCOMPARE(recorder.ended, 0);
+        QCOMPARE(refused.httpStatusCode(), 302);
+        QCOMPARE(refused.httpHeaders().value("X-Tiskos-Tracking-Urls").toString(), "t1");
+        QCOMPARE(refused.httpDestinationURL(), server.url("/landing"));
+        QVERIFY(server.requestsTo("/landing").isEmpty());
+        QVERIFY(!refused.hasContent());
+    }
+
+    void trackerReportsTheLastURLAndTicketsTheClick()
+    {
+        HttpTestServer server;
+        serveTrackings(server);
+        server.redirect("/ck/TICKET-9", "/landing");
+        server.reply("/broken", 500);
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix("127.0.0.1");
+        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        TrackerRecorder recorder;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&recorder);
+        QVERIFY(!TSKClickTracker::activeTrackings());
+        tracker.trackURL(server.url("/ck/TICKET-9"));
+        QVERIFY(TSKClickTracker::activeTrackings());
+        QVERIFY(waitFor([&] { return recorder.reports() == 1; }));
+        QCOMPARE(recorder.redirects, QList<QUrl>{server.url("/landing")});
+        QVERIFY(tracker.hasTracked());
+        QVERIFY(!TSKClickTracker::activeTrackings());
+        QCOMPARE(statistics->timingNamed("pcl")->valueForKey("pit").toString(), "TICKET-9");
+
+        // Leaving HTTP ends the tracking at once with the application link.
+        tracker.trackURL(server.url("/app-link"));
+        QVERIFY(!tracker.hasTracked());
+        QVERIFY(waitFor([&] { return recorder.reports() == 2; }));
+        QCOMPARE(recorder.redirects.last(), storeLink);
+        QCOMPARE(tracker.trackingURL(), storeLink);
+        QVERIFY(!TSKClickTracker::activeTrackings());
+
+        // A failed tracking leaves the next click unticketed.
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        QVERIFY(track(tracker, recorder, server.url("/broken")));
+        QVERIFY(!statistics->timingNamed("pcl")->valueForKey("pit").isValid());
+        QCOMPARE(recorder.failures, QList<std::optional<Error>>{std::nullopt});
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
+    }
+
+    void trackersAreReusable()
+    {
+        HttpTestServer server;
+        serveTrackings(server);
+        TrackerRecorder recorder;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&recorder);
+        tracker.trackURL(QUrl());
+        QVERIFY(!tracker.hasTracked());
+        QVERIFY(!TSKClickTracker::activeTrackings());
+
+        // Tracking again from inside the report starts a fresh tracking.
+        recorder.onReport = [&] {
+            if (recorder.reports() == 1)
+                tracker.trackURL(server.url("/app-link"));
+        };
+        tracker.trackURL(server.url("/click"));
+        QVERIFY(waitFor([&] { return recorder.reports() == 2; }));
+        QCOMPARE(recorder.redirects, (QList<QUrl>{server.url("/landing"), storeLink}));
+
+        // Nil leaves a finished tracking as it was; a reset clears it.
+        tracker.trackURL(QUrl());
+        QVERIFY(tracker.hasTracked());
+        tracker.reset();
+        QVERIFY(!tracker.hasTracked());
+        QCOMPARE(tracker.trackingURL(), QUrl());
+
+        // A tracker destroyed from its own report leaves nothing behind.
+        auto owned = std::make_unique<TSKClickTracker>();
+        owned->setDelegate(&recorder);
+        recorder.onReport = [&] { owned.reset(); };
+        owned->trackURL(server.url("/app-link"));
+        QVERIFY(waitFor([&] { return !owned; }));
+        QCOMPARE(recorder.reports(), 3);
+        QVERIFY(!TSKClickTracker::activeTrackings());
+
+        // A delegate that hears nothing still ends the tracking.
+        QObject deaf;
+        tracker.setDelegate(&deaf);
+        tracker.trackURL(server.url("/app-link"));
+        QVERIFY(waitFor([&] { return tracker.hasTracked(); }));
+        QVERIFY(!TSKClickTracker::activeTrackings());
+    }
+};
+
+VELMORA_TEST_MAIN(TestDownloads)
+#include "tst_downloads.moc"
