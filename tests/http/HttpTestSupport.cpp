@@ -23,11 +23,6 @@ HttpTestServer::HttpTestServer()
     port_ = server_.listen(QHostAddress::LocalHost, 0);
 }
 
-QUrl HttpTestServer::url(const QString &pathAndQuery) const
-{
-    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(pathAndQuery));
-}
-
 void HttpTestServer::reply(const QString &path, int status, const Headers &headers, const QByteArray &body)
 {
     on(path, [=](const QHttpServerRequest &, QHttpServerResponder &responder) { respond(responder, status, headers, body); });
@@ -56,12 +51,6 @@ void HttpTestServer::respond(QHttpServerResponder &responder, int status, const 
     for (const auto &[name, value] : headers)
         bytes += name + ": " + value + "\r\n";
     responder.socket()->write(bytes + "\r\n" + body);
-}
-
-void HttpTestServer::respondRaw(QHttpServerResponder &responder, const QByteArray &bytes)
-{
-    responder.socket()->write(bytes);
-    responder.socket()->disconnectFromHost();
 }
 
 NginxServer::~NginxServer()
@@ -155,30 +144,4 @@ bool roundTrip(HttpTestServer &server)
     CachedFileRecorder recorder;
     TSKCachedFile barrier(&recorder, server.url("/barrier"));
     return fetch(barrier, recorder);
-}
-
-void addFaultRows()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<int>("code");
-    QTest::newRow("404") << QByteArray("HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone") << 0;
-    QTest::newRow("500") << QByteArray("HTTP/1.1 500 Oops\r\nContent-Length: 0\r\n\r\n") << 0;
-    QTest::newRow("closed mid-body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\npartial")
-                                     << int(URLConnection::NetworkConnectionLost);
-    QTest::newRow("promised body never sent") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n")
-                                              << int(URLConnection::NetworkConnectionLost);
-    QTest::newRow("closed before answering") << QByteArray() << int(URLConnection::NetworkConnectionLost);
-    QTest::newRow("garbage") << QByteArray("\x01\x02 maybe\r\n\r\nbad ad") << int(URLConnection::NetworkConnectionLost);
-    QTest::newRow("redirect loop") << QByteArray("HTTP/1.1 302 Found\r\nLocation: /ad\r\nContent-Length: 0\r\n\r\n")
-                                   << int(URLConnection::HTTPTooManyRedirects);
-    QTest::newRow("connection refused") << QByteArray("refuse") << int(URLConnection::CannotConnectToHost);
-}
-
-void serveFault(HttpTestServer &server, const QByteArray &answer)
-{
-    server.on("/ad", [answer](const QHttpServerRequest &, QHttpServerResponder &responder) {
-        HttpTestServer::respondRaw(responder, answer);
-    });
-    if (answer == "refuse")
-        server.refuseConnections();
 }

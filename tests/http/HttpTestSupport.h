@@ -27,16 +27,14 @@ public:
     };
 
     HttpTestServer();
-    QUrl url(const QString &pathAndQuery) const;
+    QUrl url(const QString &pathAndQuery) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(pathAndQuery)); }
     void on(const QString &path, Handler handler) { handlers_.insert(path, std::move(handler)); }
     void reply(const QString &path, int status, const Headers &headers = {}, const QByteArray &body = {});
     void redirect(const QString &path, const QString &location) { reply(path, 302, {{"Location", location.toUtf8()}}); }
-    void refuseConnections();  // later connections are refused
+    void refuseConnections();
     QList<Request> requestsTo(const QString &path) const;
-
-    // Adds Content-Length; respondRaw sends the bytes as they are and hangs up.
+    // Adds Content-Length.
     static void respond(QHttpServerResponder &responder, int status, const Headers &headers, const QByteArray &body);
-    static void respondRaw(QHttpServerResponder &responder, const QByteArray &bytes);
 
 private:
     QHttpServer server_;
@@ -74,14 +72,12 @@ public:
     void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Error> &error) override { failures.append(error); }
     std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
     {
-        redirectURLs.append(url);
         return url == refusedURL ? std::optional<Error>(refusal) : std::nullopt;
     }
     int endings() const { return ended + int(failures.size()); }
 
     int ended = 0;
     QList<std::optional<Error>> failures;
-    QList<QUrl> redirectURLs;
     QUrl refusedURL;
     Error refusal{QStringLiteral("TestDomain"), 7, {}};
 };
@@ -92,37 +88,22 @@ class TrackerRecorder : public QObject
     Q_OBJECT
 public:
     Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *, const QUrl &url) { redirects.append(url); reported(); }
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &error)
-    {
-        failures.append(error);
-        reported();
-    }
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &error) { failures.append(error); reported(); }
     int reports() const { return int(redirects.size() + failures.size()); }
+    void reported() { if (onReport) onReport(); }
 
     QList<QUrl> redirects;
     QList<std::optional<Error>> failures;
     std::function<void()> onReport;
-
-private:
-    void reported() { if (onReport) onReport(); }
 };
 
 // Generous, since the machine running the tests may be busy.
 template <typename Done>
-bool waitFor(Done done)
-{
-    return QTest::qWaitFor(done, 20000);
-}
+bool waitFor(Done done) { return QTest::qWaitFor(done, 20000); }
 
-// One download or tracking to its next report.
+// Run one download or tracking to its next report.
 bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder);
 bool track(TSKClickTracker &tracker, TrackerRecorder &recorder, const QUrl &url);
-
 // A full exchange with the server: reports queued before it have run once it
 // ends, so a missing or second report shows by then.
 bool roundTrip(HttpTestServer &server);
-
-// Answers that must end a download in one failure, and the error code
-// expected (0: no error); serveFault makes "/ad" give one. "refuse": the server stops listening.
-void addFaultRows();
-void serveFault(HttpTestServer &server, const QByteArray &answer);
