@@ -23,27 +23,6 @@ HttpTestServer::HttpTestServer()
     port_ = server_.listen(QHostAddress::LocalHost, 0);
 }
 
-void HttpTestServer::reply(const QString &path, int status, const Headers &headers, const QByteArray &body)
-{
-    on(path, [=](const QHttpServerRequest &, QHttpServerResponder &responder) { respond(responder, status, headers, body); });
-}
-
-void HttpTestServer::refuseConnections()
-{
-    for (QTcpServer *listener : server_.servers())
-        listener->close();
-}
-
-QList<HttpTestServer::Request> HttpTestServer::requestsTo(const QString &path) const
-{
-    QList<Request> matching;
-    for (const Request &request : requests_) {
-        if (request.path == path)
-            matching.append(request);
-    }
-    return matching;
-}
-
 void HttpTestServer::respond(QHttpServerResponder &responder, int status, const Headers &headers, const QByteArray &body)
 {
     QByteArray bytes = "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\nContent-Length: "
@@ -53,19 +32,21 @@ void HttpTestServer::respond(QHttpServerResponder &responder, int status, const 
     responder.socket()->write(bytes + "\r\n" + body);
 }
 
-NginxServer::~NginxServer()
+QString NginxServer::start()
 {
-    if (process_.state() != QProcess::NotRunning) {
-        process_.terminate();
-        if (!process_.waitForFinished(10000))
-            process_.kill();
-        process_.waitForFinished(5000);
-    }
-}
-
-bool NginxServer::writeConfig() const
-{
-    const QByteArray config = QStringLiteral(R"(daemon off; master_process off;
+    const QString nginx = QStandardPaths::findExecutable("nginx", qEnvironmentVariable("PATH").split(':') + QStringList{"/usr/sbin", "/sbin"});
+    if (nginx.isEmpty())
+        return "nginx is not installed; scripts/setup installs it (scripts/debian-packages)";
+    QDir(prefix_.path()).mkpath("www");
+    QDir(prefix_.path()).mkpath("temp");
+    QString problem;
+    // A port found free may be taken by someone else before nginx binds it: try again then.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        QTcpServer probe;
+        probe.listen(QHostAddress::LocalHost, 0);
+        port_ = probe.serverPort();
+        probe.close();
+        const QByteArray config = QStringLiteral(R"(daemon off; master_process off;
 pid %1/nginx.pid; error_log %1/error.log;
 events { worker_connections 64; }
 http {
@@ -77,37 +58,20 @@ http {
     server { listen 127.0.0.1:%2; root %1/www; %3 }
 }
 )").arg(prefix_.path()).arg(port_).arg(extraLocations_).toUtf8();
-    QFile file(prefix_.filePath("nginx.conf"));
-    return QDir(prefix_.path()).mkpath("www") && QDir(prefix_.path()).mkpath("temp")
-           && file.open(QIODevice::WriteOnly) && file.write(config) == config.size();
-}
-
-QString NginxServer::start()
-{
-    QString nginx = QStandardPaths::findExecutable("nginx");
-    if (nginx.isEmpty())
-        nginx = QStandardPaths::findExecutable("nginx", {"/usr/sbin", "/sbin"});
-    if (nginx.isEmpty())
-        return "nginx is not installed; scripts/setup installs it (scripts/debian-packages)";
-    QString problem;
-    // A port found free may be taken by someone else before nginx binds it: try again then.
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        QTcpServer probe;
-        probe.listen(QHostAddress::LocalHost, 0);
-        port_ = probe.serverPort();
-        probe.close();
-        if (!writeConfig())
+        QFile file(prefix_.filePath("nginx.conf"));
+        if (!file.open(QIODevice::WriteOnly) || file.write(config) != config.size())
             return "cannot write the nginx configuration";
+        file.close();
         process_.setProcessChannelMode(QProcess::MergedChannels);
-        process_.start(nginx, {"-p", prefix_.path(), "-c", prefix_.filePath("nginx.conf"), "-e", prefix_.filePath("error.log")});
+        process_.start(nginx, {"-p", prefix_.path(), "-c", file.fileName(), "-e", prefix_.filePath("error.log")});
         // nginx says nothing when ready: poll its port, and notice an early exit.
-        waitFor([&] {
+        const bool settled = waitFor([&] {
             QTcpSocket socket;
             socket.connectToHost(QHostAddress::LocalHost, port_);
             return process_.state() == QProcess::NotRunning || socket.waitForConnected(500);
         });
         if (process_.state() == QProcess::Running)
-            return {};
+            return settled ? QString() : "nginx did not start listening";
         QFile log(prefix_.filePath("error.log"));
         log.open(QIODevice::ReadOnly);
         problem = "nginx exited: " + QString::fromLocal8Bit(process_.readAll() + log.readAll());
@@ -115,33 +79,4 @@ QString NginxServer::start()
             break;
     }
     return problem;
-}
-
-QStringList NginxServer::accessLog() const
-{
-    QFile log(prefix_.filePath("access.log"));
-    if (!log.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(log.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-}
-
-bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder)
-{
-    const int before = recorder.endings();
-    file.validate();
-    return waitFor([&] { return recorder.endings() > before; });
-}
-
-bool track(TSKClickTracker &tracker, TrackerRecorder &recorder, const QUrl &url)
-{
-    const int before = recorder.reports();
-    tracker.trackURL(url);
-    return waitFor([&] { return recorder.reports() > before; });
-}
-
-bool roundTrip(HttpTestServer &server)
-{
-    CachedFileRecorder recorder;
-    TSKCachedFile barrier(&recorder, server.url("/barrier"));
-    return fetch(barrier, recorder);
 }

@@ -4,9 +4,11 @@
 #include "Network/TSKCachedFileDelegate.h"
 #include "Network/TSKClickTracker.h"
 
+#include <QFileInfo>
 #include <QHttpServer>
 #include <QHttpServerResponder>
 #include <QProcess>
+#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrlQuery>
@@ -29,10 +31,18 @@ public:
     HttpTestServer();
     QUrl url(const QString &pathAndQuery) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(pathAndQuery)); }
     void on(const QString &path, Handler handler) { handlers_.insert(path, std::move(handler)); }
-    void reply(const QString &path, int status, const Headers &headers = {}, const QByteArray &body = {});
+    void reply(const QString &path, int status, const Headers &headers = {}, const QByteArray &body = {})
+    {
+        on(path, [=](const QHttpServerRequest &, QHttpServerResponder &responder) { respond(responder, status, headers, body); });
+    }
     void redirect(const QString &path, const QString &location) { reply(path, 302, {{"Location", location.toUtf8()}}); }
-    void refuseConnections();
-    QList<Request> requestsTo(const QString &path) const;
+    void refuseConnections() { for (QTcpServer *listener : server_.servers()) listener->close(); }
+    QList<Request> requestsTo(const QString &path) const
+    {
+        QList<Request> matching = requests_;
+        matching.removeIf([&](const Request &request) { return request.path != path; });
+        return matching;
+    }
     // Adds Content-Length.
     static void respond(QHttpServerResponder &responder, int status, const Headers &headers, const QByteArray &body);
 
@@ -50,14 +60,21 @@ class NginxServer
 {
 public:
     explicit NginxServer(const QString &extraLocations) : extraLocations_(extraLocations) {}
-    ~NginxServer();
+    ~NginxServer()
+    {
+        process_.kill();
+        process_.waitForFinished(10000);
+    }
     QString start();  // null when running, otherwise what went wrong
     QString documentRoot() const { return prefix_.filePath("www"); }
     QUrl url(const QString &path) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(path)); }
-    QStringList accessLog() const;
+    QStringList accessLog() const
+    {
+        QFile log(prefix_.filePath("access.log"));
+        return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
+    }
 
 private:
-    bool writeConfig() const;
     QTemporaryDir prefix_;
     QString extraLocations_;
     quint16 port_ = 0;
@@ -101,9 +118,30 @@ public:
 template <typename Done>
 bool waitFor(Done done) { return QTest::qWaitFor(done, 20000); }
 
+inline QDateTime fileTime(const QString &path)
+{
+    return QFileInfo(path).fileTime(QFileDevice::FileModificationTime).toUTC();
+}
+
 // Run one download or tracking to its next report.
-bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder);
-bool track(TSKClickTracker &tracker, TrackerRecorder &recorder, const QUrl &url);
+inline bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder)
+{
+    const int before = recorder.endings();
+    file.validate();
+    return waitFor([&] { return recorder.endings() > before; });
+}
+inline bool track(TSKClickTracker &tracker, TrackerRecorder &recorder, const QUrl &url)
+{
+    const int before = recorder.reports();
+    tracker.trackURL(url);
+    return waitFor([&] { return recorder.reports() > before; });
+}
+
 // A full exchange with the server: reports queued before it have run once it
 // ends, so a missing or second report shows by then.
-bool roundTrip(HttpTestServer &server);
+inline bool roundTrip(HttpTestServer &server)
+{
+    CachedFileRecorder recorder;
+    TSKCachedFile barrier(&recorder, server.url("/barrier"));
+    return fetch(barrier, recorder);
+}

@@ -1,7 +1,6 @@
 #include "HttpTestSupport.h"
 #include "TestMain.h"
 
-#include <QFileInfo>
 #include <QTimeZone>
 
 namespace {
@@ -13,11 +12,6 @@ bool writeStaticFile(const QString &path, const QByteArray &body, const QDateTim
         return false;
     file.close();  // the final write would move the date again
     return file.open(QIODevice::ReadOnly) && file.setFileTime(modified, QFileDevice::FileModificationTime);
-}
-
-QDateTime modificationTime(const QString &path)
-{
-    return QFileInfo(path).fileTime(QFileDevice::FileModificationTime).toUTC();
 }
 
 }  // namespace
@@ -46,7 +40,7 @@ private slots:
         QVERIFY(fetch(file, recorder));
         QCOMPARE(file.content(), "function build() {}");
         QCOMPARE(file.httpHeaders().value("Last-Modified").toString(), "Tue, 15 Nov 2011 08:12:31 GMT");
-        QCOMPARE(modificationTime(file.filePath()), published);
+        QCOMPARE(fileTime(file.filePath()), published);
 
         // nginx compares If-Modified-Since with the file's date exactly.
         QVERIFY(fetch(file, recorder));
@@ -60,7 +54,7 @@ private slots:
         QVERIFY(fetch(file, recorder));
         QCOMPARE(file.httpStatusCode(), 200);
         QCOMPARE(file.content(), "function build() { return 2; }");
-        QCOMPARE(modificationTime(file.filePath()), republished);
+        QCOMPARE(fileTime(file.filePath()), republished);
         QCOMPARE(recorder.ended, 3);
     }
 
