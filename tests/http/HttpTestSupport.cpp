@@ -1,10 +1,7 @@
 #include "HttpTestSupport.h"
 
-#include "URLConnection.h"
-
 #include <QDir>
 #include <QStandardPaths>
-#include <QTcpServer>
 #include <QTcpSocket>
 
 HttpTestServer::HttpTestServer()

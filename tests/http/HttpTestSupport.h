@@ -15,7 +15,8 @@
 #include <functional>
 
 // A scripted HTTP server on 127.0.0.1 and an ephemeral port: a handler per
-// path, 404 elsewhere, every request recorded with its headers.
+// path, 404 elsewhere, every request recorded with its headers. respond()
+// adds Content-Length.
 class HttpTestServer
 {
 public:
@@ -43,7 +44,6 @@ public:
         matching.removeIf([&](const Request &request) { return request.path != path; });
         return matching;
     }
-    // Adds Content-Length.
     static void respond(QHttpServerResponder &responder, int status, const Headers &headers, const QByteArray &body);
 
 private:
@@ -118,10 +118,7 @@ public:
 template <typename Done>
 bool waitFor(Done done) { return QTest::qWaitFor(done, 20000); }
 
-inline QDateTime fileTime(const QString &path)
-{
-    return QFileInfo(path).fileTime(QFileDevice::FileModificationTime).toUTC();
-}
+inline QDateTime fileTime(const QString &path) { return QFileInfo(path).fileTime(QFileDevice::FileModificationTime).toUTC(); }
 
 // Run one download or tracking to its next report.
 inline bool fetch(TSKCachedFile &file, CachedFileRecorder &recorder)
