@@ -5,44 +5,24 @@
 #include "TestMain.h"
 
 #include <QThread>
-#include <functional>
 
-// The ad object the events are about.
-class AdView : public QObject
-{
-    Q_OBJECT
-};
-class OtherAd : public QObject
-{
-    Q_OBJECT
-};
+class AdView : public QObject { Q_OBJECT };
 
 // Every delegate writes "<name>:<callback>" into one shared log.
 class LoggingDelegate : public QObject
 {
     Q_OBJECT
 public:
-    LoggingDelegate(QString name, QStringList *log) : name_(std::move(name)), log_(log) {}
-    std::function<void()> onCall;
-    QList<QThread *> threads;
-
-protected:
+    LoggingDelegate(QString name, QStringList *log) : name(std::move(name)), log(log) {}
     void note(const char *callback, QObject *ad, const Error *error = nullptr)
     {
-        threads.append(QThread::currentThread());
-        QString entry = name_ + ':' + callback;
-        if (!ad)
-            entry += "(no ad)";
-        if (error)
-            entry += '(' + error->domain + ')';
-        log_->append(entry);
+        log->append(name + ':' + callback + (ad ? "" : "(no ad)") + (error ? '(' + error->domain + ')' : QString()));
         if (onCall)
             onCall();
     }
-
-private:
-    QString name_;
-    QStringList *log_;
+    QString name;
+    QStringList *log;
+    std::function<void()> onCall;
 };
 
 class BannerDelegate : public LoggingDelegate
@@ -79,133 +59,90 @@ public:
     using LoggingDelegate::LoggingDelegate;
     Q_INVOKABLE void interstitialDidReceiveAd(QObject *ad) { note("i-received", ad); }
     Q_INVOKABLE void adViewDidReceiveAd(AdView *view) { note("received", view); }
-    Q_INVOKABLE void adViewWillPresentScreen(OtherAd *ad) { note("wrong class", ad); }
+    Q_INVOKABLE void adViewWillPresentScreen(QThread *ad) { note("wrong class", ad); }
     Q_INVOKABLE void adViewWillDismissScreen(int) { note("wrong type", nullptr); }
     Q_INVOKABLE void adViewDidFailToReceiveAdWithError(AdView *view) { note("wrong arity", view); }
 };
-
-namespace {
-
-void sendAllEvents(TSKDelegateManager &manager)
-{
-    manager.didReceiveAd();
-    manager.didFailToReceiveAdWithError(TSKRequestError::errorWithCodeRequest(TSKRequestError::NetworkError, nullptr));
-    manager.willPresentScreen();
-    manager.willDismissScreen();
-    manager.didDismissScreen();
-    manager.willLeaveApplication();
-}
-
-}  // namespace
 
 class TestDelegateManager : public QObject
 {
     Q_OBJECT
 private slots:
-    void eachDelegateHearsTheFormsItImplements()
+    void registeredDelegatesHearTheFormsTheyImplement()
     {
         QStringList log;
         AdView view;
-        BannerDelegate banner("banner", &log);
+        BannerDelegate banner("banner", &log), internal("internal", &log), muted("muted", &log);
         InterstitialDelegate interstitial("interstitial", &log);
         MixedDelegate mixed("mixed", &log);
         TSKDelegateManager manager;
-        manager.addDelegate(&banner, &view);
+        manager.addDelegate(&internal, &view)->setInternal(true);
+        TSKDelegateContainer *first = manager.addDelegate(&banner, &view);
         manager.addDelegate(&interstitial, &view);
         manager.addDelegate(&mixed, &view);
+        manager.addDelegate(&muted, &view)->setDisabled(true);
+        QCOMPARE(manager.publisherDelegateContainer(), first);
+        manager.didReceiveAd();
+        manager.didFailToReceiveAdWithError(TSKRequestError::errorWithCodeRequest(TSKRequestError::NetworkError, nullptr));
+        manager.willPresentScreen();
+        manager.willDismissScreen();
+        manager.didDismissScreen();
+        manager.willLeaveApplication();
+        const QString failed = "failed(" + TSKRequestError::Domain + ')';
+        QCOMPARE(log, (QStringList{"internal:received", "banner:received", "interstitial:i-received", "mixed:received",
+                                   "mixed:i-received", "internal:" + failed, "banner:" + failed, "interstitial:i-" + failed,
+                                   "internal:willPresent", "banner:willPresent", "interstitial:i-willPresent",
+                                   "internal:willDismiss", "banner:willDismiss", "interstitial:i-willDismiss",
+                                   "internal:didDismiss", "banner:didDismiss", "interstitial:i-didDismiss",
+                                   "internal:willLeave", "banner:willLeave", "interstitial:i-willLeave"}));
+        QVERIFY(!TSKStatistics::sharedStatistics()->parameters().contains("pclb"));  // no click was running
 
-        sendAllEvents(manager);
-        QCOMPARE(log, (QStringList{"banner:received", "interstitial:i-received", "mixed:received",
-                                   "mixed:i-received", "banner:failed(" + TSKRequestError::Domain + ")", "interstitial:i-failed(" + TSKRequestError::Domain + ")",
-                                   "banner:willPresent", "interstitial:i-willPresent", "banner:willDismiss",
-                                   "interstitial:i-willDismiss", "banner:didDismiss", "interstitial:i-didDismiss",
-                                   "banner:willLeave", "interstitial:i-willLeave"}));
-
-        // A banner-form delegate cannot take an ad of another class.
+        // An event from a worker is delivered on the GUI thread while the worker waits.
         log.clear();
-        OtherAd other;
+        QThread *deliveredOn = nullptr;
+        banner.onCall = [&] { deliveredOn = QThread::currentThread(); };
+        bool deliveredBeforeReturning = false;
+        std::unique_ptr<QThread> worker(QThread::create([&] {
+            manager.didFailToReceiveAdWithError(Error{"AdErrors", 3, {}});
+            deliveredBeforeReturning = log.size() == 3;
+        }));
+        worker->start();
+        QVERIFY(QTest::qWaitFor([&] { return worker->isFinished(); }, 20000));
+        QVERIFY(deliveredBeforeReturning);
+        QCOMPARE(log, (QStringList{"internal:failed(AdErrors)", "banner:failed(AdErrors)", "interstitial:i-failed(AdErrors)"}));
+        QCOMPARE(deliveredOn, QThread::currentThread());
+
+        // A banner-form delegate cannot take an ad of another class. Removing a delegate
+        // added twice removes its first registration; a destroyed delegate hears nothing.
+        log.clear();
+        QObject other;
         TSKDelegateManager otherManager;
         otherManager.addDelegate(&banner, &other);
         otherManager.addDelegate(&interstitial, &other);
+        otherManager.addDelegate(&interstitial, nullptr);
         otherManager.didReceiveAd();
-        QCOMPARE(log, QStringList{"interstitial:i-received"});
+        otherManager.removeDelegate(&interstitial);
+        delete otherManager.addDelegate(new BannerDelegate("gone", &log), &view)->delegate();
+        otherManager.didReceiveAd();
+        QCOMPARE(log, (QStringList{"interstitial:i-received", "interstitial:i-received(no ad)", "interstitial:i-received(no ad)"}));
     }
 
-    void registrationsDecideWhoHears()
+    // The others still hear, and the running click still notes it, when a delegate destroys the ad.
+    void leavingTheApplicationWhileTheAdGoes()
     {
         QStringList log;
         AdView view;
-        TSKDelegateManager manager;
-        sendAllEvents(manager);  // nobody registered: nothing happens
-        QCOMPARE(manager.publisherDelegateContainer(), nullptr);
-
-        BannerDelegate internal("internal", &log), publisher("publisher", &log), muted("muted", &log);
-        manager.addDelegate(&internal, &view)->setInternal(true);
-        TSKDelegateContainer *first = manager.addDelegate(&publisher, &view);
-        TSKDelegateContainer *second = manager.addDelegate(&publisher, nullptr);
-        manager.addDelegate(&muted, &view)->setDisabled(true);
-        QCOMPARE(manager.publisherDelegateContainer(), first);
-        QCOMPARE(manager.containerForDelegate(&publisher), first);
-
-        manager.didReceiveAd();
-        QCOMPARE(log, (QStringList{"internal:received", "publisher:received", "publisher:received(no ad)"}));
-
-        log.clear();
-        manager.removeDelegate(&publisher);
-        QCOMPARE(manager.containerForDelegate(&publisher), second);
-        QCOMPARE(manager.delegateContainers().size(), 3);
-        {
-            BannerDelegate gone("gone", &log);
-            manager.addDelegate(&gone, &view);
-        }
-        manager.didDismissScreen();
-        QCOMPARE(log, (QStringList{"internal:didDismiss", "publisher:didDismiss(no ad)"}));
-        QVERIFY(!TSKDelegateContainer(nullptr, &view).didYouNilOutYourDelegate(Selector("adViewDidReceiveAd", {})));
-    }
-
-    void aDelegateMayDestroyTheAdDuringTheRound()
-    {
-        QStringList log;
-        AdView view;
+        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
         auto manager = std::make_unique<TSKDelegateManager>();
         BannerDelegate destroyer("destroyer", &log), later("later", &log);
         destroyer.onCall = [&] { manager.reset(); };
         manager->addDelegate(&destroyer, &view);
         manager->addDelegate(&later, &view);
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
         manager->willLeaveApplication();
         QVERIFY(!manager);
         QCOMPARE(log, (QStringList{"destroyer:willLeave", "later:willLeave"}));
-    }
-
-    void leavingTheApplicationDuringAClickIsRecorded()
-    {
-        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
-        TSKDelegateManager manager;
-        manager.willLeaveApplication();
-        QVERIFY(!statistics->parameters().contains("pclb"));
-        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
-        manager.willLeaveApplication();
         QCOMPARE(statistics->parameters().value("pclb").toInt(), 1);
-    }
-
-    void eventsFromAWorkerArriveOnTheGuiThreadFirst()
-    {
-        QStringList log;
-        AdView view;
-        BannerDelegate banner("banner", &log);
-        TSKDelegateManager manager;
-        manager.addDelegate(&banner, &view);
-
-        qsizetype seenByWorker = -1;
-        std::unique_ptr<QThread> worker(QThread::create([&] {
-            manager.didFailToReceiveAdWithError(Error{"AdErrors", 3, {}});
-            seenByWorker = log.size();
-        }));
-        worker->start();
-        QTRY_VERIFY(worker->isFinished());
-        QCOMPARE(seenByWorker, 1);
-        QCOMPARE(log, QStringList{"banner:failed(AdErrors)"});
-        QCOMPARE(banner.threads, QList<QThread *>{QThread::currentThread()});
     }
 };
 

@@ -1,106 +1,74 @@
-#include "CachedFileRecorder.h"
-#include "Network/TSKClickTracker.h"
-#include "NginxServer.h"
+#include "HttpTestSupport.h"
 #include "TestMain.h"
 
-#include <QDateTime>
-#include <QFile>
-#include <QFileInfo>
 #include <QTimeZone>
-#include <memory>
-
-class ReportRecorder : public QObject
-{
-    Q_OBJECT
-public:
-    Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *, const QUrl &url) { redirects.append(url); }
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &) { ++failures; }
-    QList<QUrl> redirects;
-    int failures = 0;
-};
 
 namespace {
 
-const QString locations = QStringLiteral("location = /click { return 302 /store; }\n"
-                                         "location = /store { return 302 \"velmora-store://app/42\"; }\n");
-
+// Flushed before the date is set, so that closing the file does not move it again.
 bool writeStaticFile(const QString &path, const QByteArray &body, const QDateTime &modified)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(body) != body.size())
-        return false;
-    file.close();  // the final write would move the date again
-    return file.open(QIODevice::ReadOnly) && file.setFileTime(modified, QFileDevice::FileModificationTime);
-}
-
-QDateTime modificationTime(const QString &path)
-{
-    return QFileInfo(path).fileTime(QFileDevice::FileModificationTime).toUTC();
+    return file.open(QIODevice::WriteOnly) && file.write(body) == body.size() && file.flush()
+           && file.setFileTime(modified, QFileDevice::FileModificationTime);
 }
 
 }  // namespace
 
-// The same behaviour as against the scripted server, but judged by a web
-// server nobody here wrote.
+// The cached file and the tracker judged by a web server nobody here wrote.
 class TestNginx : public QObject
 {
     Q_OBJECT
-    std::unique_ptr<NginxServer> nginx;
+    NginxServer nginx{"location = /click { return 302 /store; }\n"
+                      "location = /store { return 302 \"velmora-store://app/42\"; }\n"};
 
 private slots:
     void initTestCase()
     {
-        nginx = std::make_unique<NginxServer>(locations);
-        const QString problem = nginx->start();
-        if (!problem.isNull())
-            QFAIL(qPrintable(problem));
+        const QString problem = nginx.start();
+        QVERIFY2(problem.isNull(), qPrintable(problem));
     }
-
-    void cleanupTestCase() { nginx.reset(); }
 
     void cachedFileRevalidatesWithNginx()
     {
         const QDateTime published(QDate(2011, 11, 15), QTime(8, 12, 31), QTimeZone::utc());
-        const QString served = nginx->documentRoot() + "/sdk-core.js";
+        const QString served = nginx.documentRoot() + "/sdk-core.js";
         QVERIFY(writeStaticFile(served, "function build() {}", published));
-
         CachedFileRecorder recorder;
-        TSKCachedFile file(&recorder, nginx->url("/sdk-core.js"));
-        file.validate();
-        QTRY_COMPARE(recorder.ended, 1);
+        TSKCachedFile file(&recorder, nginx.url("/sdk-core.js"));
+        QVERIFY(fetch(file, recorder));
         QCOMPARE(file.content(), "function build() {}");
         QCOMPARE(file.httpHeaders().value("Last-Modified").toString(), "Tue, 15 Nov 2011 08:12:31 GMT");
-        QCOMPARE(modificationTime(file.filePath()), published);
+        QCOMPARE(fileTime(file.filePath()), published);
 
         // nginx compares If-Modified-Since with the file's date exactly.
-        file.validate();
-        QTRY_COMPARE(recorder.ended, 2);
+        QVERIFY(fetch(file, recorder));
         QCOMPARE(file.httpStatusCode(), 304);
-        QTRY_COMPARE(nginx->accessLog().size(), 2);
-        QCOMPARE(nginx->accessLog(), (QStringList{"/sdk-core.js|-|200", "/sdk-core.js|Tue, 15 Nov 2011 08:12:31|304"}));
+        QCOMPARE(fileTime(file.filePath()), published);
+        QVERIFY(waitFor([&] { return nginx.accessLog().size() == 2; }));
+        QCOMPARE(nginx.accessLog(), (QStringList{"/sdk-core.js|-|200", "/sdk-core.js|Tue, 15 Nov 2011 08:12:31|304"}));
 
         // A new version on the server replaces the file and its date.
         const QDateTime republished = published.addDays(400);
         QVERIFY(writeStaticFile(served, "function build() { return 2; }", republished));
-        file.validate();
-        QTRY_COMPARE(recorder.ended, 3);
+        QVERIFY(fetch(file, recorder));
         QCOMPARE(file.httpStatusCode(), 200);
         QCOMPARE(file.content(), "function build() { return 2; }");
-        QCOMPARE(modificationTime(file.filePath()), republished);
-        QCOMPARE(recorder.failures.size(), 0);
+        QCOMPARE(fileTime(file.filePath()), republished);
+        QCOMPARE(recorder.ended, 3);
     }
 
     void trackerStopsWhereNginxLeavesHTTP()
     {
-        ReportRecorder recorder;
+        TrackerRecorder recorder;
         TSKClickTracker tracker;
         tracker.setDelegate(&recorder);
-        tracker.trackURL(nginx->url("/click"));
-        QTRY_VERIFY(tracker.hasTracked());
+        QVERIFY(track(tracker, recorder, nginx.url("/click")));
+        QVERIFY(tracker.hasTracked());
         QCOMPARE(recorder.redirects, QList<QUrl>{QUrl("velmora-store://app/42")});
-        QCOMPARE(recorder.failures, 0);
-        QTRY_VERIFY(nginx->accessLog().contains("/click|-|302"));
-        QTRY_VERIFY(nginx->accessLog().contains("/store|-|302"));
+        QVERIFY(recorder.failures.isEmpty());
+        QVERIFY(waitFor([&] { return nginx.accessLog().contains("/store|-|302"); }));
+        QVERIFY(nginx.accessLog().contains("/click|-|302"));
     }
 };
 

@@ -1,0 +1,401 @@
+#include "HTTPDate.h"
+#include "HttpTestSupport.h"
+#include "PersistentCookieJar.h"
+#include "Statistics/TSKStatistics.h"
+#include "TestMain.h"
+#include "Timing/TSKTiming.h"
+#include "URLConnection.h"
+#include "URLConnectionDelegate.h"
+#include "Utility/TSKNetworkConfiguration.h"
+
+#include <QNetworkCookie>
+#include <QScopeGuard>
+#include <QTimeZone>
+
+namespace {
+
+const QByteArray lastModified = "Tue, 15 Nov 2011 08:12:31 GMT";
+const QDateTime lastModifiedInstant(QDate(2011, 11, 15), QTime(8, 12, 31), QTimeZone::utc());
+const QUrl storeLink("velmora-store://app/42?ref=ad");
+
+// Answers If-Modified-Since with 304 only when it is the date without its zone word.
+void serveStatic(HttpTestServer &server, const QString &path, const QByteArray &body)
+{
+    server.on(path, [body](const QHttpServerRequest &request, QHttpServerResponder &responder) {
+        if (request.value("If-Modified-Since") == "Tue, 15 Nov 2011 08:12:31")
+            HttpTestServer::respond(responder, 304, {}, {});
+        else
+            HttpTestServer::respond(responder, 200, {{"Last-Modified", lastModified}}, body);
+    });
+}
+
+// Writes down every callback, and can decline a redirect or cancel on the response.
+class Recorder : public URLConnectionDelegate
+{
+public:
+    QNetworkRequest connectionWillSendRequest(URLConnection *, const QNetworkRequest &request,
+                                              const std::optional<URLResponse> &redirect) override
+    {
+        sentURLs.append(request.url());
+        if (redirect)
+            redirects.append(*redirect);
+        return redirect && declineRedirectTo == request.url() ? QNetworkRequest() : request;
+    }
+    void connectionDidReceiveResponse(URLConnection *connection, const URLResponse &response) override
+    {
+        responses.append(response);
+        if (cancelOnResponse)
+            connection->cancel();
+    }
+    void connectionDidReceiveData(URLConnection *, const QByteArray &data) override { body += data; }
+    void connectionDidFinishLoading(URLConnection *) override { ++finished; }
+    void connectionDidFailWithError(URLConnection *, const Error &error) override { errors.append(error); }
+
+    QList<QUrl> sentURLs;
+    QList<URLResponse> redirects, responses;
+    QByteArray body;
+    int finished = 0;
+    QList<Error> errors;
+    QUrl declineRedirectTo;
+    bool cancelOnResponse = false;
+};
+
+// Loads to the end, or to a timeout that the counts then show.
+void load(const QNetworkRequest &request, Recorder &recorder)
+{
+    auto connection = URLConnection::connectionWithRequest(request, &recorder);
+    waitFor([&] { return recorder.finished + recorder.errors.size() > 0; });
+}
+
+}  // namespace
+
+// URL loading and HTTP dates, the cached file built on them, and the click tracker built on that.
+class TestHttp : public QObject
+{
+    Q_OBJECT
+private slots:
+    void deliversEveryResponseToTheDelegateOnce()
+    {
+        HttpTestServer server;
+        server.reply("/page", 404, {{"X-Custom", "one"}, {"X-Custom", "two"}}, "missing page");
+        server.reply("/first", 301, {{"Location", "/second"}, {"X-Hop", "1"}});
+        server.redirect("/second", server.url("/third").toString());
+        server.reply("/third", 200, {}, "arrived");
+        Recorder page;
+        load(QNetworkRequest(server.url("/page")), page);
+        QCOMPARE(page.finished, 1);
+        QCOMPARE(page.responses.size(), 1);
+        QCOMPARE(page.responses[0].statusCode(), 404);
+        QCOMPARE(page.responses[0].valueForHeaderField(u"x-custom"), "one, two");
+        QCOMPARE(page.body, "missing page");
+        // The caller's User-Agent is sent as is and does not stick to the shared manager.
+        QNetworkRequest withAgent(server.url("/page"));
+        withAgent.setRawHeader("User-Agent", "Velmora/1.0 test");
+        Recorder agent, plain;
+        load(withAgent, agent);
+        load(QNetworkRequest(server.url("/page")), plain);
+        const auto pages = server.requestsTo("/page");
+        QCOMPARE(pages.value(1).header("User-Agent"), "Velmora/1.0 test");
+        QCOMPARE(pages.value(2).header("User-Agent"), pages[0].header("User-Agent"));
+
+        // Every redirect goes past the delegate, and the caller's headers travel with each hop.
+        QNetworkRequest request(server.url("/first"));
+        request.setRawHeader("If-Modified-Since", "Tue, 15 Nov 2011 08:12:31");
+        Recorder followed;
+        load(request, followed);
+        QCOMPARE(followed.finished, 1);
+        QCOMPARE(followed.sentURLs, (QList<QUrl>{server.url("/first"), server.url("/second"), server.url("/third")}));
+        QCOMPARE(followed.redirects.size(), 2);
+        QCOMPARE(followed.redirects[0].statusCode(), 301);
+        QCOMPARE(followed.redirects[0].valueForHeaderField(u"X-Hop"), "1");
+        QCOMPARE(followed.responses.size(), 1);
+        QCOMPARE(followed.responses[0].url(), server.url("/third"));
+        QCOMPARE(followed.body, "arrived");
+        QCOMPARE(server.requestsTo("/third").last().header("If-Modified-Since"), "Tue, 15 Nov 2011 08:12:31");
+
+        // Declining a redirect makes the redirect itself the answer.
+        Recorder declining;
+        declining.declineRedirectTo = server.url("/second");
+        load(QNetworkRequest(server.url("/first")), declining);
+        QCOMPARE(declining.finished, 1);
+        QCOMPARE(declining.responses.size(), 1);
+        QCOMPARE(declining.responses[0].statusCode(), 301);
+        QCOMPARE(server.requestsTo("/second").size(), 1);
+    }
+
+    void cancelAndDestructionSilenceTheConnection()
+    {
+        HttpTestServer server;
+        server.reply("/page", 200, {}, QByteArray(200000, 'x'));
+        Recorder cancelling;
+        cancelling.cancelOnResponse = true;
+        auto connection = URLConnection::connectionWithRequest(QNetworkRequest(server.url("/page")), &cancelling);
+        QVERIFY(waitFor([&] { return cancelling.responses.size() == 1; }));
+        Recorder abandoned;
+        URLConnection::connectionWithRequest(QNetworkRequest(server.url("/page")), &abandoned).reset();
+        QVERIFY(roundTrip(server));
+        QCOMPARE(cancelling.finished + cancelling.errors.size(), 0);
+        QCOMPARE(cancelling.body, QByteArray());
+        QVERIFY(abandoned.sentURLs.isEmpty());
+        QVERIFY(!URLConnection::connectionWithRequest(QNetworkRequest(QUrl("not a url")), &abandoned));
+    }
+
+    void cookiesPersistAcrossProcesses()
+    {
+        HttpTestServer server;
+        server.reply("/login", 200, {{"Set-Cookie", "visitor=42; Max-Age=3600; Path=/"}, {"Set-Cookie", "session=1"}});
+        Recorder login, next;
+        load(QNetworkRequest(server.url("/login")), login);
+        load(QNetworkRequest(server.url("/next")), next);
+        QCOMPARE(server.requestsTo("/next").value(0).header("Cookie"), "visitor=42; session=1");
+        // A jar made later over the same file, as the next process would; session cookies stay behind.
+        const auto cookies = PersistentCookieJar(PersistentCookieJar::defaultFilePath()).cookiesForUrl(server.url("/next"));
+        QCOMPARE(cookies.size(), 1);
+        QCOMPARE(cookies[0].name(), "visitor");
+        QCOMPARE(cookies[0].value(), "42");
+    }
+
+    void httpDatesAreReadOnlyInTheZonelessForm_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDateTime>("expected");
+        const QDateTime instant(QDate(2011, 11, 15), QTime(8, 12, 31), QTimeZone::utc());
+        QTest::newRow("cut before the zone") << "Tue, 15 Nov 2011 08:12:31 " << instant;
+        QTest::newRow("any case, one-digit day") << "sun, 6 nov 1994 08:49:37" << QDateTime(QDate(1994, 11, 6), QTime(8, 49, 37), QTimeZone::utc());
+        QTest::newRow("weekday not checked") << "Mon, 15 Nov 2011 08:12:31" << instant;
+        QTest::newRow("zone word left on") << "Tue, 15 Nov 2011 08:12:31 GMT" << QDateTime();
+        QTest::newRow("obsolete long form") << "Tuesday, 15-Nov-11 08:12:31" << QDateTime();
+        QTest::newRow("asctime form") << "Tue Nov 15 08:12:31 2011" << QDateTime();
+        QTest::newRow("no such day") << "Tue, 31 Feb 2011 08:12:31" << QDateTime();
+        QTest::newRow("hour 24") << "Tue, 15 Nov 2011 24:00:00" << QDateTime();
+        QTest::newRow("foreign digits") << QString::fromUtf8("Tue, \u0661\u0665 Nov 2011 08:12:31") << QDateTime();
+        QTest::newRow("cut short") << "Tue, 15 Nov 2011 08:12" << QDateTime();
+        QTest::newRow("empty") << "" << QDateTime();
+    }
+    void httpDatesAreReadOnlyInTheZonelessForm()
+    {
+        QFETCH(QString, text);
+        QFETCH(QDateTime, expected);
+        const std::optional<QDateTime> parsed = HTTPDate::parse(text);
+        QCOMPARE(parsed.has_value(), expected.isValid());
+        QCOMPARE(parsed.value_or(QDateTime()), expected);
+    }
+
+    void revalidatesWithTheDateItWasGiven()
+    {
+        HttpTestServer server;
+        serveStatic(server, "/core.js", "var core = 1;");
+        // Dates go out in English and in UTC whatever the locale.
+        QLocale::setDefault(QLocale(QLocale::German));
+        const auto restoreLocale = qScopeGuard([] { QLocale::setDefault(QLocale::c()); });
+        QCOMPARE(HTTPDate::format(QDateTime(QDate(2011, 11, 15), QTime(9, 12, 31), QTimeZone(3600))), "Tue, 15 Nov 2011 08:12:31");
+        CachedFileRecorder recorder;
+        TSKCachedFile file(&recorder, server.url("/core.js"));
+        QVERIFY(fetch(file, recorder));
+        QCOMPARE(fileTime(file.filePath()), lastModifiedInstant);
+        QVERIFY(file.description().contains("HTTP code: 200\n\turl: " + server.url("/core.js").toString()));
+        QVERIFY(file.description().endsWith("\tfile: " + file.filePath()));
+
+        // Offered the date without its zone word, the server answers 304, which leaves the file alone.
+        QVERIFY(fetch(file, recorder));
+        QCOMPARE(file.httpStatusCode(), 304);
+        QCOMPARE(file.content(), "var core = 1;");
+        QCOMPARE(fileTime(file.filePath()), lastModifiedInstant);
+
+        // An unreadable date leaves the write time, offered next; read before the next 200 rewrites it.
+        server.reply("/undated", 200, {{"Last-Modified", "yesterday GMT"}}, "undated");
+        TSKCachedFile undated(&recorder, server.url("/undated"));
+        QVERIFY(fetch(undated, recorder));
+        const QByteArray offered = undated.fileModificationDate().toLatin1();
+        QVERIFY(!offered.isEmpty());
+        QVERIFY(fetch(undated, recorder));
+        QCOMPARE(server.requestsTo("/undated").last().header("If-Modified-Since"), offered);
+
+        // An empty 200 is a complete answer ("no fill"): the file exists and is empty.
+        server.reply("/empty", 200, {}, {});
+        TSKCachedFile empty(&recorder, server.url("/empty"));
+        QVERIFY(fetch(empty, recorder));
+        QVERIFY(!empty.content().isNull() && empty.content().isEmpty());
+        QCOMPARE(recorder.ended, 5);
+    }
+
+    // One failure report (error code 0: none) per download or tracking; the earlier file stays.
+    void faultsFailOnceAndKeepTheEarlierFile_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<int>("code");
+        QTest::newRow("404") << QByteArray("HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone") << 0;
+        QTest::newRow("500") << QByteArray("HTTP/1.1 500 Oops\r\nContent-Length: 0\r\n\r\n") << 0;
+        const int lost = URLConnection::NetworkConnectionLost;
+        QTest::newRow("closed mid-body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 50\r\n\r\npartial") << lost;
+        QTest::newRow("promised body never sent") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n") << lost;
+        QTest::newRow("closed before answering") << QByteArray() << lost;
+        QTest::newRow("garbage") << QByteArray("\x01\x02 maybe\r\n\r\nbad ad") << lost;
+        QTest::newRow("redirect loop") << QByteArray("HTTP/1.1 302 Found\r\nLocation: /ad\r\nContent-Length: 0\r\n\r\n")
+                                       << int(URLConnection::HTTPTooManyRedirects);
+        QTest::newRow("connection refused") << QByteArray("refuse") << int(URLConnection::CannotConnectToHost);
+        // A good answer, but not even root can make a directory where a file stands.
+        QTest::newRow("unwritable caches directory") << QByteArray("unwritable") << 513;
+    }
+    void faultsFailOnceAndKeepTheEarlierFile()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(int, code);
+        HttpTestServer server;
+        serveStatic(server, "/ad", "good ad");
+        CachedFileRecorder recorder;
+        TSKCachedFile file(&recorder, server.url("/ad"));
+        QVERIFY(fetch(file, recorder));
+
+        QTemporaryDir home;
+        const auto restoreHome = qScopeGuard([previous = qgetenv("HOME")] { qputenv("HOME", previous); });
+        if (answer == "unwritable") {
+            QVERIFY(QFile(home.filePath(".qttest")).open(QIODevice::WriteOnly));
+            qputenv("HOME", home.path().toUtf8());
+        } else {
+            server.on("/ad", [answer](const QHttpServerRequest &, QHttpServerResponder &responder) {
+                responder.socket()->write(answer);  // as it is, then hang up
+                responder.socket()->disconnectFromHost();
+            });
+        }
+        if (answer == "refuse")
+            server.refuseConnections();
+        TSKCachedFile again(&recorder, server.url("/ad"));
+        QVERIFY(fetch(again, recorder));
+        if (code == URLConnection::HTTPTooManyRedirects)
+            QCOMPARE(server.requestsTo("/ad").size() - 1, URLConnection::maximumRedirects + 1);
+        TrackerRecorder trackerRecorder;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&trackerRecorder);
+        QVERIFY(track(tracker, trackerRecorder, server.url("/ad?tracking")));
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.ended, 1);
+        for (const QList<std::optional<Error>> &failures : {recorder.failures, trackerRecorder.failures}) {
+            QCOMPARE(failures.size(), 1);
+            QCOMPARE(failures[0].has_value(), code != 0);
+            if (code) {
+                QCOMPARE(failures[0]->code, code);
+                QVERIFY(!failures[0]->localizedDescription().isEmpty());
+            }
+        }
+        QVERIFY(!TSKClickTracker::activeTrackings());
+        QCOMPARE(file.content(), "good ad");
+        QCOMPARE(fileTime(file.filePath()), lastModifiedInstant);
+    }
+
+    void objectsForOneURLShareOneFile()
+    {
+        HttpTestServer server;
+        serveStatic(server, "/shared", "shared body");
+        CachedFileRecorder recorder;
+        TSKCachedFile first(&recorder, server.url("/shared"));
+        TSKCachedFile second(&recorder, server.url("/shared"));
+        QCOMPARE(first.filePath(), second.filePath());
+        QVERIFY(first.filePath() != TSKCachedFile(&recorder, server.url("/shared?v=2")).filePath());
+        // Validating while running starts nothing new.
+        first.validate();
+        first.validateWithCacheBuster();
+        QVERIFY(fetch(first, recorder));
+        QCOMPARE(server.requestsTo("/shared").size(), 1);
+        QCOMPARE(second.content(), "shared body");
+
+        // The cache buster (seconds since 2001) changes the request, never the file.
+        const double before = QDateTime::currentSecsSinceEpoch() - 978307200.0;
+        second.validateWithCacheBuster();
+        QVERIFY(waitFor([&] { return recorder.endings() == 2; }));
+        const HttpTestServer::Request busted = server.requestsTo("/shared").last();
+        const double unique = busted.query.queryItemValue("unique").toDouble();
+        QVERIFY2(unique >= before - 1 && unique <= before + 600, qPrintable(busted.query.toString()));
+        QCOMPARE(busted.header("If-Modified-Since"), "Tue, 15 Nov 2011 08:12:31");
+        // A cancelled download reports nothing, even once the server has answered.
+        first.validate();
+        first.cancel();
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.ended, 2);
+        first.invalidate();
+        QVERIFY(!second.hasContent());
+    }
+
+    void refusedRedirectFailsWithTheRefusal()
+    {
+        HttpTestServer server;
+        server.reply("/click", 302, {{"Location", "/landing"}, {"X-Tiskos-Tracking-Urls", "t1"}});
+        CachedFileRecorder recorder;
+        recorder.refusedURL = server.url("/landing");
+        TSKCachedFile refused(&recorder, server.url("/click"));
+        QVERIFY(fetch(refused, recorder));
+        QVERIFY(roundTrip(server));
+        QCOMPARE(recorder.failures, QList<std::optional<Error>>{recorder.refusal});
+        QCOMPARE(recorder.ended, 0);
+        QCOMPARE(refused.httpStatusCode(), 302);
+        QCOMPARE(refused.httpHeaders().value("X-Tiskos-Tracking-Urls").toString(), "t1");
+        QCOMPARE(refused.httpDestinationURL(), server.url("/landing"));
+        QVERIFY(server.requestsTo("/landing").isEmpty());
+        QVERIFY(!refused.hasContent());
+    }
+
+    void trackerReportsTheLastURLOnce()
+    {
+        HttpTestServer server;
+        server.redirect("/ck/TICKET-9", "/landing");
+        server.reply("/landing", 200, {}, "landing");
+        server.redirect("/app-link", "/to-store");
+        server.redirect("/to-store", storeLink.toString());
+        server.reply("/broken", 500);
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix("127.0.0.1");
+        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        TrackerRecorder recorder;
+        TSKClickTracker tracker;
+        tracker.setDelegate(&recorder);
+        tracker.trackURL(server.url("/ck/TICKET-9"));
+        QVERIFY(TSKClickTracker::activeTrackings());
+        QVERIFY(waitFor([&] { return recorder.reports() == 1; }));
+        QCOMPARE(recorder.redirects, QList<QUrl>{server.url("/landing")});
+        QVERIFY(tracker.hasTracked());
+        QVERIFY(!TSKClickTracker::activeTrackings());
+        QCOMPARE(statistics->timingNamed("pcl")->valueForKey("pit").toString(), "TICKET-9");
+
+        // A failed tracking leaves the next click unticketed.
+        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        QVERIFY(track(tracker, recorder, server.url("/broken")));
+        QVERIFY(!statistics->timingNamed("pcl")->valueForKey("pit").isValid());
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
+
+        // Tracking again inside a report starts afresh; leaving HTTP ends it with the app link.
+        recorder.onReport = [&] {
+            if (recorder.reports() == 3)
+                tracker.trackURL(server.url("/app-link"));
+        };
+        tracker.trackURL(server.url("/ck/TICKET-9"));
+        QVERIFY(!tracker.hasTracked());
+        QVERIFY(waitFor([&] { return recorder.reports() == 4; }));
+        QCOMPARE(recorder.redirects, (QList<QUrl>{server.url("/landing"), server.url("/landing"), storeLink}));
+        QCOMPARE(tracker.trackingURL(), storeLink);
+        QVERIFY(!TSKClickTracker::activeTrackings());
+
+        // Nil leaves a finished tracking as it was; a reset clears it.
+        tracker.trackURL(QUrl());
+        QVERIFY(tracker.hasTracked());
+        tracker.reset();
+        QVERIFY(!tracker.hasTracked() && tracker.trackingURL().isEmpty());
+
+        // A tracker destroyed from its own report leaves nothing behind.
+        auto owned = std::make_unique<TSKClickTracker>();
+        owned->setDelegate(&recorder);
+        recorder.onReport = [&] { owned.reset(); };
+        owned->trackURL(server.url("/app-link"));
+        QVERIFY(waitFor([&] { return !owned; }));
+        QCOMPARE(recorder.reports(), 5);
+
+        // A delegate that hears nothing still ends the tracking.
+        QObject deaf;
+        tracker.setDelegate(&deaf);
+        tracker.trackURL(server.url("/app-link"));
+        QVERIFY(waitFor([&] { return tracker.hasTracked(); }));
+        QVERIFY(!TSKClickTracker::activeTrackings());
+    }
+};
+
+VELMORA_TEST_MAIN(TestHttp)
+#include "tst_http.moc"
