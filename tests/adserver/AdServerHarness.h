@@ -9,8 +9,10 @@
 
 #include <memory>
 
-// An ad server on an ephemeral port in this process, and a client that sees
-// every response as it is (redirects are not followed).
+inline const QByteArray gameUnit = ServerOptions::gameAdUnit.toLatin1();
+
+// An ad server on an ephemeral port in this process, configured by command-line
+// arguments, and a client that sees every response as it is (no redirects followed).
 class AdServerHarness
 {
 public:
@@ -23,18 +25,18 @@ public:
         QByteArray header(const QByteArray &name) const;
     };
 
-    static ServerOptions defaultOptions();
+    explicit AdServerHarness(const QStringList &arguments = {});
 
-    explicit AdServerHarness(ServerOptions options = defaultOptions());
+    // What the server's option parser says about `arguments`; empty when they are fine.
+    static QString parseError(const QStringList &arguments);
 
     bool isRunning() const { return started_; }
     QString startError() const { return error_; }
-    AdServer &server() { return *server_; }
     QByteArray base() const { return server_->baseUrl(); }
-    QString logPath() const { return options_.logFile; }
 
     Response get(const QByteArray &pathOrUrl, const QList<QPair<QByteArray, QByteArray>> &headers = {});
     QJsonObject stats();
+    QJsonValue unitStats() { return QJsonValue(stats())["units"][ServerOptions::gameAdUnit]; }
     QList<QJsonObject> logLines();
 
 private:
