@@ -13,7 +13,6 @@
 
 namespace {
 
-const QByteArray adRequest = "/ad?slotname=" + gameUnit + "&preqs=1";
 const QByteArray coreScript = "/tiskos/sdk-core-v40.js";
 
 }  // namespace
