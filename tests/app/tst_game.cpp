@@ -1,0 +1,344 @@
+#include "About.h"
+#include "GameStage.h"
+#include "Instructions.h"
+#include "Over.h"
+#include "TestMain.h"
+#include "VelmoraViewController.h"
+
+#include <QPushButton>
+#include <QScrollArea>
+#include <QTemporaryFile>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+const QRectF kTaken(0, 0, 0, 0);
+
+// What the code under test writes to standard output while `work` runs.
+QByteArray captureStdout(const std::function<void()> &work)
+{
+    QTemporaryFile file;
+    const int saved = (std::fflush(stdout), dup(STDOUT_FILENO));
+    if (file.open() && dup2(file.handle(), STDOUT_FILENO) >= 0)
+        work();
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    return file.seek(0) ? file.readAll() : QByteArray();
+}
+
+class ObservedMenu : public VelmoraViewController
+{
+public:
+    void viewDidAppear(bool animated) override
+    {
+        VelmoraViewController::viewDidAppear(animated);
+        ++appearances;
+    }
+    int appearances = 0;
+};
+
+// Clicks the button of the screen's interface file and lets any transition end.
+void click(ViewController *screen, const char *button)
+{
+    QPushButton *control = screen->view()->findChild<QPushButton *>(QLatin1String(button));
+    QVERIFY2(control, button);
+    control->click();
+    screen->finishTransition();
+}
+
+// Ends a round the way the game does: a ball meets the player's ball.
+Over *loseRound(Touch *round)
+{
+    QWidget *player = round->view()->findChild<QWidget *>(QStringLiteral("one"));
+    ViewGeometry::setCenter(round->balls().first(), ViewGeometry::center(player));
+    round->onTimer();
+    round->finishTransition();
+    return qobject_cast<Over *>(round->modalViewController());
+}
+
+}  // namespace
+
+class TestGame : public QObject
+{
+    Q_OBJECT
+private slots:
+    void informationScreensReturnToTheMenu()
+    {
+        Window window;
+        ObservedMenu menu;
+        window.addSubview(menu.view());
+        click(&menu, "howToPlay");
+        auto *instructions = qobject_cast<Instructions *>(menu.modalViewController());
+        QVERIFY(instructions);
+        QCOMPARE(instructions->modalTransitionStyle(), int(ViewController::FlipHorizontal));
+        QVERIFY(menu.view()->isHidden());
+        QCOMPARE(instructions->view()->findChild<QScrollArea *>("scroller")->widget()->size(), QSize(320, 480));
+        click(instructions, "backButton");
+        QVERIFY(!menu.modalViewController());
+        QVERIFY(!menu.view()->isHidden());
+        QCOMPARE(menu.appearances, 1);
+
+        click(&menu, "aboutButton");
+        auto *about = qobject_cast<About *>(menu.modalViewController());
+        QVERIFY(about);
+        QCOMPARE(about->modalTransitionStyle(), int(ViewController::FlipHorizontal));
+        click(about, "backButton");
+        QVERIFY(!menu.modalViewController());
+        QCOMPARE(menu.appearances, 2);
+    }
+
+    void roundsAndGameOversStackWithoutEnd()
+    {
+        Window window;
+        VelmoraViewController menu;
+        window.addSubview(menu.view());
+        click(&menu, "play");
+        auto *round = qobject_cast<Touch *>(menu.modalViewController());
+        QVERIFY(round);
+        QCOMPARE(round->modalTransitionStyle(), int(ViewController::FlipHorizontal));
+        QList<QPointer<ViewController>> stack{&menu, round};
+        for (int retry = 0; retry < 3; ++retry) {
+            Over *over = loseRound(round);
+            QVERIFY(over);
+            click(over, "retryButton");
+            round = qobject_cast<Touch *>(over->modalViewController());
+            QVERIFY(round);
+            QCOMPARE(round->modalTransitionStyle(), int(ViewController::CrossDissolve));
+            stack << over << round;
+        }
+        Over *last = loseRound(round);
+        click(last, "menuButton");
+        auto *newMenu = qobject_cast<VelmoraViewController *>(last->modalViewController());
+        QVERIFY(newMenu);
+        QCOMPARE(newMenu->modalTransitionStyle(), int(ViewController::FlipHorizontal));
+        stack << last << newMenu;
+
+        // Every screen is still there, each presented by the one below it; only the top shows.
+        for (int i = 1; i < stack.size(); ++i) {
+            QVERIFY(stack[i]);
+            QCOMPARE(stack[i]->parentViewController(), stack[i - 1].data());
+            QVERIFY(stack[i - 1]->view()->isHidden());
+        }
+        QVERIFY(!newMenu->view()->isHidden());
+    }
+
+    void spawnsEvery200TicksAtTheBottomEdgeAndPrintsTheCount()
+    {
+        RoundStage stage;
+        stage.parkPlayer();
+        // Extremes of the ranges: x 309 with the slowest speeds, then x 10 with the fastest.
+        stage.random.push({299, 0, 0, 300, 9, 6});
+        QVERIFY(captureStdout([&] { stage.ticks(199); }).endsWith("198\n199\n"));
+        QCOMPARE(stage.round->balls().size(), 1);
+        QCOMPARE(captureStdout([&] { stage.ticks(2); }), QByteArray("200\n1\n"));
+        QCOMPARE(stage.round->balls().size(), 2);
+        // Spawned at (309, 480) and moved twice: below the edge after the first, so it turned upwards.
+        Ball *second = stage.round->balls().at(1);
+        QCOMPARE(ViewGeometry::center(second), QPointF(309 + 11.0, 480));
+        QCOMPARE(second->pos(), QPointF(5.5, -4.5));
+
+        stage.ticks(199);
+        QCOMPARE(stage.round->balls().size(), 3);
+        Ball *third = stage.round->balls().at(2);
+        QCOMPARE(ViewGeometry::center(third), QPointF(10 + 14.5, 480 + 10.5));
+        QCOMPARE(third->pos(), QPointF(14.5, -10.5));
+    }
+
+    void bouncesOnlyOnceTheCentreIsPastAnEdge_data()
+    {
+        QTest::addColumn<QPointF>("centre");
+        QTest::addColumn<QPointF>("velocity");
+        QTest::addColumn<QPointF>("movedTo");
+        QTest::addColumn<QPointF>("velocityAfter");
+        QTest::newRow("right edge exactly") << QPointF(306, 100) << QPointF(14, 7) << QPointF(320, 107) << QPointF(14, 7);
+        QTest::newRow("past right") << QPointF(310, 100) << QPointF(14, 7) << QPointF(324, 107) << QPointF(-14, 7);
+        QTest::newRow("left edge exactly") << QPointF(14, 100) << QPointF(-14, 7) << QPointF(0, 107) << QPointF(-14, 7);
+        QTest::newRow("past left") << QPointF(10, 100) << QPointF(-14, 7) << QPointF(-4, 107) << QPointF(14, 7);
+        QTest::newRow("bottom edge exactly") << QPointF(100, 473) << QPointF(14, 7) << QPointF(114, 480) << QPointF(14, 7);
+        QTest::newRow("past bottom") << QPointF(100, 475) << QPointF(14, 7) << QPointF(114, 482) << QPointF(14, -7);
+        QTest::newRow("top edge exactly") << QPointF(100, 5) << QPointF(14, -5) << QPointF(114, 0) << QPointF(14, -5);
+        QTest::newRow("past top") << QPointF(100, 4) << QPointF(14, -5) << QPointF(114, -1) << QPointF(14, 5);
+        QTest::newRow("past a corner") << QPointF(315, 478) << QPointF(6.5, 4.5) << QPointF(321.5, 482.5) << QPointF(-6.5, -4.5);
+    }
+
+    void bouncesOnlyOnceTheCentreIsPastAnEdge()
+    {
+        QFETCH(QPointF, centre);
+        QFETCH(QPointF, velocity);
+        QFETCH(QPointF, movedTo);
+        QFETCH(QPointF, velocityAfter);
+        RoundStage stage;
+        stage.parkPlayer();
+        Ball *ball = stage.round->balls().first();
+        ViewGeometry::setCenter(ball, centre);
+        ball->setPos(velocity);
+        stage.ticks(1);
+        QCOMPARE(ViewGeometry::center(ball), movedTo);
+        QCOMPARE(ball->pos(), velocityAfter);
+    }
+
+    void pauseStopsMotionAndSpawningOfEveryRound()
+    {
+        RoundStage stage;
+        stage.parkPlayer();
+        stage.ticks(150);
+        stage.round->kk();
+        QVERIFY(stage.round->balls().isEmpty());
+        stage.ticks(400);
+        QVERIFY(stage.round->balls().isEmpty());
+
+        // The pause is shared: a later round's first ball stands still too.
+        RoundStage later;
+        later.parkPlayer();
+        Ball *waiting = later.round->balls().first();
+        later.ticks(5);
+        QCOMPARE(ViewGeometry::center(waiting), QPointF(0, 480));
+
+        // Resuming adds one ball; the spawn counter went on from 150, not from 550.
+        later.random.push({100, 0, 0});  // the newest script is the one installed
+        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);
+        QCOMPARE(stage.round->balls().size(), 1);
+        QCOMPARE(ViewGeometry::center(stage.round->balls().first()), QPointF(110, 480));
+        stage.ticks(49);
+        QCOMPARE(stage.round->balls().size(), 1);
+        stage.ticks(1);
+        QCOMPARE(stage.round->balls().size(), 2);
+        later.ticks(1);
+        QCOMPARE(ViewGeometry::center(waiting), QPointF(14, 487));
+    }
+
+    void hiddenPlayerStillCollidesAndGameOverComesOnce()
+    {
+        RoundStage stage;
+        stage.round->startCount();
+        for (int second = 0; second < 3; ++second)
+            stage.round->randomMainVoid();
+        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);  // adds a second ball
+        stage.random.push({100, 200});
+        stage.round->showBall();
+        stage.movePlayer(QPointF(125, 225));
+        stage.round->checkcollision();
+        QVERIFY(stage.player()->isHidden());
+
+        for (int tick = 0; tick < 2; ++tick) {  // the round goes on underneath; asking again changes nothing
+            for (Ball *ball : stage.round->balls())
+                stage.putBallOnPlayer(ball);
+            stage.ticks(1);
+        }
+        auto *over = qobject_cast<Over *>(stage.round->modalViewController());
+        QVERIFY(over);
+        QCOMPARE(over->modalTransitionStyle(), int(ViewController::CrossDissolve));
+        QCOMPARE(stage.round->findChildren<Over *>().size(), 1);
+        QCOMPARE(over->view()->findChild<QLabel *>("lab")->text(), QStringLiteral("3"));
+        QCOMPARE(stage.timers().size(), 7);  // the round's six and the pending reveal
+    }
+
+    void placersUseRandomWholeSecondsIncludingZero()
+    {
+        // Hide: 40 mod 20 = 0, minus: 37 mod 36 = 1, plus: 119 mod 60 = 59.
+        RoundStage stage({40, 37, 119});
+        const QList<Timer *> timers = stage.timers();
+        QCOMPARE(timers.size(), 3);
+        QCOMPARE(timers[0]->timeInterval(), 0.0);
+        QCOMPARE(timers[0]->intervalMs(), Timer::kMinimumIntervalMs);
+        QCOMPARE(timers[1]->timeInterval(), 1.0);
+        QCOMPARE(timers[2]->timeInterval(), 59.0);
+        for (const char *name : {"plusScore", "subScore", "invisibleBall"}) {
+            QCOMPARE(ViewGeometry::frame(stage.label(name)), QRectF(-500, 0, 0, 0));
+            QVERIFY(stage.label(name)->isHidden());
+        }
+
+        // Each firing places the pick-up anew, top-left corner anywhere on the field.
+        stage.random.push({319, 479, 320 + 5, 480 + 7});
+        timers[0]->fire();
+        QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), QRectF(319, 479, 50, 50));
+        QVERIFY(!stage.label("invisibleBall")->isHidden());
+        timers[0]->fire();
+        QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), QRectF(5, 7, 50, 50));
+    }
+
+    void mouseTakesPickupsAndTheStartResetsTheScore()
+    {
+        RoundStage stage;
+        stage.window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&stage.window));
+        QWindow *window = stage.window.windowHandle();
+        auto at = [&](int x, int y) { return stage.round->view()->mapTo(&stage.window, QPoint(x, y)); };
+        // Pressed on the hint panel and dragged over the field: the ball follows.
+        QTest::mousePress(window, Qt::LeftButton, {}, at(160, 330));
+        QCOMPARE(ViewGeometry::center(stage.player()), QPointF(160, 330));
+        stage.random.push({100, 200});
+        stage.round->showPlus();
+        QTest::mouseMove(window, at(125, 225));
+        QCOMPARE(ViewGeometry::center(stage.player()), QPointF(125, 225));
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("10"));
+        QVERIFY(stage.label("plusScore")->isHidden());
+        QCOMPARE(ViewGeometry::frame(stage.label("plusScore")), kTaken);
+
+        // Three minus pick-ups take the score below zero.
+        for (int i = 1; i <= 3; ++i) {
+            stage.random.push({100, 200});
+            stage.round->showMinus();
+            QTest::mouseMove(window, at(125 + i, 225));
+            QVERIFY(stage.label("subScore")->isHidden());
+            QCOMPARE(ViewGeometry::frame(stage.label("subScore")), kTaken);
+        }
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("-5"));
+        QTest::mouseRelease(window, Qt::LeftButton, {}, at(128, 225));
+
+        // The round starts from zero whatever was taken before: one second later the score is 1.
+        stage.round->startCount();
+        QVERIFY(stage.round->view()->findChild<QWidget *>("starting")->isHidden());
+        stage.round->randomMainVoid();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("1"));
+    }
+
+    void takenPickupsStayAtTheOriginAndHidesStack()
+    {
+        RoundStage stage;
+        stage.random.push({200, 200});
+        stage.round->showPlus();
+        stage.movePlayer(QPointF(182, 225));  // touching edges count: the player's right edge is exactly x 200
+        stage.round->checkcollision();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("10"));
+        // The taken pick-up is a hidden point at (0, 0): a player covering the
+        // corner takes it again on every check. The parked minus at x -500 is never reached.
+        stage.movePlayer(QPointF(10, 10));
+        stage.round->checkcollision();
+        stage.round->checkcollision();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("30"));
+        stage.movePlayer(QPointF(19, 19));
+        stage.round->checkcollision();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("30"));
+
+        stage.movePlayer(QPointF(125, 225));
+        for (int take = 0; take < 2; ++take) {
+            stage.random.push({100, 200});
+            stage.round->showBall();
+            stage.round->checkcollision();
+            QVERIFY(stage.player()->isHidden());
+            QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), kTaken);
+        }
+        QList<Timer *> reveals = stage.timers();
+        reveals.removeIf([](Timer *timer) { return timer->repeats(); });
+        QCOMPARE(reveals.size(), 2);
+        QCOMPARE(reveals[0]->timeInterval(), 20.0);
+        reveals[0]->fire();  // the first reveal shows the player although the second hide is younger
+        QVERIFY(!stage.player()->isHidden());
+        reveals[1]->fire();
+        QVERIFY(!stage.player()->isHidden());
+
+        stage.random.push({100, 200, 100, 200});
+        stage.round->showBall();
+        stage.round->checkcollision();
+        QVERIFY(stage.player()->isHidden());
+        stage.round->showPlus();
+        stage.round->checkcollision();
+        QVERIFY(!stage.player()->isHidden());
+    }
+};
+
+VELMORA_TEST_MAIN(TestGame)
+#include "tst_game.moc"
