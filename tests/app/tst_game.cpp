@@ -30,8 +30,7 @@ struct ObservedMenu : VelmoraViewController
     int appearances = 0;
 };
 
-// Clicks the screen's button, lets the transition end and returns what the
-// screen presented, if it is of the expected class and transition style.
+// Clicks the button and returns what the screen presented, if of that class and transition.
 ViewController *presented(ViewController *screen, const char *button, const char *screenClass, int style)
 {
     QPushButton *control = screen ? screen->view()->findChild<QPushButton *>(QLatin1String(button)) : nullptr;
@@ -115,7 +114,6 @@ private slots:
         Ball *second = stage.round->balls().at(1);
         QCOMPARE(ViewGeometry::center(second), QPointF(309 + 11.0, 480));
         QCOMPARE(second->pos(), QPointF(5.5, -4.5));
-
         stage.ticks(199);
         QCOMPARE(stage.round->balls().size(), 3);
         Ball *third = stage.round->balls().at(2);
@@ -161,14 +159,12 @@ private slots:
         QVERIFY(stage.round->balls().isEmpty());
         stage.ticks(400);
         QVERIFY(stage.round->balls().isEmpty());
-
         // The pause is shared: a later round's first ball stands still too.
         RoundStage later;
         later.parkPlayer();
         Ball *waiting = later.round->balls().first();
         later.ticks(5);
         QCOMPARE(ViewGeometry::center(waiting), QPointF(0, 480));
-
         // Resuming adds one ball; the spawn counter went on from 150, not from 550.
         later.random.push({100, 0, 0});  // the newest script is the one installed
         stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);
@@ -182,35 +178,9 @@ private slots:
         QCOMPARE(ViewGeometry::center(waiting), QPointF(14, 487));
     }
 
-    void hiddenPlayerStillCollidesAndGameOverComesOnce()
+    void pickupsComeAtRandomAndTheStartResetsTheScore()
     {
-        RoundStage stage;
-        stage.round->startCount();
-        for (int second = 0; second < 3; ++second)
-            stage.round->randomMainVoid();
-        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);  // adds a second ball
-        stage.random.push({100, 200});
-        stage.round->showBall();
-        stage.movePlayer(QPointF(125, 225));
-        stage.round->checkcollision();
-        QVERIFY(stage.player()->isHidden());
-
-        for (int tick = 0; tick < 2; ++tick) {  // the round goes on underneath; asking again changes nothing
-            for (Ball *ball : stage.round->balls())
-                ViewGeometry::setCenter(ball, ViewGeometry::center(stage.player()));
-            stage.ticks(1);
-        }
-        auto *over = qobject_cast<Over *>(stage.round->modalViewController());
-        QVERIFY(over);
-        QCOMPARE(over->modalTransitionStyle(), int(ViewController::CrossDissolve));
-        QCOMPARE(stage.round->findChildren<Over *>().size(), 1);
-        QCOMPARE(over->view()->findChild<QLabel *>("lab")->text(), QStringLiteral("3"));
-        QCOMPARE(stage.timers().size(), 7);  // the round's six and the pending reveal
-    }
-
-    void placersUseRandomWholeSecondsIncludingZero()
-    {
-        // Hide: 40 mod 20 = 0, minus: 37 mod 36 = 1, plus: 119 mod 60 = 59.
+        // Placer intervals in whole seconds: hide 40 mod 20 = 0, minus 37 mod 36 = 1, plus 119 mod 60 = 59.
         RoundStage stage({40, 37, 119});
         const QList<Timer *> timers = stage.timers();
         QCOMPARE(timers.size(), 3);
@@ -224,11 +194,6 @@ private slots:
         QVERIFY(!stage.label("invisibleBall")->isHidden());
         timers[0]->fire();
         QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), QRectF(5, 7, 50, 50));
-    }
-
-    void mouseTakesPickupsAndTheStartResetsTheScore()
-    {
-        RoundStage stage;
         stage.window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&stage.window));
         QWindow *window = stage.window.windowHandle();
@@ -243,7 +208,6 @@ private slots:
         QCOMPARE(stage.label("lab")->text(), QStringLiteral("10"));
         QVERIFY(stage.label("plusScore")->isHidden());
         QCOMPARE(ViewGeometry::frame(stage.label("plusScore")), QRectF(0, 0, 0, 0));
-
         // Three minus pick-ups take the score below zero.
         for (int i = 1; i <= 3; ++i) {
             stage.random.push({100, 200});
@@ -253,7 +217,6 @@ private slots:
             QCOMPARE(ViewGeometry::frame(stage.label("subScore")), QRectF(0, 0, 0, 0));
         }
         QCOMPARE(stage.label("lab")->text(), QStringLiteral("-5"));
-
         // The round starts from zero whatever was taken before: one second later the score is 1.
         stage.round->startCount();
         QVERIFY(stage.round->view()->findChild<QWidget *>("starting")->isHidden());
@@ -261,7 +224,7 @@ private slots:
         QCOMPARE(stage.label("lab")->text(), QStringLiteral("1"));
     }
 
-    void takenPickupsStayAtTheOriginAndHidesStack()
+    void takenPickupsHidesAndTheHiddenPlayersGameOver()
     {
         RoundStage stage;
         stage.random.push({200, 200});
@@ -278,7 +241,6 @@ private slots:
         stage.movePlayer(QPointF(19, 19));
         stage.round->checkcollision();
         QCOMPARE(stage.label("lab")->text(), QStringLiteral("30"));
-
         stage.movePlayer(QPointF(125, 225));
         for (int take = 0; take < 2; ++take) {
             stage.random.push({100, 200});
@@ -295,14 +257,31 @@ private slots:
         QVERIFY(!stage.player()->isHidden());
         reveals[1]->fire();
         QVERIFY(!stage.player()->isHidden());
-
-        stage.random.push({100, 200, 100, 200});
+        stage.random.push({100, 200, 100, 200, 100, 200});
         stage.round->showBall();
         stage.round->checkcollision();
         QVERIFY(stage.player()->isHidden());
-        stage.round->showPlus();
+        stage.round->showPlus();  // a plus ends a hide at once
         stage.round->checkcollision();
         QVERIFY(!stage.player()->isHidden());
+        // A hidden player still collides; two balls on it in one tick, and again
+        // in the next, present one game over while the round goes on underneath.
+        stage.round->showBall();
+        stage.round->checkcollision();
+        QVERIFY(stage.player()->isHidden());
+        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);  // adds a second ball
+        const qsizetype timers = stage.timers().size();
+        for (int tick = 0; tick < 2; ++tick) {
+            for (Ball *ball : stage.round->balls())
+                ViewGeometry::setCenter(ball, ViewGeometry::center(stage.player()));
+            stage.ticks(1);
+        }
+        auto *over = qobject_cast<Over *>(stage.round->modalViewController());
+        QVERIFY(over);
+        QCOMPARE(over->modalTransitionStyle(), int(ViewController::CrossDissolve));
+        QCOMPARE(stage.round->findChildren<Over *>().size(), 1);
+        QCOMPARE(over->view()->findChild<QLabel *>("lab")->text(), QStringLiteral("40"));
+        QCOMPARE(stage.timers().size(), timers);
     }
 };
 
