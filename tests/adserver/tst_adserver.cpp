@@ -42,15 +42,8 @@ public:
         int status = 0;
         QNetworkReply::NetworkError error = QNetworkReply::NoError;
         QByteArray body;
-        QList<QNetworkReply::RawHeaderPair> headers;
-        QByteArray header(const QByteArray &name) const
-        {
-            for (const auto &[key, value] : headers) {
-                if (key.compare(name, Qt::CaseInsensitive) == 0)
-                    return value;
-            }
-            return {};
-        }
+        QMap<QByteArray, QByteArray> headers;  // names in lower case
+        QByteArray header(const QByteArray &name) const { return headers.value(name.toLower()); }
     };
 
     explicit AdServerHarness(const QStringList &arguments = {})
@@ -83,8 +76,10 @@ public:
         QSignalSpy finished(reply.get(), &QNetworkReply::finished);
         if (!reply->isFinished())
             finished.wait(30000);
-        return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->error(), reply->readAll(),
-                reply->rawHeaderPairs()};
+        Response response{reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->error(), reply->readAll(), {}};
+        for (const auto &[name, value] : reply->rawHeaderPairs())
+            response.headers.insert(name.toLower(), value);
+        return response;
     }
 
     QJsonObject stats() { return QJsonDocument::fromJson(get("/stats").body).object(); }
@@ -187,11 +182,11 @@ public:
         return found;
     }
 
-    bool open(const QUrl &url)  // whether the first load of it succeeded
+    bool open(const QUrl &url, const QString &html = {})  // whether the first load of it succeeded
     {
         std::optional<bool> first;
         const auto connection = connect(this, &QWebEnginePage::loadFinished, this, [&](bool ok) { first = first.value_or(ok); });
-        load(url);
+        html.isEmpty() ? load(url) : setHtml(html, url);
         waitUntil([&] { return first.has_value(); });
         disconnect(connection);
         return first.value_or(false);
@@ -276,17 +271,13 @@ private slots:
         row("core script", "", coreScript, 200, "^Last-Modified: .* GMT$[\\s\\S]*TISKOS_buildAdURL[\\s\\S]*\"BASE\"");
         row("click: landing", "", "/click/landing?unit=" + gameUnit + "&rid=1", 302, "^Location: BASE/landing/index.html\\?from=house-ad$");
         row("click: application", "", "/click/app?unit=" + gameUnit + "&rid=2", 302, "^Location: velmora-arcade://");
-        row("click: mail has none", "", "/click/mail", 404, "");
-        row("click: unknown", "", "/click/nonesuch", 404, "");
-        row("dot-dot", "", "/landing/../../CMakeLists.txt", 404, "");
-        row("encoded dot-dot", "", "/%2e%2e/CMakeLists.txt", 404, "");
-        row("missing file", "", "/no/such/file.html", 404, "");
-        row("unknown creative", "", "/page/nonesuch", 404, "");
+        for (const char *path : {"/click/mail", "/click/nonesuch", "/landing/../../CMakeLists.txt", "/%2e%2e/CMakeLists.txt",
+                                 "/no/such/file.html", "/page/nonesuch"})
+            row(path, "", path, 404, "");
         row("catalogue", "", "/creatives/catalogue.json", 200, "");
         row("web app", "", "/webapp/index.html", 200, "TISKOS_ReceiveMessage");
-        row("fault status:500", "--fault status:500", ad, 500, "");
-        row("fault status:400", "--fault status:400", ad, 400, "");
-        row("fault status:503", "--fault status:503", ad, 503, "");
+        for (const int code : {500, 400, 503})
+            row(qPrintable(QString("fault status:%1").arg(code)), QString("--fault status:%1").arg(code), ad, code, "");
         row("fault status: script untouched", "--fault status:500", coreScript, 200, "TISKOS_buildAdURL");
         row("fault empty", "--fault empty", ad + "->", 200, "\\n\\n\\z");
         row("fault redirect-loop", "--fault redirect-loop", ad, 302, "^Location: " + loop + "1$");
@@ -308,8 +299,8 @@ private slots:
             reply = harness.get(reply.header("Location"));
         QCOMPARE(reply.status, status);
         QByteArray text;
-        for (const auto &[name, value] : reply.headers)
-            text += name + ": " + value + '\n';
+        for (auto header = reply.headers.cbegin(); header != reply.headers.cend(); ++header)
+            text += header.key() + ": " + header.value() + '\n';
         text += '\n' + reply.body;
         const QRegularExpression expected(QString(pattern).replace("BASE", QRegularExpression::escape(harness.base())),
                                           QRegularExpression::MultilineOption | QRegularExpression::CaseInsensitiveOption);
@@ -387,13 +378,13 @@ private slots:
         harness.get("/track/impression?unit=a99999999999999&creative=club");
 
         const QList<QJsonObject> lines = harness.logLines();
-        QCOMPARE(lines.size(), 6);
-        QCOMPARE(lines[0]["method"].toString(), QStringLiteral("GET"));
-        QCOMPARE(lines[0]["path"].toString(), QStringLiteral("/ad"));
-        QCOMPARE(lines[0]["status"].toInt(), 302);
+        QStringList logged;
+        for (const QJsonObject &line : lines)
+            logged << line["method"].toString() + ' ' + line["path"].toString() + ' ' + QString::number(line["status"].toInt());
+        QCOMPARE(logged, QStringList({"GET /ad 302", "GET /ad 302", "GET /ad 302", "GET /ad 400", "GET /track/click 200",
+                                      "GET /track/impression 200"}));
         QCOMPARE(lines[0]["query"]["extras"].toString(), QStringLiteral("{\"a\":1}"));
         QVERIFY(QDateTime::fromString(lines[0]["time"].toString(), Qt::ISODateWithMs).isValid());
-        QCOMPARE(lines[3]["status"].toInt(), 400);
 
         const QJsonObject stats = harness.stats();
         QCOMPARE(stats["adRequests"].toInt(), 3);
@@ -432,13 +423,9 @@ private slots:
         QVERIFY(AdServerHarness::parseError({}).isEmpty());
         QVERIFY(AdServerHarness::parseError({"--fault", "slow:5", "--fault", "status:500", "--fill-rate", "0.3"}).isEmpty());
         const QList<QPair<QStringList, QString>> bad{
-            {{"--port", "70000"}, "--port"},
-            {{"--bind", "localhost:80"}, "--bind"},
-            {{"--units", "a1f3c29b07d5e64,slot-1"}, "slot-1"},
-            {{"--fill-rate", "1.5"}, "--fill-rate"},
-            {{"--fault", "status:200"}, "unknown mode"},
-            {{"--www", "/nonexistent"}, "core script"},
-        };
+            {{"--port", "70000"}, "--port"}, {{"--bind", "localhost:80"}, "--bind"},
+            {{"--units", "a1f3c29b07d5e64,slot-1"}, "slot-1"}, {{"--fill-rate", "1.5"}, "--fill-rate"},
+            {{"--fault", "status:200"}, "unknown mode"}, {{"--www", "/nonexistent"}, "core script"}};
         for (const auto &[arguments, mention] : bad)
             QVERIFY2(AdServerHarness::parseError(arguments).contains(mention), qPrintable(arguments.join(' ')));
 
@@ -477,6 +464,7 @@ private slots:
         QCOMPARE(refused.exitCode(), 2);
         QVERIFY(refused.readAllStandardError().contains("unknown mode \"nonsense\""));
     }
+
     void coreScriptBuildsAnAdUrlThatCarriesEveryParameter()
     {
         const QJsonObject params{
@@ -599,11 +587,7 @@ private slots:
 
         // The tips creative's inline page closes itself the same way.
         QVERIFY(page.open(QUrl(QString::fromLatin1(harness.base() + "/page/tips"))));
-        const QString tips = page.run(QStringLiteral("tipsPage")).toString();
-        bool loaded = false;
-        connect(&page, &QWebEnginePage::loadFinished, this, [&loaded] { loaded = true; }, Qt::SingleShotConnection);
-        page.setHtml(tips);
-        QVERIFY(waitUntil([&] { return loaded; }));
+        QVERIFY(page.open(QUrl(), page.run(QStringLiteral("tipsPage")).toString()));
         page.run(QStringLiteral("document.querySelector('button').click()"));
         QVERIFY(waitUntil([&] { return page.messages("close").size() == 2; }));
     }
