@@ -426,7 +426,7 @@ private slots:
         QVERIFY(refused.readAllStandardError().contains("unknown mode \"nonsense\""));
     }
 
-    void coreScriptBuildsAnAdUrlThatCarriesEveryParameter()
+    void coreScriptBuildsTheAdUrlOrRefuses()
     {
         const QJsonObject params{
             {"slotname", ServerOptions::gameAdUnit}, {"js", "tiskos-sdk-i-v4.0.2"}, {"net", "wifi"}, {"testing", "1"},
@@ -460,10 +460,8 @@ private slots:
         QCOMPARE(QJsonDocument::fromJson(logged["extras"].toString().toUtf8()).object(), params["extras"].toObject());
         for (const char *key : {"hl", "uloc"})
             QCOMPARE(logged[key].toString(), params[key].toString());
-    }
 
-    void badRequestsAreRefusedWithAReason()
-    {
+        // Requests it cannot send are refused with a reason.
         const QList<QPair<QByteArray, QString>> cases{
             {"{\"js\": \"x\"}", "invalidRequest"}, {"{\"slotname\": \"abc\"}", "invalidRequest"},
             {"{\"slotname\": 12345}", "invalidRequest"}, {"[\"a1f3c29b07d5e64\"]", "invalidRequest"},
@@ -479,20 +477,19 @@ private slots:
     void creativesSpeakTheBridge_data()
     {
         QTest::addColumn<QString>("creative");
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<QString>("target");
-        QTest::newRow("landing page") << "landing" << "browser" << "/landing/index.html";
-        QTest::newRow("web app by URL") << "club" << "webapp" << "/webapp/index.html";
-        QTest::newRow("inline web app") << "tips" << "webapp" << "";
-        QTest::newRow("mail") << "mail" << "mailto" << "";
-        QTest::newRow("application") << "app" << "app" << "velmora-arcade://";
+        QTest::addColumn<QString>("opens");  // the "a" of its "open" message and where its click-through leads
+        QTest::newRow("landing page") << "landing" << "browser /landing/index.html";
+        QTest::newRow("web app by URL") << "club" << "webapp /webapp/index.html";
+        QTest::newRow("inline web app") << "tips" << "webapp";
+        QTest::newRow("mail") << "mail" << "mailto";
+        QTest::newRow("application") << "app" << "app velmora-arcade://";
     }
 
     void creativesSpeakTheBridge()
     {
         QFETCH(QString, creative);
-        QFETCH(QString, action);
-        QFETCH(QString, target);
+        QFETCH(QString, opens);
+        const QString action = opens.section(' ', 0, 0), target = opens.section(' ', 1);
         QVERIFY2(show("/page/" + creative.toLatin1() + "?unit=" + gameUnit + "&rid=9"), "a bridge message spoilt the load");
         QVERIFY(page.intercepted.isEmpty());
         page.run(QStringLiteral("document.getElementById('ad').click()"));
