@@ -52,14 +52,6 @@ public:
         started_ = server_->start(&error_);
     }
 
-    // What the option parser says about `arguments`; empty when they are fine.
-    static QString parseError(const QStringList &arguments)
-    {
-        ServerOptions options;
-        QString error;
-        return options.parse(withDefaults(arguments), &error) ? QString() : error;
-    }
-
     bool isRunning() const { return started_; }
     QString startError() const { return error_; }
     QByteArray base() const { return server_->baseUrl(); }
@@ -88,14 +80,11 @@ public:
         server_->requestLog().flush();
         QFile file(options_.logFile);
         QList<QJsonObject> lines;
-        if (file.open(QIODevice::ReadOnly)) {
-            while (!file.atEnd())
-                lines.append(QJsonDocument::fromJson(file.readLine()).object());
-        }
+        for (const QByteArray &line : file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().split('\n') : QByteArrayList())
+            lines.append(QJsonDocument::fromJson(line).object());
         return lines;
     }
 
-private:
     static QStringList withDefaults(const QStringList &arguments)
     {
         static QTemporaryDir dir;  // the log of every server in this test run
@@ -104,6 +93,7 @@ private:
         return QStringList{"velmora-adserver", "--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", log} + arguments;
     }
 
+private:
     ServerOptions options_;
     std::unique_ptr<AdServer> server_;
     QNetworkAccessManager network_;
@@ -386,17 +376,21 @@ private slots:
 
     void badOptionsAndBusyPortsAreExplained()
     {
-        QVERIFY(AdServerHarness::parseError({"--fault", "slow:5", "--fault", "status:500", "--fill-rate", "0.3"}).isEmpty());
+        QString error;
+        auto parses = [&](const QStringList &arguments) {
+            return ServerOptions().parse(AdServerHarness::withDefaults(arguments), &error);
+        };
+        QVERIFY(parses({"--fault", "slow:5", "--fault", "status:500", "--fill-rate", "0.3"}));
         const QList<QPair<QStringList, QString>> bad{
             {{"--port", "70000"}, "--port"}, {{"--bind", "localhost:80"}, "--bind"},
             {{"--units", "a1f3c29b07d5e64,slot-1"}, "slot-1"}, {{"--fill-rate", "1.5"}, "--fill-rate"},
             {{"--fault", "status:200"}, "unknown mode"}, {{"--www", "/nonexistent"}, "core script"}};
         for (const auto &[arguments, mention] : bad)
-            QVERIFY2(AdServerHarness::parseError(arguments).contains(mention), qPrintable(arguments.join(' ')));
+            QVERIFY2(!parses(arguments) && error.contains(mention), qPrintable(arguments.join(' ')));
         QTcpServer squatter;
         QVERIFY(squatter.listen(QHostAddress::LocalHost));
         AdServerHarness harness({"--port", QString::number(squatter.serverPort())});
-        const QString error = harness.startError();
+        error = harness.startError();
         QVERIFY2(!harness.isRunning() && error.contains(QString::number(squatter.serverPort())) && error.contains("in use"),
                  qPrintable(error));
     }
