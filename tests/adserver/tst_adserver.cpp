@@ -208,10 +208,9 @@ class TestAdServer : public QObject
     BridgeRecorder page;
     QByteArray script;
 
-    bool build(const QByteArray &json, const QByteArray &core)
+    bool build(const QByteArray &json)  // the page the library builds around the core script
     {
-        // The page the library builds around the core script.
-        page.setHtml(QString::fromUtf8("<html><head><script>" + core + "</script><script>TISKOS_buildAdURL(" + json
+        page.setHtml(QString::fromUtf8("<html><head><script>" + script + "</script><script>TISKOS_buildAdURL(" + json
                                        + ");</script></head><body></body></html>"),
                      QUrl(QString::fromLatin1(harness.base())));
         return waitUntil([&] { return !page.messages().isEmpty(); });
@@ -429,7 +428,7 @@ private slots:
             {"kw", QJsonArray{"arcade", "a=b;c"}},
             {"ad_frame", QJsonObject{{"x", 0}, {"y", 430}, {"w", 320}, {"h", 50}}},
         };
-        QVERIFY(build(QJsonDocument(params).toJson(), script));
+        QVERIFY(build(QJsonDocument(params).toJson()));
         QCOMPARE(page.messages().size(), 1);
         const BridgeRecorder::Message answer = page.messages().first();
         QCOMPARE(answer.name, QStringLiteral("loadAdURL"));
@@ -462,7 +461,7 @@ private slots:
             {"{\"slotname\": \"a0000000000000f\"}", "unableToServe"}};
         for (const auto &[json, expected] : cases) {
             page.intercepted.clear();
-            QVERIFY2(build(json, script), json);
+            QVERIFY2(build(json), json);
             QVERIFY2(page.messages().size() == 1 && page.messages().first().name == expected, json);
             QVERIFY2(!page.messages().first().value("reason").isEmpty(), json);
         }
