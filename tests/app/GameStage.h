@@ -12,23 +12,12 @@
 #include <memory>
 
 // Random numbers the test decides, in order; 0 once the script runs out.
-class ScriptedRandom
+struct ScriptedRandom
 {
-public:
-    ScriptedRandom()
-    {
-        Random::setSource([this] { return values_.isEmpty() ? 0u : values_.dequeue(); });
-    }
+    ScriptedRandom() { Random::setSource([this] { return values.isEmpty() ? 0u : values.dequeue(); }); }
     ~ScriptedRandom() { Random::setSource({}); }
-
-    void push(std::initializer_list<uint32_t> values)
-    {
-        for (uint32_t v : values)
-            values_.enqueue(v);
-    }
-
-private:
-    QQueue<uint32_t> values_;
+    void push(std::initializer_list<uint32_t> more) { values.append(more); }
+    QQueue<uint32_t> values;
 };
 
 // A play screen on the window, its view loaded, its round not started.
@@ -46,14 +35,11 @@ struct RoundStage
     void movePlayer(QPointF centre) const { ViewGeometry::setCenter(player(), centre); }
     // Far from every ball, so motion can be watched without a game over.
     void parkPlayer() const { movePlayer(QPointF(-1000, -1000)); }
-    void putBallOnPlayer(Ball *ball) const { ViewGeometry::setCenter(ball, ViewGeometry::center(player())); }
-
     void ticks(int count) const
     {
         for (int i = 0; i < count; ++i)
             round->onTimer();
     }
-
     // Timers aimed at the screen, oldest first: the three pick-up placers
     // (hide, minus, plus), then motion, seconds and score once started.
     QList<Timer *> timers() const { return Timer::timersOf(round.get()); }

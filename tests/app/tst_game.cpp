@@ -1,0 +1,289 @@
+#include "GameStage.h"
+#include "Over.h"
+#include "TestMain.h"
+#include "VelmoraViewController.h"
+
+#include <QPushButton>
+#include <QScrollArea>
+#include <QTemporaryFile>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+// What the code under test writes to standard output while `work` runs.
+QByteArray captureStdout(const std::function<void()> &work)
+{
+    QTemporaryFile file;
+    const int saved = (std::fflush(stdout), dup(STDOUT_FILENO));
+    if (file.open() && dup2(file.handle(), STDOUT_FILENO) >= 0)
+        work();
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    return file.seek(0) ? file.readAll() : QByteArray();
+}
+
+struct ObservedMenu : VelmoraViewController
+{
+    void viewDidAppear(bool animated) override { VelmoraViewController::viewDidAppear(animated); ++appearances; }
+    int appearances = 0;
+};
+
+// Clicks the button and returns what the screen presented, if of that class and transition.
+ViewController *presented(ViewController *screen, const char *button, const char *screenClass, int style)
+{
+    QPushButton *control = screen ? screen->view()->findChild<QPushButton *>(QLatin1String(button)) : nullptr;
+    if (!control)
+        return nullptr;
+    control->click();
+    screen->finishTransition();
+    ViewController *shown = screen->modalViewController();
+    return shown && shown->inherits(screenClass) && shown->modalTransitionStyle() == style ? shown : nullptr;
+}
+
+// Ends a round the way the game does: a ball meets the player's ball.
+ViewController *loseRound(ViewController *screen)
+{
+    auto *round = qobject_cast<Touch *>(screen);
+    if (!round)
+        return nullptr;
+    ViewGeometry::setCenter(round->balls().first(), ViewGeometry::center(round->view()->findChild<QWidget *>("one")));
+    round->onTimer();
+    round->finishTransition();
+    return qobject_cast<Over *>(round->modalViewController());
+}
+
+}  // namespace
+
+class TestGame : public QObject
+{
+    Q_OBJECT
+private slots:
+    void informationScreensReturnToTheMenu()
+    {
+        Window window;
+        ObservedMenu menu;
+        window.addSubview(menu.view());
+        int appeared = 0;
+        for (const auto &[button, screen] : {std::pair("howToPlay", "Instructions"), std::pair("aboutButton", "About")}) {
+            ViewController *shown = presented(&menu, button, screen, ViewController::FlipHorizontal);
+            QVERIFY2(shown, button);
+            QVERIFY(menu.view()->isHidden());
+            const auto *scroller = shown->view()->findChild<QScrollArea *>("scroller");
+            QVERIFY(shown->inherits("About") || (scroller && scroller->widget()->size() == QSize(320, 480)));
+            presented(shown, "backButton", "", 0);  // dismisses itself, presents nothing
+            QVERIFY(!menu.modalViewController());
+            QVERIFY(!menu.view()->isHidden());
+            QCOMPARE(menu.appearances, ++appeared);
+        }
+    }
+
+    void roundsAndGameOversStackWithoutEnd()
+    {
+        Window window;
+        VelmoraViewController menu;
+        window.addSubview(menu.view());
+        QList<QPointer<ViewController>> stack{&menu, presented(&menu, "play", "Touch", ViewController::FlipHorizontal)};
+        for (int retry = 0; retry < 3; ++retry) {
+            stack << loseRound(stack.last());
+            stack << presented(stack.last(), "retryButton", "Touch", ViewController::CrossDissolve);
+        }
+        stack << loseRound(stack.last());
+        stack << presented(stack.last(), "menuButton", "VelmoraViewController", ViewController::FlipHorizontal);
+        // Every screen is still there, each presented by the one below it; only the top shows.
+        for (int i = 1; i < stack.size(); ++i) {
+            QVERIFY2(stack[i], qPrintable(QString::number(i)));
+            QCOMPARE(stack[i]->parentViewController(), stack[i - 1].data());
+            QVERIFY(stack[i - 1]->view()->isHidden());
+        }
+        QVERIFY(!stack.last()->view()->isHidden());
+    }
+
+    void spawnsEvery200TicksAtTheBottomEdgeAndPrintsTheCount()
+    {
+        RoundStage stage;
+        stage.parkPlayer();
+        // Extremes of the ranges: x 309 with the slowest speeds, then x 10 with the fastest.
+        stage.random.push({299, 0, 0, 300, 9, 6});
+        QVERIFY(captureStdout([&] { stage.ticks(199); }).endsWith("198\n199\n"));
+        QCOMPARE(stage.round->balls().size(), 1);
+        QCOMPARE(captureStdout([&] { stage.ticks(2); }), QByteArray("200\n1\n"));
+        QCOMPARE(stage.round->balls().size(), 2);
+        // Spawned at (309, 480) and moved twice: below the edge after the first, so it turned upwards.
+        Ball *second = stage.round->balls().at(1);
+        QCOMPARE(ViewGeometry::center(second), QPointF(309 + 11.0, 480));
+        QCOMPARE(second->pos(), QPointF(5.5, -4.5));
+        stage.ticks(199);
+        QCOMPARE(stage.round->balls().size(), 3);
+        Ball *third = stage.round->balls().at(2);
+        QCOMPARE(ViewGeometry::center(third), QPointF(10 + 14.5, 480 + 10.5));
+        QCOMPARE(third->pos(), QPointF(14.5, -10.5));
+    }
+
+    void bouncesOnlyOnceTheCentreIsPastAnEdge_data()
+    {
+        QTest::addColumn<QList<QPointF>>("centreVelocityMovedToVelocityAfter");
+        auto row = [](const char *name, QList<QPointF> points) { QTest::newRow(name) << points; };
+        row("right edge exactly", {{306, 100}, {14, 7}, {320, 107}, {14, 7}});
+        row("past right", {{310, 100}, {14, 7}, {324, 107}, {-14, 7}});
+        row("left edge exactly", {{14, 100}, {-14, 7}, {0, 107}, {-14, 7}});
+        row("past left", {{10, 100}, {-14, 7}, {-4, 107}, {14, 7}});
+        row("bottom edge exactly", {{100, 473}, {14, 7}, {114, 480}, {14, 7}});
+        row("past bottom", {{100, 475}, {14, 7}, {114, 482}, {14, -7}});
+        row("top edge exactly", {{100, 5}, {14, -5}, {114, 0}, {14, -5}});
+        row("past top", {{100, 4}, {14, -5}, {114, -1}, {14, 5}});
+        row("past a corner", {{315, 478}, {6.5, 4.5}, {321.5, 482.5}, {-6.5, -4.5}});
+    }
+
+    void bouncesOnlyOnceTheCentreIsPastAnEdge()
+    {
+        QFETCH(QList<QPointF>, centreVelocityMovedToVelocityAfter);
+        const QList<QPointF> &points = centreVelocityMovedToVelocityAfter;
+        RoundStage stage;
+        stage.parkPlayer();
+        Ball *ball = stage.round->balls().first();
+        ViewGeometry::setCenter(ball, points[0]);
+        ball->setPos(points[1]);
+        stage.ticks(1);
+        QCOMPARE(ViewGeometry::center(ball), points[2]);
+        QCOMPARE(ball->pos(), points[3]);
+    }
+
+    void pauseStopsMotionAndSpawningOfEveryRound()
+    {
+        RoundStage stage;
+        stage.parkPlayer();
+        stage.ticks(150);
+        stage.round->kk();
+        QVERIFY(stage.round->balls().isEmpty());
+        stage.ticks(400);
+        QVERIFY(stage.round->balls().isEmpty());
+        // The pause is shared: a later round's first ball stands still too.
+        RoundStage later;
+        later.parkPlayer();
+        Ball *waiting = later.round->balls().first();
+        later.ticks(5);
+        QCOMPARE(ViewGeometry::center(waiting), QPointF(0, 480));
+        // Resuming adds one ball; the spawn counter went on from 150, not from 550.
+        later.random.push({100, 0, 0});  // the newest script is the one installed
+        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);
+        QCOMPARE(stage.round->balls().size(), 1);
+        QCOMPARE(ViewGeometry::center(stage.round->balls().first()), QPointF(110, 480));
+        stage.ticks(49);
+        QCOMPARE(stage.round->balls().size(), 1);
+        stage.ticks(1);
+        QCOMPARE(stage.round->balls().size(), 2);
+        later.ticks(1);
+        QCOMPARE(ViewGeometry::center(waiting), QPointF(14, 487));
+    }
+
+    void pickupsComeAtRandomAndTheStartResetsTheScore()
+    {
+        // Placer intervals in whole seconds: hide 40 mod 20 = 0, minus 37 mod 36 = 1, plus 119 mod 60 = 59.
+        RoundStage stage({40, 37, 119});
+        const QList<Timer *> timers = stage.timers();
+        QCOMPARE(timers.size(), 3);
+        QCOMPARE(QList<double>({timers[0]->timeInterval(), timers[1]->timeInterval(), timers[2]->timeInterval()}),
+                 QList<double>({0, 1, 59}));
+        QCOMPARE(timers[0]->intervalMs(), Timer::kMinimumIntervalMs);  // zero runs as fast as a timer can
+        // Each firing places the pick-up anew, top-left corner anywhere on the field.
+        stage.random.push({319, 479, 320 + 5, 480 + 7});
+        timers[0]->fire();
+        QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), QRectF(319, 479, 50, 50));
+        QVERIFY(!stage.label("invisibleBall")->isHidden());
+        timers[0]->fire();
+        QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), QRectF(5, 7, 50, 50));
+        stage.window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&stage.window));
+        QWindow *window = stage.window.windowHandle();
+        auto at = [&](int x, int y) { return stage.round->view()->mapTo(&stage.window, QPoint(x, y)); };
+        // Pressed on the hint panel and dragged over the field: the ball follows.
+        QTest::mousePress(window, Qt::LeftButton, {}, at(160, 330));
+        QCOMPARE(ViewGeometry::center(stage.player()), QPointF(160, 330));
+        stage.random.push({100, 200});
+        stage.round->showPlus();
+        QTest::mouseMove(window, at(125, 225));
+        QCOMPARE(ViewGeometry::center(stage.player()), QPointF(125, 225));
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("10"));
+        QVERIFY(stage.label("plusScore")->isHidden());
+        QCOMPARE(ViewGeometry::frame(stage.label("plusScore")), QRectF(0, 0, 0, 0));
+        // Three minus pick-ups take the score below zero.
+        for (int i = 1; i <= 3; ++i) {
+            stage.random.push({100, 200});
+            stage.round->showMinus();
+            QTest::mouseMove(window, at(125 + i, 225));
+            QVERIFY(stage.label("subScore")->isHidden());
+            QCOMPARE(ViewGeometry::frame(stage.label("subScore")), QRectF(0, 0, 0, 0));
+        }
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("-5"));
+        // The round starts from zero whatever was taken before: one second later the score is 1.
+        stage.round->startCount();
+        QVERIFY(stage.round->view()->findChild<QWidget *>("starting")->isHidden());
+        stage.round->randomMainVoid();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("1"));
+    }
+
+    void takenPickupsHidesAndTheHiddenPlayersGameOver()
+    {
+        RoundStage stage;
+        stage.random.push({200, 200});
+        stage.round->showPlus();
+        stage.movePlayer(QPointF(182, 225));  // touching edges count: the player's right edge is exactly x 200
+        stage.round->checkcollision();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("10"));
+        // The taken pick-up is a hidden point at (0, 0): a player covering the
+        // corner takes it again on every check.
+        stage.movePlayer(QPointF(10, 10));
+        stage.round->checkcollision();
+        stage.round->checkcollision();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("30"));
+        stage.movePlayer(QPointF(19, 19));
+        stage.round->checkcollision();
+        QCOMPARE(stage.label("lab")->text(), QStringLiteral("30"));
+        stage.movePlayer(QPointF(125, 225));
+        for (int take = 0; take < 2; ++take) {
+            stage.random.push({100, 200});
+            stage.round->showBall();
+            stage.round->checkcollision();
+            QVERIFY(stage.player()->isHidden());
+            QCOMPARE(ViewGeometry::frame(stage.label("invisibleBall")), QRectF(0, 0, 0, 0));
+        }
+        QList<Timer *> reveals = stage.timers();
+        reveals.removeIf([](Timer *timer) { return timer->repeats(); });
+        QCOMPARE(reveals.size(), 2);
+        QCOMPARE(reveals[0]->timeInterval(), 20.0);
+        reveals[0]->fire();  // the first reveal shows the player although the second hide is younger
+        QVERIFY(!stage.player()->isHidden());
+        reveals[1]->fire();
+        QVERIFY(!stage.player()->isHidden());
+        stage.random.push({100, 200, 100, 200, 100, 200});
+        stage.round->showBall();
+        stage.round->checkcollision();
+        QVERIFY(stage.player()->isHidden());
+        stage.round->showPlus();  // a plus ends a hide at once
+        stage.round->checkcollision();
+        QVERIFY(!stage.player()->isHidden());
+        // A hidden player still collides; two balls on it in one tick, and again
+        // in the next, present one game over while the round goes on underneath.
+        stage.round->showBall();
+        stage.round->checkcollision();
+        QVERIFY(stage.player()->isHidden());
+        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);  // adds a second ball
+        const qsizetype timers = stage.timers().size();
+        for (int tick = 0; tick < 2; ++tick) {
+            for (Ball *ball : stage.round->balls())
+                ViewGeometry::setCenter(ball, ViewGeometry::center(stage.player()));
+            stage.ticks(1);
+        }
+        auto *over = qobject_cast<Over *>(stage.round->modalViewController());
+        QVERIFY(over);
+        QCOMPARE(over->modalTransitionStyle(), int(ViewController::CrossDissolve));
+        QCOMPARE(stage.round->findChildren<Over *>().size(), 1);
+        QCOMPARE(over->view()->findChild<QLabel *>("lab")->text(), QStringLiteral("40"));
+        QCOMPARE(stage.timers().size(), timers);
+    }
+};
+
+VELMORA_TEST_MAIN(TestGame)
+#include "tst_game.moc"
