@@ -280,7 +280,8 @@ private slots:
         QVERIFY(over);
         QCOMPARE(over->modalTransitionStyle(), int(ViewController::CrossDissolve));
         QCOMPARE(stage.round->findChildren<Over *>().size(), 1);
-        QCOMPARE(over->view()->findChild<QLabel *>("lab")->text(), QStringLiteral("40"));
+        for (const char *label : {"lab", "TopScore"})
+            QCOMPARE(over->view()->findChild<QLabel *>(label)->text(), QStringLiteral("40"));
         QCOMPARE(stage.timers().size(), timers);
     }
 };
