@@ -243,7 +243,7 @@ int main(int argc, char **argv)
     char *arguments[] = {argv[0], scale, two, screenshot, dir, nullptr};
     testArguments = QStringList(argv, argv + argc);  // the test's own options, not the program's
     const int status = App::main(5, arguments, [] { return std::make_unique<Delegate>(); }) - 3;
-    if (status < 0 || launchLog.last() != App::WillTerminateNotification)
+    if (status < 0 || launchLog.isEmpty() || launchLog.last() != App::WillTerminateNotification)
         qFatal("FAIL: exit status not passed through, or no will-terminate notification");
     return status;
 }
