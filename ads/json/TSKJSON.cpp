@@ -257,10 +257,35 @@ bool TSKJSON::scanRestOfFalse(QVariant &value)
     return scanLiteral("alse", QVariant(false), value, "Expected 'false'");
 }
 
-bool TSKJSON::scanRestOfDictionary(QVariant &value)
+// Depth is only counted when there is a limit to check it against.
+bool TSKJSON::enterNesting()
 {
     if (maxDepth_ != 0 && ++depth_ > maxDepth_)
         return fail(7, QStringLiteral("Nested too deep"));
+    return true;
+}
+
+void TSKJSON::leaveNesting()
+{
+    if (maxDepth_ != 0)
+        --depth_;
+}
+
+// Reads an optional comma between members; false when it stands right before `closer`.
+bool TSKJSON::scanSeparator(char closer)
+{
+    skipWhitespace();
+    if (current() != ',')
+        return true;
+    step();
+    skipWhitespace();
+    return current() != closer;
+}
+
+bool TSKJSON::scanRestOfDictionary(QVariant &value)
+{
+    if (!enterNesting())
+        return false;
     QVariantMap dictionary;
     for (;;) {
         if (current() == '\0')
@@ -268,8 +293,7 @@ bool TSKJSON::scanRestOfDictionary(QVariant &value)
         skipWhitespace();
         if (current() == '}') {
             step();
-            if (maxDepth_ != 0)
-                --depth_;
+            leaveNesting();
             value = std::move(dictionary);
             return true;
         }
@@ -290,20 +314,15 @@ bool TSKJSON::scanRestOfDictionary(QVariant &value)
         dictionary.insert(key, std::move(member));
 
         // A missing comma is let through: the loop just reads the next key.
-        skipWhitespace();
-        if (current() == ',') {
-            step();
-            skipWhitespace();
-            if (current() == '}')
-                return fail(9, QStringLiteral("Trailing comma disallowed in object"));
-        }
+        if (!scanSeparator('}'))
+            return fail(9, QStringLiteral("Trailing comma disallowed in object"));
     }
 }
 
 bool TSKJSON::scanRestOfArray(QVariant &value)
 {
-    if (maxDepth_ != 0 && ++depth_ > maxDepth_)
-        return fail(7, QStringLiteral("Nested too deep"));
+    if (!enterNesting())
+        return false;
     QVariantList array;
     array.reserve(8);
     for (;;) {
@@ -312,8 +331,7 @@ bool TSKJSON::scanRestOfArray(QVariant &value)
         skipWhitespace();
         if (current() == ']') {
             step();
-            if (maxDepth_ != 0)
-                --depth_;
+            leaveNesting();
             value = std::move(array);
             return true;
         }
@@ -322,13 +340,8 @@ bool TSKJSON::scanRestOfArray(QVariant &value)
             return failWithUnderlier(3, QStringLiteral("Expected value while parsing array"));
         array.append(std::move(element));
 
-        skipWhitespace();
-        if (current() == ',') {
-            step();
-            skipWhitespace();
-            if (current() == ']')
-                return fail(9, QStringLiteral("Trailing comma disallowed in array"));
-        }
+        if (!scanSeparator(']'))
+            return fail(9, QStringLiteral("Trailing comma disallowed in array"));
     }
 }
 

@@ -53,6 +53,9 @@ private:
     bool scanNumber(QVariant &value);
     bool scanRestOfDictionary(QVariant &value);
     bool scanRestOfArray(QVariant &value);
+    bool enterNesting();
+    void leaveNesting();
+    bool scanSeparator(char closer);
     bool scanUnicodeChar(char16_t &unit);
     bool scanHexQuad(char16_t &unit);
     bool scanIsAtEnd();
