@@ -1,5 +1,6 @@
 #include "PageScript.h"
 #include "TestMain.h"
+#include "WebProfile.h"
 #include "WebView.h"
 
 #include <QSignalSpy>
@@ -28,5 +29,5 @@ private slots:
     }
 };
 
-VELMORA_TEST_MAIN_WITH(TestWebView, WebView::registerSchemes)
+VELMORA_TEST_MAIN_WITH(TestWebView, [] { WebProfile::registerSchemes({"tsmsg", "mailto", "velmora-arcade"}); })
 #include "tst_webview.moc"
