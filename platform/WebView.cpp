@@ -12,8 +12,6 @@
 namespace {
 
 const QString kErrorDomain = QStringLiteral("WebKitErrorDomain");
-// The load was stopped before it ended (by stopLoading() or by a newer load).
-constexpr qint64 kCancelledCode = -999;
 constexpr qint64 kTooLargeCode = -1103;
 
 }  // namespace
@@ -106,18 +104,14 @@ QString WebView::userAgent() const
 
 bool WebView::shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType type, bool isMainFrame)
 {
-    QUrl asked = url;
-    if (isMainFrame && url.scheme() == QLatin1String("data") && htmlBaseURL_.isValid()) {
-        asked = htmlBaseURL_;
-        type = WebViewDelegate::Other;
-    } else if (isMainFrame) {
-        htmlBaseURL_.clear();
-    }
-    if (!delegate_)
-        return true;
-    QNetworkRequest request(asked);
+    const bool htmlString = isMainFrame && url.scheme() == QLatin1String("data") && htmlBaseURL_.isValid();
+    QNetworkRequest request(htmlString ? htmlBaseURL_ : url);
     request.setRawHeader("User-Agent", userAgent().toUtf8());
-    return delegate_->webViewShouldStartLoad(this, request, type);
+    const bool allowed = !delegate_
+        || delegate_->webViewShouldStartLoad(this, request, htmlString ? WebViewDelegate::Other : type);
+    if (allowed && isMainFrame && !htmlString)
+        htmlBaseURL_.clear();
+    return allowed;
 }
 
 void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
@@ -134,7 +128,8 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
             delegate_->webViewDidFinishLoad(this);
         break;
     case QWebEngineLoadingInfo::LoadStoppedStatus:
-        failLoad(Error::withMessage(kErrorDomain, kCancelledCode, QStringLiteral("The load was stopped.")));
+        // Stopped, or replaced by a newer load: not a failure of the page.
+        loading_ = false;
         break;
     case QWebEngineLoadingInfo::LoadFailedStatus: {
         Error error = Error::withMessage(kErrorDomain, info.errorCode(), info.errorString());

@@ -8,7 +8,9 @@ class WebView;
 
 // What a web view asks and tells the code that drives it. Every navigation
 // the page starts (any frame, any scheme the web view knows) is offered to
-// webViewShouldStartLoad first; a navigation it refuses never happens.
+// webViewShouldStartLoad first; a navigation it refuses never happens. A load
+// ends in did-finish or did-fail, unless it is stopped or replaced by a newer
+// one, which ends it without a word.
 class WebViewDelegate
 {
 public:

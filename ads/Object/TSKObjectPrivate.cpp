@@ -319,6 +319,17 @@ void TSKObjectPrivate::showAd()
     }
     changeState(Rendering);
     webView_->loadHTMLString(content, baseURL);
+    const int render = ++renders_;
+    performAfterDelay(this, [this, render] { renderDeadlinePassed(render); }, kRenderDeadlineSeconds);
+}
+
+void TSKObjectPrivate::renderDeadlinePassed(int render)
+{
+    if (render != renders_ || state_ != Rendering)
+        return;
+    changeState(Failed);
+    webView_->stopLoading();
+    failWithCode(TSKRequestError::NetworkError);
 }
 
 void TSKObjectPrivate::failWithCode(qint64 code)

@@ -45,6 +45,9 @@ public:
 
     // Most impression trackers taken from one ad; the rest are dropped.
     static constexpr qsizetype kMaximumTrackingURLs = 16;
+    // An ad page that has not finished rendering by then (its script spins,
+    // say) fails the load; the banner's reloads go on.
+    static constexpr double kRenderDeadlineSeconds = 10.0;
 
     // The ad web view becomes a child of `adView`, filling it.
     explicit TSKObjectPrivate(QWidget *adView);
@@ -103,6 +106,7 @@ private:
     void unableToServe(const Notification &notification);
     void setAdHTML(std::unique_ptr<TSKCachedFile> file);
     void showAd();
+    void renderDeadlinePassed(int render);
     void failWithCode(qint64 code);
     void failedToDownloadJavaScriptWithError();
     void failedAdRequestWithErrorFile(TSKCachedFile *file);
@@ -136,4 +140,5 @@ private:
     double reloadSeconds_ = 0;
     bool hasAutoRefreshed_ = false;
     int supportedOrientations_ = 1;
+    int renders_ = 0;
 };
