@@ -13,6 +13,7 @@
 #include "View/TSKBannerView.h"
 #include "ViewController.h"
 #include "ViewController/TSKFullScreen.h"
+#include "View/TSKWebViewDelegate.h"
 #include "WebView.h"
 
 #include <QDir>
@@ -309,6 +310,83 @@ private slots:
             QCOMPARE(log.text().count(logLine.toUtf8()), 1);
         // The statistics store is still readable after the fault.
         QVERIFY(!TSKStatisticsCore(QStringLiteral("TSKObjectPrivate")).dateForKey("expireDate").isNull());
+    }
+
+    // What a page's navigation does, by URL: allowed or not, the web action
+    // posted ("-" none), and what reaches the server, the desktop or the log.
+    void bridgeMessages()
+    {
+        AdServerProcess server;
+        const QString base = QStringLiteral("http://") + server.host();
+        const QString click = QUrl::toPercentEncoding(base + "/track/click?unit=u&creative=c&rid=1");
+        const QString tap = QUrl::toPercentEncoding(base + "/track/tap?unit=u&creative=c&rid=1");
+        struct Row
+        {
+            QString url;
+            WebViewDelegate::NavigationType type;
+            bool allowed;
+            QString action;
+            QString effect;  // "server:PATH", "desktop:URL", "log:TEXT", "posted:NAME" or ""
+        };
+        const QString huge = "tsmsg:///log?string=" + QString(TSKWebViewDelegate::kMaximumMessageBytes, 'x');
+        const Row rows[] = {
+            {"tsmsg:///click?u=" + click, WebViewDelegate::Other, false, "click", "server:/track/click"},
+            {"tsmsg:///httpTrack?u=" + tap, WebViewDelegate::Other, false, "httpTrack", "server:/track/tap"},
+            {"tsmsg://any-host/log?string=hello%20there", WebViewDelegate::Other, false, "log", "log:hello there"},
+            {"tsmsg:///log", WebViewDelegate::Other, false, "log", "log:(null)"},
+            {"tsmsg:///close", WebViewDelegate::Other, false, "close", ""},
+            {"tsmsg:///vibrate", WebViewDelegate::Other, false, "vibrate", ""},
+            {"tsmsg:///touch?tx=3&ty=4", WebViewDelegate::Other, false, "touch", ""},
+            {"tsmsg:///open?a=app&u=velmora-arcade%3A%2F%2Fplay", WebViewDelegate::Other, false, "open",
+             "desktop:velmora-arcade://play"},
+            {"tsmsg:///open?a=browser", WebViewDelegate::Other, false, "open", ""},
+            {"tsmsg:///settings?supportedOrientations=any", WebViewDelegate::Other, false, "settings", "posted:settings"},
+            {"tiskos://log?string=old%20form", WebViewDelegate::Other, false, "log", "log:old form"},
+            {"tiskos://elsewhere?x=1", WebViewDelegate::Other, false, "-", ""},
+            {huge, WebViewDelegate::Other, false, "-", "log:<Tiskos> Dropped a page message"},
+            {"file:///etc/passwd", WebViewDelegate::LinkClicked, false, "-", ""},
+            {"about:blank", WebViewDelegate::Other, true, "-", ""},
+            {base + "/", WebViewDelegate::Other, true, "-", ""},
+            {base + "/landing/index.html", WebViewDelegate::LinkClicked, true, "", ""},
+            {"mailto:club@velmora.example?subject=Hi", WebViewDelegate::LinkClicked, false, "", ""},
+            {"velmora-arcade://scores", WebViewDelegate::LinkClicked, false, "", "desktop:velmora-arcade://scores"},
+        };
+        WebView webView;
+        TSKWebViewDelegate delegate;
+        QList<QUrl> opened;
+        Application::shared()->setUrlOpener([&](const QUrl &url) { opened << url; return true; });
+        QStringList actions;
+        QStringList posted;
+        QObject observer;
+        NotificationCenter *center = NotificationCenter::defaultCenter();
+        center->addObserver(&observer, QString(), &webView, [&](const Notification &n) {
+            if (n.name() == TSKWebViewDelegate::DidReceiveWebAction)
+                actions << n.userInfo().value("a", QString()).toString();
+            else
+                posted << n.name();
+        });
+        for (const Row &row : rows) {
+            actions.clear();
+            posted.clear();
+            opened.clear();
+            testsupport::StderrCapture log;
+            const int served = int(server.requests().size());
+            QNetworkRequest request{QUrl(row.url)};
+            QCOMPARE(delegate.webViewShouldStartLoad(&webView, request, row.type), row.allowed);
+            QCOMPARE(actions, row.action == "-" ? QStringList() : QStringList{row.action});
+            const QString kind = row.effect.section(':', 0, 0);
+            const QString what = row.effect.section(':', 1);
+            if (kind == "server")
+                QVERIFY2(waitUntil([&] { return !server.requestsTo(what).isEmpty(); }, 10000), qPrintable(row.url));
+            spin(kind == "desktop" ? 100 : 20);
+            QCOMPARE(opened, kind == "desktop" ? QList<QUrl>{QUrl(what)} : QList<QUrl>());
+            QCOMPARE(posted, kind == "posted" ? QStringList{what} : QStringList());
+            if (kind == "log")
+                QVERIFY2(log.text().contains(what.toUtf8()), qPrintable(row.url));
+            if (kind != "server")
+                QCOMPARE(server.requests().size(), served);
+        }
+        Application::shared()->setUrlOpener({});
     }
 
     void hostileCreativesStayContained_data()
