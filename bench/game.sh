@@ -63,7 +63,8 @@ fi
 requests() { if [ -n "$server_log" ]; then wc -l <"$server_log"; else echo 0; fi; }
 
 echo "== autoplay, rounds of at most ${round_limit} s; CPU over the ${window} s after the round"
-"$build_dir/app/velmora" --autoplay 101 --round-limit "$round_limit" >"$work/out" 2>/dev/null &
+# Rounds enough to outlast the last measuring window.
+"$build_dir/app/velmora" --autoplay $((101 + window)) --round-limit "$round_limit" >"$work/out" 2>/dev/null &
 game=$!
 pids+=($game)
 hz=$(getconf CLK_TCK)
