@@ -178,6 +178,7 @@ void measureTicks()
 
 int main(int argc, char **argv)
 {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     TSKBannerView::registerSchemes();
     QApplication app(argc, argv);
     const QStringList arguments = app.arguments();
@@ -191,6 +192,8 @@ int main(int argc, char **argv)
     measureTimes(rounds);
     measureTicks();
     measureMemory();
+    // Web views let go of inside their own callbacks are deleted later: now.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;
 }
 

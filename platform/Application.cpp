@@ -82,12 +82,16 @@ int Application::main(int argc, char **argv, const DelegateFactory &makeDelegate
     if (fitScale)
         restartFittingTheDesktop(originalArgv.data(), scale.value_or(0));
 
-    const std::unique_ptr<ApplicationDelegate> delegate = makeDelegate();
+    std::unique_ptr<ApplicationDelegate> delegate = makeDelegate();
     Application *application = shared();
     application->setDelegate(delegate.get());
     application->finishLaunching();
     const int status = qtApplication.exec();
     application->setDelegate(nullptr);
+    delegate.reset();
+    // Web views let go of inside their own callbacks wait for a later turn of
+    // the event loop; there is none, and they must go before their profile.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return status;
 }
 

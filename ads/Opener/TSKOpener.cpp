@@ -1,14 +1,16 @@
 #include "Opener/TSKOpener.h"
 
 #include "Application.h"
+#include "Browser/TSKBrowserController.h"
 #include "DelayedPerform.h"
 #include "Delegate/TSKDelegateManager.h"
 #include "Network/TSKClickTracker.h"
 #include "Notification/TSKNotification.h"
 #include "Statistics/TSKStatistics.h"
+#include "Utility/TSKNetworkUtilities.h"
 #include "ViewController/TSKFullScreen.h"
+#include "WebApp/TSKWebAppViewController.h"
 
-#include <cstdio>
 
 int TSKOpener::deferredOpens_ = 0;
 
@@ -59,24 +61,74 @@ int TSKOpener::orientationFromCode(const QString &code)
     return TSKFullScreen::Any;
 }
 
-void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int)
+// The screen presents itself and keeps itself alive until it is dismissed.
+void TSKOpener::present(TSKViewController *screen)
 {
-    logUnavailable(QStringLiteral("in-app browser"), url.toString());
+    screen->setDelegateManager(delegateManager_);
+    screen->presentFromViewController(viewController_);
+    if (!screen->parentViewController())
+        screen->deleteLater();
 }
 
-void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int)
+void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int orientations)
 {
-    logUnavailable(QStringLiteral("web app screen"), url.toString());
+    auto *browser = new TSKBrowserController;
+    browser->setSupportedOrientations(orientations);
+    browser->loadReferringURL(url, referringURL_);
+    present(browser);
 }
 
-void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int)
+void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int orientations)
 {
-    logUnavailable(QStringLiteral("web app screen"), QStringLiteral("%1 characters of HTML").arg(html.size()));
+    auto *webApp = new TSKWebAppViewController;
+    webApp->setSupportedOrientations(orientations);
+    webApp->load(url);
+    present(webApp);
+}
+
+void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int orientations)
+{
+    auto *webApp = new TSKWebAppViewController;
+    webApp->setSupportedOrientations(orientations);
+    webApp->loadHTMLBaseURL(html, QUrl());
+    present(webApp);
 }
 
 void TSKOpener::openEmailComposer(const QUrl &url)
 {
-    logUnavailable(QStringLiteral("mail composer"), url.toString());
+    const QString rest = url.toString(QUrl::FullyEncoded).mid(int(qstrlen("mailto:")));
+    const qsizetype question = rest.indexOf(QLatin1Char('?'));
+    const QString recipient = QUrl::fromPercentEncoding(rest.left(question).toUtf8());
+    const QVariantMap fields =
+        question < 0 ? QVariantMap() : TSKNetworkUtilities::dictionaryFromQueryString(rest.mid(question + 1));
+
+    auto *composer = new MailComposeViewController;
+    composer->setMailComposeDelegate(this);
+    composer->setToRecipients({recipient});
+    if (fields.contains(QStringLiteral("cc")))
+        composer->setCcRecipients(fields.value(QStringLiteral("cc")).toString().split(QLatin1Char(',')));
+    if (fields.contains(QStringLiteral("bcc")))
+        composer->setBccRecipients(fields.value(QStringLiteral("bcc")).toString().split(QLatin1Char(',')));
+    if (fields.contains(QStringLiteral("subject")))
+        composer->setSubject(fields.value(QStringLiteral("subject")).toString());
+    if (fields.contains(QStringLiteral("body")))
+        composer->setMessageBody(fields.value(QStringLiteral("body")).toString(), false);
+    composer->setModalTransitionStyle(ViewController::CoverVertical);
+    if (!viewController_) {
+        delete composer;
+        return;
+    }
+    viewController_->presentModalViewController(composer, true);
+    if (!composer->parentViewController())
+        delete composer;
+}
+
+void TSKOpener::mailComposeControllerDidFinishWithResult(MailComposeViewController *controller, Result,
+                                                         const std::optional<Error> &)
+{
+    controller->dismissModalViewControllerAnimated(true);
+    if (viewController_ && viewController_->isViewLoaded())
+        viewController_->view()->setFocus();
 }
 
 void TSKOpener::openApp(const QUrl &url)
@@ -94,8 +146,3 @@ void TSKOpener::openApp(const QUrl &url)
     performAfterDelay(Application::shared(), [url] { Application::shared()->openURL(url); }, 0);
 }
 
-void TSKOpener::logUnavailable(const QString &what, const QString &target) const
-{
-    std::fprintf(stderr, "<Tiskos> No %s in this build; not opening %s\n", qUtf8Printable(what),
-                 qUtf8Printable(target));
-}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MailComposeViewController.h"
 #include "ViewController.h"
 
 #include <QObject>
@@ -10,10 +11,11 @@
 
 class TSKDelegateManager;
 class TSKNotification;
+class TSKViewController;
 
 // Carries out what a tap on an ad asks for: a page in the in-app browser, a
 // full-screen web app, a mail, or another program (which leaves this one).
-class TSKOpener : public QObject
+class TSKOpener : public QObject, public MailComposeDelegate
 {
     Q_OBJECT
 public:
@@ -36,14 +38,18 @@ public:
     // Leaves for another program, after outstanding click tracking has had
     // up to three 0.3 s waits to finish.
     void openApp(const QUrl &url);
+    // Fills the mail composer from a mailto: URL's recipient, cc, bcc,
+    // subject and body.
     void openEmailComposer(const QUrl &url);
+    void mailComposeControllerDidFinishWithResult(MailComposeViewController *controller, Result result,
+                                                  const std::optional<Error> &error) override;
 
     // Opens of other programs put off so far; shared by every opener.
     static int deferredOpenCount();
 
 private:
     static int orientationFromCode(const QString &code);
-    void logUnavailable(const QString &what, const QString &target) const;
+    void present(TSKViewController *screen);
 
     std::shared_ptr<TSKDelegateManager> delegateManager_;
     QPointer<ViewController> viewController_;

@@ -21,7 +21,9 @@ void prepareEnvironment();
         QApplication app(argc, argv);                                                              \
         TestObject tc;                                                                             \
         QTEST_SET_MAIN_SOURCE_PATH                                                                 \
-        return QTest::qExec(&tc, argc, argv);                                                      \
+        const int status = QTest::qExec(&tc, argc, argv);                                          \
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);                       \
+        return status;                                                                             \
     }
 
 #define VELMORA_TEST_MAIN(TestObject) VELMORA_TEST_MAIN_WITH(TestObject, [] {})

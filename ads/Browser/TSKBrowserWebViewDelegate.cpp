@@ -1,0 +1,58 @@
+#include "Browser/TSKBrowserWebViewDelegate.h"
+
+#include "Browser/TSKBrowserController.h"
+#include "Statistics/TSKStatistics.h"
+#include "Timing/TSKTiming.h"
+
+namespace {
+
+const QString kLandingPageLoad = QStringLiteral("plpl");
+const QString kLandingPageDuration = QStringLiteral("plpd");
+
+bool isRunning(const QString &timing)
+{
+    const TSKTiming *found = TSKStatistics::sharedStatistics()->timingNamed(timing);
+    return found && found->isActive();
+}
+
+}  // namespace
+
+TSKBrowserWebViewDelegate::TSKBrowserWebViewDelegate(TSKBrowserController *browserController)
+    : browserController_(browserController)
+{
+}
+
+bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request,
+                                                       NavigationType type)
+{
+    if (type == LinkClicked || type == FormSubmitted) {
+        const QString scheme = request.url().scheme().toLower();
+        if (scheme == QLatin1String("http"))
+            TSKStatistics::sharedStatistics()->incrementPageNavigationCount();
+        else if (scheme == QLatin1String("https"))
+            TSKStatistics::sharedStatistics()->incrementSSLPageNavigationCount();
+    }
+    return TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type);
+}
+
+void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebView *)
+{
+    if (!isRunning(kLandingPageLoad))
+        TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageLoad);
+    browserController_->refreshToolbar();
+}
+
+void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+{
+    if (!isRunning(kLandingPageDuration)) {
+        TSKStatistics::sharedStatistics()->endTimingNamed(kLandingPageLoad);
+        TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageDuration);
+    }
+    TSKWebViewDelegate::webViewDidFinishLoad(webView);
+    browserController_->refreshToolbar();
+}
+
+void TSKBrowserWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Error &)
+{
+    browserController_->refreshToolbar();
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "View/TSKWebViewDelegate.h"
+
+class TSKBrowserController;
+
+// The in-app browser's page: the bridge as for any ad page, plus the landing
+// page's timings and navigation counts, and the toolbar kept in step.
+class TSKBrowserWebViewDelegate : public TSKWebViewDelegate
+{
+    Q_OBJECT
+public:
+    explicit TSKBrowserWebViewDelegate(TSKBrowserController *browserController);
+
+    bool webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidStartLoad(WebView *webView) override;
+    void webViewDidFinishLoad(WebView *webView) override;
+    void webViewDidFailLoadWithError(WebView *webView, const Error &error) override;
+
+private:
+    TSKBrowserController *browserController_;
+};

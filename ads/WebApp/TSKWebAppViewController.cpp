@@ -1,0 +1,126 @@
+#include "WebApp/TSKWebAppViewController.h"
+
+#include "ActivityIndicator.h"
+#include "Notification/TSKNotificationCenter.h"
+#include "Utility/TSKIntrinsicImages.h"
+#include "WebApp/TSKWebAppViewControllerPrivate.h"
+#include "WebApp/TSKWebAppWebViewDelegate.h"
+#include "WebView.h"
+
+#include <QPushButton>
+
+TSKWebAppViewController::TSKWebAppViewController(QObject *parent)
+    : TSKViewController(std::make_unique<TSKWebAppViewControllerPrivate>(), parent)
+{
+    vars()->loadingSpinner = new ActivityIndicator(ActivityIndicator::White, view());
+}
+
+TSKWebAppViewControllerPrivate *TSKWebAppViewController::vars() const
+{
+    return static_cast<TSKWebAppViewControllerPrivate *>(privateData());
+}
+
+WebView *TSKWebAppViewController::webView() const
+{
+    return vars()->webView;
+}
+
+void TSKWebAppViewController::load(const QUrl &url)
+{
+    if (url.isEmpty())
+        return;
+    if (vars()->webView)
+        vars()->webView->loadRequest(QNetworkRequest(url));
+    else
+        vars()->urlToLoad = url;
+}
+
+void TSKWebAppViewController::loadHTMLBaseURL(const QString &html, const QUrl &baseURL)
+{
+    if (html.isNull())
+        return;
+    if (vars()->webView) {
+        vars()->webView->loadHTMLString(html, baseURL);
+        return;
+    }
+    vars()->htmlToLoad = html;
+    vars()->htmlBaseURLToLoad = baseURL;
+}
+
+void TSKWebAppViewController::viewWillAppear(bool animated)
+{
+    TSKViewController::viewWillAppear(animated);
+    if (vars()->webView)
+        return;
+    buildWebView();
+    startPendingLoad();
+    buildCloseButton();
+    showLoadingSpinner();
+}
+
+void TSKWebAppViewController::buildWebView()
+{
+    auto *webView = new WebView(view());
+    webView->setGeometry(view()->rect());
+    webView->page()->setBackgroundColor(Qt::transparent);
+    webView->show();
+    vars()->webView = webView;
+    vars()->webViewDelegate = std::make_unique<TSKWebAppWebViewDelegate>(vars());
+    vars()->webViewDelegate->setViewController(this);
+    webView->setDelegate(vars()->webViewDelegate.get());
+}
+
+void TSKWebAppViewController::startPendingLoad()
+{
+    TSKWebAppViewControllerPrivate *v = vars();
+    if (v->urlToLoad.isValid()) {
+        load(std::exchange(v->urlToLoad, QUrl()));
+    } else if (!v->htmlToLoad.isNull()) {
+        const QString html = std::exchange(v->htmlToLoad, QString());
+        loadHTMLBaseURL(html, std::exchange(v->htmlBaseURLToLoad, QUrl()));
+    }
+}
+
+void TSKWebAppViewController::buildCloseButton()
+{
+    const QPixmap &image = TSKIntrinsicImages::closeButton();
+    auto *button = new QPushButton(view());
+    button->setObjectName(QStringLiteral("closeButton"));
+    button->setAccessibleName(QStringLiteral("Close"));
+    button->setIcon(image);
+    const QSize size = image.deviceIndependentSize().toSize();
+    button->setIconSize(size);
+    button->setGeometry(QRect(QPoint(kCloseButtonInset, kCloseButtonInset), size));
+    button->setFlat(true);
+    button->setStyleSheet(QStringLiteral("QPushButton { border: none; background: transparent; padding: 0; }"));
+    button->setCursor(Qt::PointingHandCursor);
+    connect(button, &QPushButton::clicked, this, &TSKWebAppViewController::relinquishScreen);
+    button->show();
+    button->raise();
+    vars()->closeButton = button;
+}
+
+void TSKWebAppViewController::showLoadingSpinner()
+{
+    ActivityIndicator *spinner = vars()->loadingSpinner;
+    if (!spinner)
+        return;
+    spinner->move((view()->width() - spinner->width()) / 2, (view()->height() - spinner->height()) / 2);
+    spinner->startAnimating();
+    spinner->raise();
+}
+
+// Every appearance, the first and each return from a screen opened over it.
+void TSKWebAppViewController::viewDidAppear(bool animated)
+{
+    TSKViewController::viewDidAppear(animated);
+    if (vars()->webViewDelegate)
+        vars()->webViewDelegate->setPendingOnShow(true);
+}
+
+void TSKWebAppViewController::viewDidDisappear(bool animated)
+{
+    TSKViewController::viewDidDisappear(animated);
+    TSKNotificationCenter::defaultCenter()->postJSNotificationUserInfoWebView(QStringLiteral("onhide"), std::nullopt,
+                                                                           vars()->webView);
+}

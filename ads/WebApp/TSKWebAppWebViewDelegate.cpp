@@ -1,0 +1,61 @@
+#include "WebApp/TSKWebAppWebViewDelegate.h"
+
+#include "ActivityIndicator.h"
+#include "Notification/TSKNotificationCenter.h"
+#include "Request/TSKRequest.h"
+#include "Statistics/TSKStatistics.h"
+#include "Timing/TSKTiming.h"
+#include "WebApp/TSKWebAppViewControllerPrivate.h"
+#include "WebView.h"
+
+namespace {
+
+bool isRunning(const QString &timing)
+{
+    const TSKTiming *found = TSKStatistics::sharedStatistics()->timingNamed(timing);
+    return found && found->isActive();
+}
+
+}  // namespace
+
+TSKWebAppWebViewDelegate::TSKWebAppWebViewDelegate(TSKWebAppViewControllerPrivate *webAppPrivate)
+    : webAppPrivate_(webAppPrivate)
+{
+}
+
+void TSKWebAppWebViewDelegate::setPendingOnShow(bool pending)
+{
+    pendingOnShow_ = pending;
+    if (webAppPrivate_->webView && !webAppPrivate_->webView->isLoading() && webAppPrivate_->loaded)
+        postOnShowEvent();
+}
+
+void TSKWebAppWebViewDelegate::postOnShowEvent()
+{
+    if (!std::exchange(pendingOnShow_, false))
+        return;
+    TSKNotificationCenter::defaultCenter()->postJSNotificationUserInfoWebView(
+        QStringLiteral("onshow"), QVariantMap{{QStringLiteral("version"), TSKRequest::sdkVersion()}},
+        webAppPrivate_->webView);
+}
+
+void TSKWebAppWebViewDelegate::webViewDidStartLoad(WebView *)
+{
+    if (!isRunning(QStringLiteral("plpl")))
+        TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpl"));
+}
+
+void TSKWebAppWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+{
+    if (!isRunning(QStringLiteral("plpd"))) {
+        TSKStatistics::sharedStatistics()->endTimingNamed(QStringLiteral("plpl"));
+        TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpd"));
+    }
+    TSKWebViewDelegate::webViewDidFinishLoad(webView);
+    if (!std::exchange(webAppPrivate_->loaded, true) && webAppPrivate_->loadingSpinner) {
+        webAppPrivate_->loadingSpinner->stopAnimating();
+        webAppPrivate_->loadingSpinner->deleteLater();
+        webAppPrivate_->loadingSpinner = nullptr;
+    }
+    postOnShowEvent();
+}
