@@ -91,7 +91,7 @@ void WebView::stopLoading()
 
 QUrl WebView::requestURL() const
 {
-    const QUrl current = page()->requestedUrl();
+    const QUrl current = page()->url();
     if (current.scheme() == QLatin1String("data") && htmlBaseURL_.isValid())
         return htmlBaseURL_;
     return current;

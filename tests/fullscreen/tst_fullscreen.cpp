@@ -1,0 +1,261 @@
+#include "AdServerProcess.h"
+#include "Application.h"
+#include "Browser/TSKBrowserController.h"
+#include "EventLoopWait.h"
+#include "MailComposeViewController.h"
+#include "Object/TSKObjectPrivate.h"
+#include "Opener/TSKOpener.h"
+#include "PageScript.h"
+#include "Request/TSKRequest.h"
+#include "TestMain.h"
+#include "Utility/TSKNetworkConfiguration.h"
+#include "Utility/TSKPrivateUtilities.h"
+#include "View/TSKBannerView.h"
+#include "ViewController.h"
+#include "WebApp/TSKWebAppViewController.h"
+#include "WebView.h"
+#include "Window.h"
+
+#include <QAction>
+#include <QDirIterator>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QToolBar>
+
+using testsupport::AdServerProcess;
+using testsupport::waitUntil;
+
+namespace {
+
+class Recorder : public QObject
+{
+    Q_OBJECT
+public:
+    QStringList events;
+    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *) { events << "receive"; }
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(TSKBannerView *, const Error &) { events << "fail"; }
+    Q_INVOKABLE void adViewWillPresentScreen(TSKBannerView *) { events << "willPresent"; }
+    Q_INVOKABLE void adViewWillDismissScreen(TSKBannerView *) { events << "willDismiss"; }
+    Q_INVOKABLE void adViewDidDismissScreen(TSKBannerView *) { events << "didDismiss"; }
+    Q_INVOKABLE void adViewWillLeaveApplication(TSKBannerView *) { events << "willLeave"; }
+};
+
+// The house site serving one creative only.
+QString siteServing(QTemporaryDir &dir, const QString &creative)
+{
+    const QString source = AdServerProcess::siteDirectory();
+    const QString site = dir.filePath("www");
+    QDirIterator files(source, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString file = files.next();
+        const QString copy = site + file.mid(source.size());
+        QDir().mkpath(QFileInfo(copy).absolutePath());
+        QFile::copy(file, copy);
+    }
+    QFile catalogue(site + "/creatives/catalogue.json");
+    catalogue.open(QIODevice::ReadOnly);
+    QJsonArray kept;
+    for (const QJsonValue entry : QJsonDocument::fromJson(catalogue.readAll()).array()) {
+        if (entry["id"].toString() == creative)
+            kept.append(entry);
+    }
+    catalogue.close();
+    catalogue.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    catalogue.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    catalogue.write(QJsonDocument(kept).toJson());
+    return site;
+}
+
+// A game screen in a window with a banner showing one house creative.
+struct Stage
+{
+    explicit Stage(const QString &creative) : server({"--www", siteServing(dir, creative)})
+    {
+        TSKNetworkConfiguration::setStaticContentHost(server.host());
+        TSKNetworkConfiguration::setAdServerHost(server.host());
+        Application::shared()->setStatusBarHidden(false);
+        window.addSubview(screen.view());
+        window.makeKeyAndVisible();
+        banner = new TSKBannerView(QRectF(0, 430, 320, 50), screen.view());
+        banner->setAdUnitID("a1f3c29b07d5e64");
+        banner->setRootViewController(&screen);
+        banner->setDelegate(&recorder);
+        banner->show();
+        banner->loadRequest(TSKRequest::request().get());
+    }
+
+    TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
+    bool shown() { return waitUntil([&] { return recorder.events.contains("receive"); }); }
+    void tap() { banner->webView()->evaluateJavaScript("document.getElementById('ad').click();"); }
+    template <class Screen>
+    Screen *presented(ViewController *over)
+    {
+        waitUntil([&] { return qobject_cast<Screen *>(over->modalViewController()) && !over->isTransitioning(); });
+        return qobject_cast<Screen *>(over->modalViewController());
+    }
+    bool loaded(WebView *view, const QString &path)
+    {
+        return waitUntil([&] { return view->requestURL().path() == path && !view->isLoading(); });
+    }
+    QString lastAdQuery(const QString &key)
+    {
+        const QList<QJsonObject> ads = server.requestsTo("/ad");
+        return ads.isEmpty() ? QString() : ads.last()["query"].toObject()[key].toString();
+    }
+
+    QTemporaryDir dir;
+    AdServerProcess server;
+    Window window;
+    ViewController screen;
+    TSKBannerView *banner = nullptr;
+    Recorder recorder;
+};
+
+QString inPage(WebView *view, const QString &script)
+{
+    return testsupport::evaluateInPage(view->page(), script).toString();
+}
+
+}  // namespace
+
+class TestFullScreen : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init() { Application::shared()->updateState(Application::Active); }
+
+    void landingPageInTheBrowserAndBack()
+    {
+        Stage stage("landing");
+        QVERIFY(stage.shown());
+        const QUrl adPage = stage.banner->webView()->requestURL();
+        stage.tap();
+        auto *browser = stage.presented<TSKBrowserController>(&stage.screen);
+        QVERIFY(browser);
+        QVERIFY(Application::shared()->isStatusBarHidden());
+        QVERIFY(!stage.loader()->reloadTimer());  // every banner waits while an ad covers the game
+        QVERIFY(stage.loaded(browser->webView(), "/landing/index.html"));
+        QCOMPARE(inPage(browser->webView(), "document.referrer"), adPage.toString());
+
+        const auto action = [&](const char *name) { return browser->toolbar()->findChild<QAction *>(name); };
+        QVERIFY(action("Reload")->isVisible() && action("Open in Browser")->isEnabled());
+        QVERIFY(!action("Back")->isEnabled());
+        browser->webView()->evaluateJavaScript("document.querySelector('a[href=\"scores.html\"]').click();");
+        QVERIFY(stage.loaded(browser->webView(), "/landing/scores.html"));
+        QVERIFY(action("Back")->isEnabled());
+
+        action("Done")->trigger();
+        QVERIFY(waitUntil([&] { return stage.recorder.events.contains("didDismiss"); }));
+        QCOMPARE(stage.recorder.events, QStringList({"receive", "willPresent", "willDismiss", "didDismiss"}));
+        QVERIFY(!Application::shared()->isStatusBarHidden());
+        QVERIFY(stage.loader()->reloadTimer());
+
+        // The next ad request tells the network about the click and the visit.
+        stage.loader()->reloadTimer()->fire();
+        QVERIFY(waitUntil([&] { return stage.server.requestsTo("/ad").size() == 2; }));
+        QCOMPARE(stage.lastAdQuery("pcc"), "1");
+        QCOMPARE(stage.lastAdQuery("plpnc"), "1");
+        QVERIFY(stage.lastAdQuery("plpl").toInt() > 0);
+        QVERIFY(stage.lastAdQuery("plpd").toInt() > 0);
+    }
+
+    void clubWebAppShowsHidesAndCloses()
+    {
+        Stage stage("club");
+        QVERIFY(stage.shown());
+        stage.tap();
+        auto *club = stage.presented<TSKWebAppViewController>(&stage.screen);
+        QVERIFY(club);
+        QVERIFY(stage.loaded(club->webView(), "/webapp/index.html"));
+        QVERIFY(waitUntil([&] { return inPage(club->webView(), "document.getElementById('status').textContent").startsWith("Welcome!"); }));
+        QVERIFY(club->shouldAutorotateToInterfaceOrientation(ViewController::Portrait));
+        QVERIFY(!club->shouldAutorotateToInterfaceOrientation(ViewController::LandscapeLeft));
+        inPage(club->webView(), "window.shows = 0; var seen = TISKOS_ReceiveMessage;"
+                                "TISKOS_ReceiveMessage = function (n, i) { if (n === 'onshow') shows++; seen(n, i); }; 1");
+
+        // A browser opened from the web app is no new full-screen period.
+        const QString story = "http://" + stage.server.host() + "/landing/story.html";
+        club->webView()->evaluateJavaScript(
+            QString("location.href = 'tsmsg:///open?a=browser&u=%1';").arg(QString(QUrl::toPercentEncoding(story))));
+        auto *browser = stage.presented<TSKBrowserController>(club);
+        QVERIFY(browser);
+        QVERIFY(stage.loaded(browser->webView(), "/landing/story.html"));
+        browser->toolbar()->findChild<QAction *>("Done")->trigger();
+        QVERIFY(waitUntil([&] { return !club->modalViewController() && inPage(club->webView(), "String(shows)") == "1"; }));
+        QCOMPARE(stage.recorder.events, QStringList({"receive", "willPresent"}));
+
+        club->webView()->evaluateJavaScript("document.getElementById('close').click();");
+        QVERIFY(waitUntil([&] { return stage.recorder.events.contains("didDismiss"); }));
+        QCOMPARE(stage.recorder.events, QStringList({"receive", "willPresent", "willDismiss", "didDismiss"}));
+    }
+
+    void tipsShowInlineAndCloseByButton()
+    {
+        Stage stage("tips");
+        QVERIFY(stage.shown());
+        stage.tap();
+        auto *tips = stage.presented<TSKWebAppViewController>(&stage.screen);
+        QVERIFY(tips);
+        QVERIFY(waitUntil([&] { return !tips->webView()->isLoading() && tips->webView()->requestURL() == QUrl("about:blank"); }));
+        auto *close = tips->view()->findChild<QPushButton *>("closeButton");
+        QCOMPARE(close->geometry(), QRect(4, 4, 25, 25));
+        QVERIFY(close->isEnabled() && tips->view()->isEnabled());
+        close->click();
+        QVERIFY2(waitUntil([&] { return stage.recorder.events.contains("didDismiss"); }), qPrintable(stage.recorder.events.join(',')));
+    }
+
+    void mailComposerTakesTheLinksFields()
+    {
+        QList<QUrl> opened;
+        Application::shared()->setUrlOpener([&](const QUrl &url) { opened << url; return true; });
+        Window window;
+        ViewController screen;
+        window.addSubview(screen.view());
+        TSKOpener opener;
+        opener.setViewController(&screen);
+        opener.openEmailComposer(QUrl("mailto:club@velmora.example?cc=a@b.test,c@d.test&subject=Hi%20there&body=Beat%20this"));
+        auto *composer = qobject_cast<MailComposeViewController *>(screen.modalViewController());
+        QVERIFY(composer);
+        QCOMPARE(composer->toRecipients(), QStringList{"club@velmora.example"});
+        QCOMPARE(composer->ccRecipients(), QStringList({"a@b.test", "c@d.test"}));
+        QCOMPARE(composer->subject(), "Hi there");
+        QCOMPARE(composer->messageBody(), "Beat this");
+        composer->view()->findChild<QLineEdit *>("bcc")->setText("e@f.test");
+        composer->view()->findChild<QPushButton *>("send")->click();
+        QCOMPARE(opened.size(), 1);
+        QCOMPARE(opened.first().scheme(), "mailto");
+        QCOMPARE(opened.first().path(), "club@velmora.example");
+        QVERIFY(opened.first().query(QUrl::FullyDecoded).contains("bcc=e@f.test"));
+        QVERIFY(waitUntil([&] { return !screen.modalViewController(); }));
+
+        opener.openEmailComposer(QUrl("mailto:solo@velmora.example"));
+        composer = qobject_cast<MailComposeViewController *>(screen.modalViewController());
+        QCOMPARE(composer->toRecipients(), QStringList{"solo@velmora.example"});
+        QVERIFY(composer->ccRecipients().isEmpty() && composer->subject().isEmpty());
+        composer->cancel();
+        QVERIFY(waitUntil([&] { return !screen.modalViewController(); }));
+        QCOMPARE(opened.size(), 1);
+        Application::shared()->setUrlOpener({});
+    }
+
+    void applicationLinkLeavesAfterTheTracker()
+    {
+        QList<QUrl> opened;
+        Application::shared()->setUrlOpener([&](const QUrl &url) { opened << url; return true; });
+        Stage stage("app");
+        QVERIFY(stage.shown());
+        stage.tap();
+        QVERIFY(waitUntil([&] { return !opened.isEmpty(); }));
+        QCOMPARE(opened.first().path(), "/click/app");
+        QCOMPARE(stage.recorder.events, QStringList({"receive", "willLeave"}));
+        QVERIFY(waitUntil([&] { return !stage.server.requestsTo("/track/click").isEmpty(); }));
+        Application::shared()->setUrlOpener({});
+    }
+};
+
+VELMORA_TEST_MAIN_WITH(TestFullScreen, [] { TSKBannerView::registerSchemes({QStringLiteral("velmora-arcade")}); })
+#include "tst_fullscreen.moc"
