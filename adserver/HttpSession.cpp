@@ -119,6 +119,8 @@ void HttpSession::refuseBrokenRequest(beast::error_code error)
     }
     if (error == http::error::body_limit)
         return answer(Reply::text(413, "body too large"), false);
+    if (error == http::error::bad_version)
+        return answer(Reply::text(505, "only HTTP/1.0 and HTTP/1.1 are spoken"), false);
     answer(Reply::text(400, "malformed request: " + QByteArray::fromStdString(error.message())), false);
 }
 
