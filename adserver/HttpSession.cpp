@@ -110,10 +110,8 @@ void HttpSession::onRead(beast::error_code error)
 void HttpSession::refuseBrokenRequest(beast::error_code error)
 {
     if (error == http::error::header_limit || error == http::error::buffer_overflow) {
-        const auto data = buffer_.cdata();
-        const beast::string_view received(static_cast<const char *>(data.data()), data.size());
-        const std::size_t lineEnd = received.find("\r\n");
-        if (lineEnd == beast::string_view::npos || lineEnd > limits_.headerBytes)
+        // The parser takes the request line (and so its target) before the fields.
+        if (parser_->get().target().empty())
             return answer(Reply::text(414, "request line too long"), false);
         return answer(Reply::text(431, "header block too large"), false);
     }

@@ -3,7 +3,7 @@
 #include "HttpSession.h"
 
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/strand.hpp>
+#include <boost/asio/post.hpp>
 
 #include <cstdio>
 #include <thread>
@@ -52,25 +52,36 @@ public:
 
     void start(int threads)
     {
+        // One I/O context per thread, each connection on one of them: no
+        // locks between threads inside the I/O layer.
+        for (int i = 1; i < threads; ++i)
+            workers_.push_back(std::make_unique<net::io_context>(1));
         accept();
-        for (int i = 0; i < threads; ++i)
-            threads_.emplace_back([this] { run(); });
+        threads_.emplace_back([this] { run(io_); });
+        for (auto &worker : workers_) {
+            net::io_context &context = *worker;
+            threads_.emplace_back([this, &context] { run(context); });
+        }
     }
 
     void stop()
     {
         io_.stop();
+        for (auto &worker : workers_)
+            worker->stop();
         for (std::thread &thread : threads_)
             thread.join();
         threads_.clear();
     }
 
 private:
-    void run()
+    void run(net::io_context &context)
     {
+        // Without it a worker context with no connection yet would return at once.
+        const auto keepRunning = net::make_work_guard(context);
         for (;;) {
             try {
-                io_.run();
+                context.run();
                 return;
             } catch (const std::exception &e) {  // one request's failure must not end the server
                 std::fprintf(stderr, "velmora-adserver: %s\n", e.what());
@@ -80,7 +91,8 @@ private:
 
     void accept()
     {
-        acceptor_.async_accept(net::make_strand(io_), [this](boost::system::error_code error, tcp::socket socket) {
+        net::io_context &context = nextContext();
+        acceptor_.async_accept(context, [this](boost::system::error_code error, tcp::socket socket) {
             if (error == net::error::operation_aborted)
                 return;
             if (error) {
@@ -96,16 +108,32 @@ private:
             if (openSessions_ >= limits_.connections)
                 socket.close();
             else
-                std::make_shared<HttpSession>(std::move(socket), limits_, handler_, openSessions_)->start();
+                startSession(std::move(socket));
             accept();
         });
     }
 
-    // Sessions refer to these three, so they outlive the I/O context.
+    void startSession(tcp::socket &&socket)
+    {
+        // Started on its own thread, which alone touches it from then on.
+        const auto executor = socket.get_executor();
+        auto session = std::make_shared<HttpSession>(std::move(socket), limits_, handler_, openSessions_);
+        net::post(executor, [session] { session->start(); });
+    }
+
+    net::io_context &nextContext()
+    {
+        const std::size_t turn = turn_++ % (workers_.size() + 1);
+        return turn == 0 ? io_ : *workers_[turn - 1];
+    }
+
+    // Sessions refer to these three, so they outlive the I/O contexts.
     const HttpLimits limits_;
     const Handler handler_;
     std::atomic<std::size_t> openSessions_{0};
-    net::io_context io_;
+    net::io_context io_{1};
+    std::vector<std::unique_ptr<net::io_context>> workers_;
+    std::size_t turn_ = 0;
     tcp::acceptor acceptor_{io_};
     net::steady_timer retry_{io_};
     std::vector<std::thread> threads_;

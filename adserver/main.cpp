@@ -10,13 +10,23 @@
 
 namespace {
 
-// Every descriptor the system allows: each connection needs one.
-void raiseDescriptorLimit()
+// Takes every descriptor the system allows, and keeps the connection limit
+// below them: a connection beyond it is closed at once, while one beyond the
+// descriptors would wait unanswered in the listen queue.
+void fitConnectionsToDescriptors(ServerOptions &options)
 {
+    constexpr rlim_t reserved = 64;  // the log, the database, the site's files
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
-        limit.rlim_cur = limit.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &limit);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const std::size_t fitting = limit.rlim_cur > 2 * reserved ? limit.rlim_cur - reserved : limit.rlim_cur / 2;
+    if (options.limits.connections > fitting) {
+        std::fprintf(stderr, "velmora-adserver: --max-connections lowered to %zu to fit %llu file descriptors\n", fitting,
+                     static_cast<unsigned long long>(limit.rlim_cur));
+        options.limits.connections = fitting;
     }
 }
 
@@ -47,7 +57,7 @@ int main(int argc, char **argv)
         return exitEarly ? 0 : 2;
     }
 
-    raiseDescriptorLimit();
+    fitConnectionsToDescriptors(options);
     const sigset_t handled = blockHandledSignals();
     AdServer server(options);
     if (!server.start(&error)) {
