@@ -4,14 +4,13 @@
 #include "CoreScript.h"
 #include "CreativeCatalogue.h"
 #include "FaultInjector.h"
+#include "HttpRequest.h"
 #include "ServerOptions.h"
 #include "StaticFiles.h"
 
-#include <QHttpServerRequest>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 
 #include <cmath>
 
@@ -49,16 +48,16 @@ AdRoutes::AdRoutes(const ServerOptions &options, const FaultInjector &faults, Cr
 {
 }
 
-Reply AdRoutes::handle(const QHttpServerRequest &request)
+Reply AdRoutes::handle(const HttpRequest &request)
 {
-    const QString path = request.url().path();
-    const QUrlQuery query = request.query();
-    const QByteArray base = baseUrl(request);
+    const QString path = request.path();
+    const QUrlQuery &query = request.query();
+    const QByteArray &base = base_;
 
     if (path == QLatin1String("/ad"))
         return adRequest(query, base);
     if (path == CoreScript::path)
-        return script_.reply(base, header(request, "If-Modified-Since"));
+        return script_.reply(base, request.header("If-Modified-Since"));
     if (path.startsWith(QLatin1String("/page/")))
         return adPage(path.mid(6), query, base);
     if (path.startsWith(QLatin1String("/click/")))
@@ -67,18 +66,9 @@ Reply AdRoutes::handle(const QHttpServerRequest &request)
         return track(path.mid(7), query);
     if (path == QLatin1String("/stats"))
         return statsPage();
-    if (auto file = files_.serve(path, header(request, "If-Modified-Since")))
+    if (auto file = files_.serve(path, request.header("If-Modified-Since")))
         return *file;
     return Reply::text(404, "not found");
-}
-
-QByteArray AdRoutes::header(const QHttpServerRequest &request, const QByteArray &name)
-{
-    for (const auto &[key, value] : request.headers()) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            return value;
-    }
-    return {};
 }
 
 Reply AdRoutes::adRequest(const QUrlQuery &query, const QByteArray &base)
@@ -153,12 +143,19 @@ Reply AdRoutes::track(const QString &event, const QUrlQuery &query)
     return reply;
 }
 
-Reply AdRoutes::statsPage() const
+Reply AdRoutes::statsPage()
 {
-    QJsonObject stats = stats_.toJson();
-    stats.insert(QStringLiteral("faults"), QJsonArray::fromStringList(options_.faults));
-    Reply reply = Reply::withBody(200, "application/json", QJsonDocument(stats).toJson(QJsonDocument::Indented));
+    // However often it is asked for, the page costs one build per interval.
+    const auto now = std::chrono::steady_clock::now();
+    if (statsSnapshot_.isEmpty() || now - statsBuiltAt_ >= options_.statsInterval) {
+        QJsonObject stats = stats_.toJson();
+        stats.insert(QStringLiteral("faults"), QJsonArray::fromStringList(options_.faults));
+        statsSnapshot_ = QJsonDocument(stats).toJson(QJsonDocument::Indented);
+        statsBuiltAt_ = now;
+    }
+    Reply reply = Reply::withBody(200, "application/json", statsSnapshot_);
     reply.addHeader("Cache-Control", "no-store");
+    reply.addHeader("X-Content-Type-Options", "nosniff");
     return reply;
 }
 
@@ -175,17 +172,6 @@ Reply AdRoutes::noFill() const
     Reply reply = Reply::withBody(200, "text/html; charset=utf-8", QByteArray());
     addRefreshRate(reply);
     return reply;
-}
-
-QByteArray AdRoutes::baseUrl(const QHttpServerRequest &request) const
-{
-    // The Host header ends up inside pages and scripts, so only a plain
-    // host[:port] is trusted; anything else falls back to the bound address.
-    static const QRegularExpression plainHost(QStringLiteral("^[A-Za-z0-9.\\-]+(:[0-9]{1,5})?$|^\\[[0-9A-Fa-f:.]+\\](:[0-9]{1,5})?$"));
-    const QByteArray host = header(request, "Host");
-    if (plainHost.match(QString::fromLatin1(host)).hasMatch())
-        return "http://" + host;
-    return "http://" + serverAddress_;
 }
 
 bool AdRoutes::nextRequestFills()

@@ -6,11 +6,13 @@
 #include <QString>
 #include <QUrlQuery>
 
+#include <chrono>
+
 class AdStats;
 class CoreScript;
 class CreativeCatalogue;
 class FaultInjector;
-class QHttpServerRequest;
+class HttpRequest;
 class ServerOptions;
 class StaticFiles;
 
@@ -20,7 +22,7 @@ class StaticFiles;
 //   /page/<creative>         the ad page
 //   /click/<creative>        a click-through: 302 to the landing page or application link
 //   /track/<event>           impression and click trackers: 200
-//   /stats                   counters and the latest ad requests as JSON
+//   /stats                   counters and the latest ad requests as JSON, rebuilt at most once per interval
 //   anything else            a file of the site directory
 class AdRoutes
 {
@@ -28,22 +30,19 @@ public:
     AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
              const CoreScript &script, const StaticFiles &files, AdStats &stats);
 
-    Reply handle(const QHttpServerRequest &request);
-    // host:port used in links when a request carries no usable Host header.
-    void setServerAddress(const QByteArray &hostAndPort) { serverAddress_ = hostAndPort; }
-
-    static QByteArray header(const QHttpServerRequest &request, const QByteArray &name);
+    Reply handle(const HttpRequest &request);
+    // The server's own http://host:port, put into every link; a client's Host header never is.
+    void setBaseUrl(const QByteArray &baseUrl) { base_ = baseUrl; }
 
 private:
     Reply adRequest(const QUrlQuery &query, const QByteArray &base);
     Reply adPage(const QString &creativeId, const QUrlQuery &query, const QByteArray &base) const;
     Reply clickThrough(const QString &creativeId, const QUrlQuery &query, const QByteArray &base);
     Reply track(const QString &event, const QUrlQuery &query);
-    Reply statsPage() const;
+    Reply statsPage();
     Reply redirectLoop(QUrlQuery query, const QByteArray &base) const;
     Reply noFill() const;
 
-    QByteArray baseUrl(const QHttpServerRequest &request) const;
     bool nextRequestFills();
     void addRefreshRate(Reply &reply) const;
 
@@ -53,6 +52,8 @@ private:
     const CoreScript &script_;
     const StaticFiles &files_;
     AdStats &stats_;
-    QByteArray serverAddress_;
+    QByteArray base_;
     qint64 fillDecisions_ = 0;
+    QByteArray statsSnapshot_;
+    std::chrono::steady_clock::time_point statsBuiltAt_;
 };

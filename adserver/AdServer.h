@@ -2,54 +2,55 @@
 
 #include "AdStats.h"
 #include "CoreScript.h"
+#include "CountStore.h"
 #include "CreativeCatalogue.h"
 #include "FaultInjector.h"
 #include "RequestLog.h"
 #include "ServerOptions.h"
 
-#include <QAbstractHttpServer>
-
 #include <memory>
+#include <mutex>
 
 class AdRoutes;
+class BatchWriter;
+class HttpRequest;
+class HttpTransport;
 class Reply;
 class StaticFiles;
-class QHttpServerResponder;
-class QTcpServer;
 
-// The house ad server: loads the site, listens, answers each request through
-// AdRoutes, logs it, and applies the transport faults (delays, truncation).
-class AdServer : public QAbstractHttpServer
+// The house ad server: loads the site, opens the request log and the count
+// database, listens, and answers each request through AdRoutes on the
+// transport's threads, one route at a time.
+class AdServer
 {
-    Q_OBJECT
-
 public:
-    explicit AdServer(const ServerOptions &options, QObject *parent = nullptr);
-    ~AdServer() override;
+    explicit AdServer(const ServerOptions &options);
+    // Stops serving, then writes every logged line and count.
+    ~AdServer();
 
-    // Loads the site and opens the log, then listens; explains any failure.
+    // Loads the site and opens the log and the database, then listens; explains any failure.
     bool start(QString *error);
     quint16 port() const;
     QByteArray baseUrl() const;
 
-    AdStats &stats() { return *stats_; }
+    // After log rotation: the next lines go to a new file at the log's path.
+    void reopenLog() { log_.reopen(); }
     RequestLog &requestLog() { return log_; }
 
-protected:
-    bool handleRequest(const QHttpServerRequest &request, QTcpSocket *socket) override;
-    void missingHandler(const QHttpServerRequest &request, QTcpSocket *socket) override;
-
 private:
-    void respond(const QHttpServerRequest &request, QTcpSocket *socket, const Reply &reply);
-    static void write(QHttpServerResponder &responder, const Reply &reply);
+    bool openStorage(QString *error);
+    Reply respond(const HttpRequest &request);
 
     ServerOptions options_;
     FaultInjector faults_;
     CreativeCatalogue catalogue_;
     CoreScript script_;
+    RequestLog log_;
+    std::unique_ptr<CountStore> store_;
     std::unique_ptr<StaticFiles> files_;
     std::unique_ptr<AdStats> stats_;
     std::unique_ptr<AdRoutes> routes_;
-    RequestLog log_;
-    QTcpServer *listener_ = nullptr;
+    std::mutex routesMutex_;
+    std::unique_ptr<BatchWriter> writer_;
+    std::unique_ptr<HttpTransport> transport_;
 };

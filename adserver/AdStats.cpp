@@ -1,75 +1,131 @@
 #include "AdStats.h"
 
+#include "CountStore.h"
+#include "RequestLog.h"
+
 #include <QDateTime>
 #include <QJsonArray>
 
-AdStats::AdStats(const QStringList &units, const QStringList &creatives, int recentCount)
+AdStats::AdStats(const QStringList &units, const QStringList &creatives, int recentCount, CountStore *store)
     : recentCount_(recentCount)
+    , store_(store)
 {
     for (const QString &unit : units) {
         UnitCounts &counts = units_[unit];
         for (const QString &creative : creatives)
             counts.creatives.insert(creative, {});
     }
+    restore();
+}
+
+void AdStats::restore()
+{
+    if (!store_)
+        return;
+    for (const auto &[key, value] : store_->load()) {
+        const auto &[unit, creative, name] = key;
+        if (qint64 *counts = counter(unit, creative, name))
+            *counts = value;
+    }
+    lastRequestId_ = adRequests_;
+}
+
+qint64 *AdStats::counter(const QString &unit, const QString &creative, const QString &name)
+{
+    const auto pick = [&name](std::initializer_list<std::pair<const char *, qint64 *>> named) -> qint64 * {
+        for (const auto &[candidate, value] : named) {
+            if (name == QLatin1String(candidate))
+                return value;
+        }
+        return nullptr;
+    };
+    if (unit.isEmpty())
+        return pick({{"requests", &requests_}, {"adRequests", &adRequests_}, {"rejected", &rejected_}, {"unattributed", &unattributed_}});
+    auto found = units_.find(unit);
+    if (found == units_.end())
+        return nullptr;
+    if (creative.isEmpty())
+        return pick({{"adRequests", &found->adRequests}, {"noFill", &found->noFill}});
+    auto counts = found->creatives.find(creative);
+    if (counts == found->creatives.end())
+        return nullptr;
+    return pick({{"served", &counts->served}, {"impressions", &counts->impressions}, {"clicks", &counts->clicks},
+                 {"clickThroughs", &counts->clickThroughs}});
+}
+
+void AdStats::count(const QString &unit, const QString &creative, const QString &name)
+{
+    qint64 *counts = counter(unit, creative, name);
+    const QString tracked = counts ? name : QStringLiteral("unattributed");
+    if (!counts)
+        counts = &unattributed_;
+    ++*counts;
+    if (store_)
+        store_->add(counts == &unattributed_ ? QString() : unit, counts == &unattributed_ ? QString() : creative, tracked);
+}
+
+void AdStats::recordRequest()
+{
+    count({}, {}, QStringLiteral("requests"));
+}
+
+void AdStats::recordRejected()
+{
+    count({}, {}, QStringLiteral("rejected"));
 }
 
 void AdStats::recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &query, const QString &creative)
 {
-    ++adRequests_;
-    if (CreativeCounts *counts = countsFor(unit, creative))
-        ++counts->served;
-    if (auto found = units_.find(unit); found != units_.end()) {
-        ++found->adRequests;
+    count({}, {}, QStringLiteral("adRequests"));
+    if (units_.contains(unit)) {
+        count(unit, {}, QStringLiteral("adRequests"));
         if (creative.isEmpty())
-            ++found->noFill;
+            count(unit, {}, QStringLiteral("noFill"));
+        else if (counter(unit, creative, QStringLiteral("served")))
+            count(unit, creative, QStringLiteral("served"));
     }
     if (recentCount_ == 0)
         return;
-    QJsonObject parameters;
-    for (const auto &[key, value] : query.queryItems(QUrl::FullyDecoded))
-        parameters.insert(key, value);
     recent_.push_back(QJsonObject{
         {QStringLiteral("id"), id},
         {QStringLiteral("time"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
         {QStringLiteral("unit"), unit},
         {QStringLiteral("creative"), creative},
-        {QStringLiteral("parameters"), parameters},
+        {QStringLiteral("parameters"), boundedParameters(query)},
     });
     if (int(recent_.size()) > recentCount_)
         recent_.pop_front();
 }
 
+QJsonObject AdStats::boundedParameters(const QUrlQuery &query)
+{
+    QJsonObject parameters;
+    qsizetype budget = recentParameterBytes;
+    for (const auto &[key, value] : query.queryItems(QUrl::FullyDecoded)) {
+        const qsizetype size = key.size() + value.size();
+        if (size > budget) {
+            parameters.insert(QStringLiteral("truncated"), true);
+            break;
+        }
+        budget -= size;
+        parameters.insert(key, value);
+    }
+    return parameters;
+}
+
 void AdStats::recordImpression(const QString &unit, const QString &creative)
 {
-    if (CreativeCounts *counts = countsFor(unit, creative))
-        ++counts->impressions;
-    else
-        ++unattributed_;
+    count(unit, creative, QStringLiteral("impressions"));
 }
 
 void AdStats::recordClick(const QString &unit, const QString &creative)
 {
-    if (CreativeCounts *counts = countsFor(unit, creative))
-        ++counts->clicks;
-    else
-        ++unattributed_;
+    count(unit, creative, QStringLiteral("clicks"));
 }
 
 void AdStats::recordClickThrough(const QString &unit, const QString &creative)
 {
-    if (CreativeCounts *counts = countsFor(unit, creative))
-        ++counts->clickThroughs;
-    else
-        ++unattributed_;
-}
-
-AdStats::CreativeCounts *AdStats::countsFor(const QString &unit, const QString &creative)
-{
-    auto found = units_.find(unit);
-    if (found == units_.end())
-        return nullptr;
-    auto counts = found->creatives.find(creative);
-    return counts == found->creatives.end() ? nullptr : &counts.value();
+    count(unit, creative, QStringLiteral("clickThroughs"));
 }
 
 QJsonObject AdStats::toJson() const
@@ -101,10 +157,15 @@ QJsonObject AdStats::toJson() const
     for (const QJsonObject &request : recent_)
         recent.append(request);
     return QJsonObject{
+        {QStringLiteral("requests"), requests_},
         {QStringLiteral("adRequests"), adRequests_},
         {QStringLiteral("rejected"), rejected_},
         {QStringLiteral("unattributed"), unattributed_},
         {QStringLiteral("units"), units},
         {QStringLiteral("recent"), recent},
+        {QStringLiteral("storage"), QJsonObject{
+            {QStringLiteral("logLinesLost"), log_ ? log_->linesLost() : 0},
+            {QStringLiteral("failedCountCommits"), store_ ? store_->failedCommits() : 0},
+        }},
     };
 }

@@ -8,22 +8,33 @@
 
 #include <deque>
 
+class CountStore;
+class RequestLog;
+
 // Counters per ad unit and creative, plus the most recent ad requests with
 // their parameters. Only configured units and known creatives get their own
-// counters, so clients cannot grow the tables without bound.
+// counters, so clients cannot grow the tables without bound, and a recent
+// request keeps at most recentParameterBytes of parameters. With a store, the
+// counters start from its values and every count is added to it. Not
+// thread-safe: the server serialises its calls.
 class AdStats
 {
 public:
-    AdStats(const QStringList &units, const QStringList &creatives, int recentCount);
+    static constexpr qsizetype recentParameterBytes = 4096;
+
+    AdStats(const QStringList &units, const QStringList &creatives, int recentCount, CountStore *store = nullptr);
 
     qint64 nextRequestId() { return ++lastRequestId_; }
 
+    void recordRequest();  // any HTTP request
     // An empty creative means no fill.
     void recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &query, const QString &creative);
-    void recordRejected() { ++rejected_; }
+    void recordRejected();
     void recordImpression(const QString &unit, const QString &creative);
     void recordClick(const QString &unit, const QString &creative);
     void recordClickThrough(const QString &unit, const QString &creative);
+    // Where the request log and the store report lost writes.
+    void watchStorage(const RequestLog *log) { log_ = log; }
 
     QJsonObject toJson() const;
 
@@ -42,12 +53,19 @@ private:
         QHash<QString, CreativeCounts> creatives;
     };
 
-    CreativeCounts *countsFor(const QString &unit, const QString &creative);
+    qint64 *counter(const QString &unit, const QString &creative, const QString &name);
+    // Counts one, in memory and in the store; an untracked unit or creative is unattributed.
+    void count(const QString &unit, const QString &creative, const QString &name);
+    void restore();
+    static QJsonObject boundedParameters(const QUrlQuery &query);
 
     QHash<QString, UnitCounts> units_;
     int recentCount_;
     std::deque<QJsonObject> recent_;
+    CountStore *store_;
+    const RequestLog *log_ = nullptr;
     qint64 lastRequestId_ = 0;
+    qint64 requests_ = 0;
     qint64 adRequests_ = 0;
     qint64 rejected_ = 0;
     qint64 unattributed_ = 0;

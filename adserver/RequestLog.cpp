@@ -2,37 +2,48 @@
 
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 
-RequestLog::RequestLog(QObject *parent)
-    : QObject(parent)
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+int openForAppending(const QString &path)
 {
-    flushTimer_.setInterval(flushIntervalMs);
-    flushTimer_.setSingleShot(true);
-    connect(&flushTimer_, &QTimer::timeout, this, &RequestLog::flush);
+    return ::open(QFile::encodeName(path).constData(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 }
+
+}  // namespace
 
 RequestLog::~RequestLog()
 {
     flush();
+    if (fd_ >= 0)
+        ::close(fd_);
 }
 
 bool RequestLog::open(const QString &path, QString *error)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
-    file_.setFileName(path);
-    if (!file_.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
-        *error = QStringLiteral("cannot open the request log %1: %2").arg(path, file_.errorString());
+    fd_ = openForAppending(path);
+    if (fd_ < 0) {
+        *error = QStringLiteral("cannot open the request log %1: %2").arg(path, QString::fromLocal8Bit(std::strerror(errno)));
         return false;
     }
+    path_ = path;
     return true;
 }
 
 void RequestLog::record(const QByteArray &method, const QString &path, const QUrlQuery &query, int status)
 {
-    if (!file_.isOpen())
+    if (path_.isEmpty())
         return;
     QJsonObject parameters;
     for (const auto &[key, value] : query.queryItems(QUrl::FullyDecoded))
@@ -44,19 +55,53 @@ void RequestLog::record(const QByteArray &method, const QString &path, const QUr
         {QStringLiteral("query"), parameters},
         {QStringLiteral("status"), status},
     };
-    buffer_ += QJsonDocument(line).toJson(QJsonDocument::Compact);
-    buffer_ += '\n';
-    if (buffer_.size() >= flushThreshold)
-        flush();
-    else if (!flushTimer_.isActive())
-        flushTimer_.start();
+    const QByteArray text = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
+    const std::lock_guard lock(pendingMutex_);
+    pending_ += text;
+    ++pendingLines_;
 }
 
 void RequestLog::flush()
 {
-    flushTimer_.stop();
-    if (buffer_.isEmpty() || !file_.isOpen())
-        return;
-    file_.write(buffer_);
-    buffer_.clear();
+    const std::lock_guard fileLock(fileMutex_);
+    QByteArray lines;
+    qint64 count = 0;
+    {
+        const std::lock_guard lock(pendingMutex_);
+        lines.swap(pending_);
+        std::swap(count, pendingLines_);
+    }
+    if (reopenRequested_.exchange(false) && fd_ >= 0) {
+        const int fresh = openForAppending(path_);
+        if (fresh >= 0) {
+            ::close(fd_);
+            fd_ = fresh;
+        } else {
+            std::fprintf(stderr, "velmora-adserver: cannot reopen the request log %s: %s; still writing the old one\n",
+                         qPrintable(path_), std::strerror(errno));
+        }
+    }
+    if (count > 0)
+        writeOut(lines, count);
+}
+
+void RequestLog::writeOut(const QByteArray &lines, qint64 count)
+{
+    qsizetype written = 0;
+    while (fd_ >= 0 && written < lines.size()) {
+        const ssize_t n = ::write(fd_, lines.constData() + written, size_t(lines.size() - written));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            if (!failing_)
+                std::fprintf(stderr, "velmora-adserver: cannot write the request log %s: %s; lost lines are counted in /stats\n",
+                             qPrintable(path_), std::strerror(errno));
+            failing_ = true;
+            // Lines cut in half count as lost too.
+            linesLost_ += count - lines.left(written).count('\n');
+            return;
+        }
+        written += n;
+    }
+    failing_ = false;
 }

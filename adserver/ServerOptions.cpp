@@ -8,16 +8,30 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 
+#include <cmath>
+#include <thread>
+
 namespace {
 
+// A finite number within [minimum, maximum]; "nan" and "inf" never are.
 bool parseNumber(const QString &text, double minimum, double maximum, double *out)
 {
     bool ok = false;
     const double value = text.toDouble(&ok);
-    if (!ok || value < minimum || value > maximum)
+    if (!ok || !std::isfinite(value) || value < minimum || value > maximum)
         return false;
     *out = value;
     return true;
+}
+
+bool parseWhole(const QString &text, double minimum, double maximum, double *out)
+{
+    return parseNumber(text, minimum, maximum, out) && *out == std::floor(*out);
+}
+
+int defaultThreads()
+{
+    return int(std::max(1u, std::thread::hardware_concurrency()));
 }
 
 }  // namespace
@@ -39,28 +53,55 @@ QString ServerOptions::defaultLogFile()
     return dir + QStringLiteral("/requests.jsonl");
 }
 
-bool ServerOptions::parse(const QStringList &arguments, QString *error)
+QString ServerOptions::defaultDatabaseFile(const QString &logFile)
 {
+    const QFileInfo log(logFile);
+    return log.dir().filePath(log.completeBaseName() + QStringLiteral(".sqlite"));
+}
+
+bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *exitEarly)
+{
+    const HttpLimits defaults;
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("The Velmora house ad server."));
     parser.addHelpOption();
-    const QCommandLineOption portOption(QStringLiteral("port"), QStringLiteral("TCP port (0 picks a free one)."), QStringLiteral("PORT"), QString::number(defaultPort));
-    const QCommandLineOption bindOption(QStringLiteral("bind"), QStringLiteral("Address to listen on."), QStringLiteral("ADDRESS"), QStringLiteral("127.0.0.1"));
-    const QCommandLineOption unitsOption(QStringLiteral("units"), QStringLiteral("Comma-separated ad units to serve."), QStringLiteral("UNITS"), gameAdUnit);
-    const QCommandLineOption refreshOption(QStringLiteral("refresh"), QStringLiteral("Banner refresh period in seconds; 0 sends none."), QStringLiteral("SECONDS"), QStringLiteral("30"));
-    const QCommandLineOption fillOption(QStringLiteral("fill-rate"), QStringLiteral("Share of ad requests that get an ad, 0 to 1."), QStringLiteral("RATE"), QStringLiteral("1"));
-    const QCommandLineOption wwwOption(QStringLiteral("www"), QStringLiteral("Site directory (core script, creatives, pages)."), QStringLiteral("DIR"));
-    const QCommandLineOption logOption(QStringLiteral("log"), QStringLiteral("Request log file (JSON lines)."), QStringLiteral("FILE"));
-    const QCommandLineOption recentOption(QStringLiteral("recent"), QStringLiteral("Ad requests kept for /stats."), QStringLiteral("N"), QStringLiteral("100"));
-    const QCommandLineOption faultOption(QStringLiteral("fault"), QStringLiteral("Misbehave: %1. Repeatable.").arg(FaultInjector::modeSyntax()), QStringLiteral("MODE"));
-    parser.addOptions({portOption, bindOption, unitsOption, refreshOption, fillOption, wwwOption, logOption, recentOption, faultOption});
+    parser.addVersionOption();
+    auto option = [&parser](const char *name, const QString &help, const char *valueName, const QString &defaultValue = {}) {
+        QCommandLineOption added(QString::fromLatin1(name), defaultValue.isEmpty() ? help : help + QStringLiteral(" Default: %1.").arg(defaultValue),
+                                 QString::fromLatin1(valueName), defaultValue);
+        parser.addOption(added);
+        return added;
+    };
+    const auto portOption = option("port", QStringLiteral("TCP port (0 picks a free one)."), "PORT", QString::number(defaultPort));
+    const auto bindOption = option("bind", QStringLiteral("Address to listen on."), "ADDRESS", QStringLiteral("127.0.0.1"));
+    const auto publicHostOption = option("public-host", QStringLiteral("Host name put into links (Location, trackers, the core script); the bind address when not set."), "HOST");
+    const auto unitsOption = option("units", QStringLiteral("Comma-separated ad units to serve."), "UNITS", gameAdUnit);
+    const auto refreshOption = option("refresh", QStringLiteral("Banner refresh period in seconds, 1 to 86400; 0 sends none."), "SECONDS", QStringLiteral("30"));
+    const auto fillOption = option("fill-rate", QStringLiteral("Share of ad requests that get an ad, 0 to 1."), "RATE", QStringLiteral("1"));
+    const auto wwwOption = option("www", QStringLiteral("Site directory (core script, creatives, pages). Default: www/ beside the program."), "DIR");
+    const auto logOption = option("log", QStringLiteral("Request log file (JSON lines); SIGHUP reopens it."), "FILE", defaultLogFile());
+    const auto databaseOption = option("db", QStringLiteral("Count database (SQLite). Default: beside the log, named after it (requests.sqlite)."), "FILE");
+    const auto recentOption = option("recent", QStringLiteral("Ad requests kept for /stats."), "N", QStringLiteral("100"));
+    const auto statsOption = option("stats-interval", QStringLiteral("Seconds a built /stats page is served before it is rebuilt; 0 rebuilds it every time."), "SECONDS", QStringLiteral("1"));
+    const auto faultOption = option("fault", QStringLiteral("Misbehave: %1. Repeatable.").arg(FaultInjector::modeSyntax()), "MODE");
+    const auto threadsOption = option("threads", QStringLiteral("Threads serving connections."), "N", QString::number(defaultThreads()));
+    const auto headerBytesOption = option("max-header-bytes", QStringLiteral("Request line and header block; beyond: 414 or 431."), "BYTES", QString::number(defaults.headerBytes));
+    const auto headerCountOption = option("max-headers", QStringLiteral("Header fields per request; beyond: 431."), "N", QString::number(defaults.headerCount));
+    const auto bodyOption = option("max-body-bytes", QStringLiteral("Request body; beyond: 413."), "BYTES", QString::number(defaults.bodyBytes));
+    const auto parametersOption = option("max-parameters", QStringLiteral("Query parameters per request; beyond: 400."), "N", QString::number(defaults.queryParameters));
+    const auto headerTimeoutOption = option("header-timeout", QStringLiteral("Seconds to receive a whole request once it began."), "SECONDS", QString::number(defaults.headerTimeout.count() / 1000));
+    const auto idleTimeoutOption = option("idle-timeout", QStringLiteral("Seconds a kept-alive connection may wait for its next request."), "SECONDS", QString::number(defaults.idleTimeout.count() / 1000));
+    const auto connectionsOption = option("max-connections", QStringLiteral("Open connections; beyond, new ones are closed at once."), "N", QString::number(defaults.connections));
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
         return false;
     }
-    if (parser.isSet(QStringLiteral("help"))) {
-        *error = parser.helpText();
+    if (parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("version"))) {
+        *error = parser.isSet(QStringLiteral("help")) ? parser.helpText()
+                                                       : QStringLiteral("velmora-adserver %1\n").arg(QStringLiteral(VELMORA_VERSION));
+        if (exitEarly)
+            *exitEarly = true;
         return false;
     }
     if (!parser.positionalArguments().isEmpty()) {
@@ -68,19 +109,37 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error)
         return false;
     }
 
+    // Each check reads its option's text into `number`, or names what it wants.
     double number = 0;
-    if (!parseNumber(parser.value(portOption), 0, 65535, &number) || number != int(number)) {
-        *error = QStringLiteral("--port wants a whole number from 0 to 65535, not \"%1\"").arg(parser.value(portOption));
-        return false;
-    }
-    port = quint16(number);
+    auto check = [&](const QCommandLineOption &checked, bool valid, const QString &wanted) {
+        if (!valid)
+            *error = QStringLiteral("--%1 wants %2, not \"%3\"").arg(checked.names().first(), wanted, parser.value(checked));
+        return valid;
+    };
+    auto whole = [&](const QCommandLineOption &checked, double minimum, double maximum) {
+        return check(checked, parseWhole(parser.value(checked), minimum, maximum, &number),
+                     QStringLiteral("a whole number from %1 to %2").arg(minimum).arg(maximum));
+    };
+    auto seconds = [&](const QCommandLineOption &checked, double minimum, std::chrono::milliseconds *out) {
+        const bool valid = check(checked, parseNumber(parser.value(checked), minimum, 86400, &number),
+                                 QStringLiteral("seconds from %1 to 86400").arg(minimum));
+        *out = std::chrono::milliseconds(qint64(std::ceil(number * 1000)));
+        return valid;
+    };
 
-    if (!bindAddress.setAddress(parser.value(bindOption))) {
-        *error = QStringLiteral("--bind wants an IP address, not \"%1\"").arg(parser.value(bindOption));
+    if (!whole(portOption, 0, 65535))
         return false;
-    }
+    port = quint16(number);
+    if (!check(bindOption, bindAddress.setAddress(parser.value(bindOption)), QStringLiteral("an IP address")))
+        return false;
+    static const QRegularExpression hostName(QStringLiteral("^(?:[A-Za-z0-9.\\-]+|\\[[0-9A-Fa-f:.]+\\])$"));
+    publicHost = parser.value(publicHostOption);
+    if (!check(publicHostOption, publicHost.isEmpty() || hostName.match(publicHost).hasMatch(), QStringLiteral("a host name or address")))
+        return false;
 
     units = parser.value(unitsOption).split(QLatin1Char(','), Qt::SkipEmptyParts);
+    if (!check(unitsOption, !units.isEmpty(), QStringLiteral("at least one ad unit")))
+        return false;
     for (QString &unit : units) {
         unit = unit.trimmed();
         if (!isWellFormedUnit(unit)) {
@@ -89,26 +148,39 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error)
         }
     }
 
-    if (!parseNumber(parser.value(refreshOption), 0, 86400, &refreshSeconds)) {
-        *error = QStringLiteral("--refresh wants seconds from 0 to 86400, not \"%1\"").arg(parser.value(refreshOption));
+    const bool refreshValid = parseNumber(parser.value(refreshOption), 0, 86400, &refreshSeconds)
+        && (refreshSeconds == 0 || refreshSeconds >= 1);
+    if (!check(refreshOption, refreshValid, QStringLiteral("seconds from 1 to 86400, or 0 for no refresh")))
         return false;
-    }
-    if (!parseNumber(parser.value(fillOption), 0, 1, &fillRate)) {
-        *error = QStringLiteral("--fill-rate wants a number from 0 to 1, not \"%1\"").arg(parser.value(fillOption));
+    if (!check(fillOption, parseNumber(parser.value(fillOption), 0, 1, &fillRate), QStringLiteral("a number from 0 to 1")))
         return false;
-    }
-    if (!parseNumber(parser.value(recentOption), 0, 100000, &number) || number != int(number)) {
-        *error = QStringLiteral("--recent wants a whole number from 0 to 100000, not \"%1\"").arg(parser.value(recentOption));
+    if (!whole(recentOption, 0, 100000))
         return false;
-    }
     recentCount = int(number);
+    if (!seconds(statsOption, 0, &statsInterval))
+        return false;
+
+    if (!whole(threadsOption, 1, 256))
+        return false;
+    threads = int(number);
+    const QList<std::pair<const QCommandLineOption *, std::size_t *>> sizes{
+        {&headerBytesOption, &limits.headerBytes}, {&headerCountOption, &limits.headerCount}, {&bodyOption, &limits.bodyBytes},
+        {&parametersOption, &limits.queryParameters}, {&connectionsOption, &limits.connections}};
+    for (const auto &[sizeOption, size] : sizes) {
+        if (!whole(*sizeOption, 1, 1 << 30))
+            return false;
+        *size = std::size_t(number);
+    }
+    if (!seconds(headerTimeoutOption, 0.001, &limits.headerTimeout) || !seconds(idleTimeoutOption, 0.001, &limits.idleTimeout))
+        return false;
 
     wwwDir = parser.isSet(wwwOption) ? parser.value(wwwOption) : defaultWwwDir();
     if (!QFileInfo(wwwDir + QStringLiteral("/tiskos/sdk-core-v40.js")).isFile()) {
         *error = QStringLiteral("--www: \"%1\" holds no core script (tiskos/sdk-core-v40.js)").arg(wwwDir);
         return false;
     }
-    logFile = parser.isSet(logOption) ? parser.value(logOption) : defaultLogFile();
+    logFile = parser.value(logOption);
+    databaseFile = parser.isSet(databaseOption) ? parser.value(databaseOption) : logFile.isEmpty() ? QString() : defaultDatabaseFile(logFile);
 
     faults = parser.values(faultOption);
     for (const QString &fault : std::as_const(faults)) {

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "HttpLimits.h"
+
 #include <QHostAddress>
 #include <QString>
 #include <QStringList>
+
+#include <chrono>
 
 // Everything the operator can set on the command line. parse() fills it or
 // explains, in one line, what was wrong.
@@ -14,18 +18,26 @@ public:
 
     quint16 port = defaultPort;
     QHostAddress bindAddress = QHostAddress::LocalHost;
+    QString publicHost;  // the host name put into links; the bind address when empty
     QStringList units{gameAdUnit};
     double refreshSeconds = 30;
     double fillRate = 1.0;
     QString wwwDir;
     QString logFile;
+    QString databaseFile;
     int recentCount = 100;
     QStringList faults;
+    int threads = 1;
+    HttpLimits limits;
+    std::chrono::milliseconds statsInterval{1000};
 
     // `arguments` includes the program name, as QCoreApplication::arguments() does.
-    bool parse(const QStringList &arguments, QString *error);
+    // On --help and --version `error` holds the text to print and `*exitEarly` is set.
+    bool parse(const QStringList &arguments, QString *error, bool *exitEarly = nullptr);
 
     static bool isWellFormedUnit(const QString &unit);
     static QString defaultWwwDir();
     static QString defaultLogFile();
+    // Beside the request log: requests.jsonl -> requests.sqlite.
+    static QString defaultDatabaseFile(const QString &logFile);
 };

@@ -1,9 +1,9 @@
 #include "StaticFiles.h"
 
 #include "HttpDate.h"
+#include "OpenFile.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 StaticFiles::StaticFiles(const QString &rootDir)
@@ -18,23 +18,19 @@ std::optional<Reply> StaticFiles::serve(const QString &urlPath, const QByteArray
     QString relative = QDir::cleanPath(urlPath);
     if (urlPath.endsWith(QLatin1Char('/')))
         relative += QStringLiteral("/index.html");
-    const QFileInfo info(root_ + QLatin1Char('/') + relative);
-    // The canonical path catches ".." and symbolic links that lead out of the site.
-    if (!info.isFile() || !info.canonicalFilePath().startsWith(root_ + QLatin1Char('/')))
+    auto file = OpenFile::openInside(root_ + QLatin1Char('/') + relative, root_);
+    if (!file)
         return std::nullopt;
 
-    const QByteArray lastModified = HttpDate::format(info.lastModified());
-    if (HttpDate::isNotModified(info.lastModified(), ifModifiedSince)) {
-        Reply reply;
+    const QByteArray lastModified = HttpDate::format(file->lastModified());
+    Reply reply;
+    if (HttpDate::isNotModified(file->lastModified(), ifModifiedSince)) {
         reply.status = 304;
-        reply.addHeader("Last-Modified", lastModified);
-        return reply;
+    } else {
+        reply.addHeader("Content-Type", contentType(relative));
+        reply.file = std::move(file);
     }
-    QFile file(info.filePath());
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    return Reply::withBody(200, contentType(info.fileName()), file.readAll())
-        .addHeader("Last-Modified", lastModified);
+    return reply.addHeader("Last-Modified", lastModified);
 }
 
 QByteArray StaticFiles::contentType(const QString &fileName)

@@ -2,26 +2,44 @@
 #include "ServerOptions.h"
 
 #include <QCoreApplication>
-#include <QSocketNotifier>
 
 #include <csignal>
 #include <cstdio>
-#include <unistd.h>
+#include <pthread.h>
+#include <sys/resource.h>
 
 namespace {
 
-int signalPipe[2];
-
-// SIGINT and SIGTERM end the event loop normally, so the request log is flushed.
-void quitOnSignals(QCoreApplication &app)
+// Takes every descriptor the system allows, and keeps the connection limit
+// below them: a connection beyond it is closed at once, while one beyond the
+// descriptors would wait unanswered in the listen queue.
+void fitConnectionsToDescriptors(ServerOptions &options)
 {
-    if (pipe(signalPipe) != 0)
+    constexpr rlim_t reserved = 64;  // the log, the database, the site's files
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return;
-    auto *notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, &QCoreApplication::quit);
-    const auto handler = [](int) { [[maybe_unused]] auto n = ::write(signalPipe[1], "q", 1); };
-    std::signal(SIGINT, handler);
-    std::signal(SIGTERM, handler);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const std::size_t fitting = limit.rlim_cur > 2 * reserved ? limit.rlim_cur - reserved : limit.rlim_cur / 2;
+    if (options.limits.connections > fitting) {
+        std::fprintf(stderr, "velmora-adserver: --max-connections lowered to %zu to fit %llu file descriptors\n", fitting,
+                     static_cast<unsigned long long>(limit.rlim_cur));
+        options.limits.connections = fitting;
+    }
+}
+
+// Blocked before any thread starts, so that every thread inherits the mask and
+// only sigwait() below sees these signals.
+sigset_t blockHandledSignals()
+{
+    sigset_t handled;
+    sigemptyset(&handled);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&handled, signal);
+    pthread_sigmask(SIG_BLOCK, &handled, nullptr);
+    return handled;
 }
 
 }  // namespace
@@ -33,12 +51,14 @@ int main(int argc, char **argv)
 
     ServerOptions options;
     QString error;
-    if (!options.parse(app.arguments(), &error)) {
-        const bool help = app.arguments().contains(QStringLiteral("--help")) || app.arguments().contains(QStringLiteral("-h"));
-        std::fprintf(help ? stdout : stderr, help ? "%s" : "velmora-adserver: %s\n", qPrintable(error));
-        return help ? 0 : 2;
+    bool exitEarly = false;
+    if (!options.parse(app.arguments(), &error, &exitEarly)) {
+        std::fprintf(exitEarly ? stdout : stderr, exitEarly ? "%s" : "velmora-adserver: %s\n", qPrintable(error));
+        return exitEarly ? 0 : 2;
     }
 
+    fitConnectionsToDescriptors(options);
+    const sigset_t handled = blockHandledSignals();
     AdServer server(options);
     if (!server.start(&error)) {
         std::fprintf(stderr, "velmora-adserver: %s\n", qPrintable(error));
@@ -48,6 +68,10 @@ int main(int argc, char **argv)
                 qPrintable(options.logFile));
     std::fflush(stdout);
 
-    quitOnSignals(app);
-    return app.exec();
+    // SIGHUP reopens the log for log rotation; SIGINT and SIGTERM end the
+    // server, and its destructor writes every line and count still pending.
+    int signal = 0;
+    while (sigwait(&handled, &signal) == 0 && signal == SIGHUP)
+        server.reopenLog();
+    return 0;
 }

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# Load test of velmora-adserver's ad request endpoint: builds the server,
-# starts it on a free port with a throw-away request log, warms it up, runs
-# wrk with keep-alive for 30 s and reports throughput, latency, errors and the
-# server's memory before and after. Environment: DURATION (30s), CONNECTIONS
-# (32), THREADS (2).
+# Load test of velmora-adserver's ad request endpoint against nginx answering
+# the same URL with `return 302` and the same headers from a static
+# configuration (the physical limit for this answer). Both get the same wrk
+# load one after the other: keep-alive, THREADS (2) threads, CONNECTIONS (64)
+# connections, DURATION (30s), after a 3 s warm-up. Reports requests/s, the
+# ratio, p99, errors and memory before and after. HOSTILE=1 also runs
+# bench/adserver-hostile.py against the freshly built server.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
 duration=${DURATION:-30s}
-connections=${CONNECTIONS:-32}
+connections=${CONNECTIONS:-64}
 threads=${THREADS:-2}
 
 scripts/setup bench/debian-packages
@@ -16,38 +18,86 @@ scripts/setup bench/debian-packages
 cmake --build "$build_dir" --target velmora-adserver -j"${VELMORA_JOBS:-2}" >/dev/null
 
 work=$(mktemp -d)
-server_pid=
+pids=()
 cleanup() {
-    [ -n "$server_pid" ] && kill "$server_pid" 2>/dev/null && wait "$server_pid" 2>/dev/null
+    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null; done
     rm -rf "$work"
 }
 trap cleanup EXIT
 
-"$build_dir/adserver/velmora-adserver" --port 0 --log "$work/requests.jsonl" --recent 100 >"$work/out" 2>&1 &
+free_port() { python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])'; }
+# Resident memory of a process and its children (nginx's workers), in kB.
+rss() { ps -o rss= --pid "$1" --ppid "$1" | awk '{sum += $1} END {print sum}'; }
+query="slotname=a1f3c29b07d5e64&js=tiskos-sdk-i-v4.0.2&net=wifi&platform=Desktop&hl=en&u_w=320&u_h=480&u_sd=1&u_audio=1&preqs=12&prl=183&ad_frame=%7B%22h%22%3A50%2C%22w%22%3A320%2C%22x%22%3A0%2C%22y%22%3A430%7D"
+
+# run NAME PID URL: warm-up, then the measured run; leaves $work/NAME.wrk and .rss.
+run() {
+    wrk -t"$threads" -c"$connections" -d3s "$3" >/dev/null
+    local before load
+    before=$(rss "$2")
+    load=$(cut -d' ' -f1 /proc/loadavg)
+    wrk -t"$threads" -c"$connections" -d"$duration" --latency "$3" >"$work/$1.wrk"
+    echo "$before $(rss "$2") $load" >"$work/$1.rss"
+    echo "== $1 (load average before: $load)"
+    cat "$work/$1.wrk"
+}
+
+# (a) velmora-adserver, one thread per core, its request log and counts on disk.
+"$build_dir/adserver/velmora-adserver" --port 0 --log "$work/requests.jsonl" >"$work/server.out" 2>&1 &
+pids+=($!)
 server_pid=$!
-for _ in $(seq 100); do
-    grep -q "listening on" "$work/out" && break
-    sleep 0.1
-done
-base=$(grep -o 'http://[0-9.:]*' "$work/out")
-[ -n "$base" ] || { cat "$work/out" >&2; exit 1; }
+for _ in $(seq 100); do grep -q "listening on" "$work/server.out" && break; sleep 0.1; done
+base=$(grep -o 'http://[0-9.:]*' "$work/server.out")
+[ -n "$base" ] || { cat "$work/server.out" >&2; exit 1; }
+sample=$(curl -si "$base/ad?$query")
+location=$(sed -n 's/^Location: \(.*\)\r$/\1/p' <<<"$sample")
+trackers=$(sed -n 's/^X-Tiskos-Tracking-Urls: \(.*\)\r$/\1/p' <<<"$sample")
+orientation=$(sed -n 's/^X-Tiskos-Orientation: \(.*\)\r$/\1/p' <<<"$sample")
+run adserver "$server_pid" "$base/ad?$query"
+lines=$(wc -l <"$work/requests.jsonl")
 
-# An ad request as the library sends it: the game's unit and the usual keys.
-url="$base/ad?slotname=a1f3c29b07d5e64&js=tiskos-sdk-i-v4.0.2&net=wifi&platform=Desktop&hl=en&u_w=320&u_h=480&u_sd=1&u_audio=1&preqs=12&prl=183&ad_frame=%7B%22h%22%3A50%2C%22w%22%3A320%2C%22x%22%3A0%2C%22y%22%3A430%7D"
+# (b) nginx: the same answer from its configuration, one worker per core, no access log.
+port=$(free_port)
+mkdir -p "$work/nginx"
+cat >"$work/nginx/nginx.conf" <<EOF
+worker_processes $(nproc);
+pid $work/nginx/nginx.pid;
+error_log $work/nginx/error.log;
+events { worker_connections 1024; }
+http {
+    access_log off;
+    client_body_temp_path $work/nginx; proxy_temp_path $work/nginx; fastcgi_temp_path $work/nginx;
+    uwsgi_temp_path $work/nginx; scgi_temp_path $work/nginx;
+    server {
+        listen 127.0.0.1:$port;
+        location = /ad {
+            add_header X-Tiskos-Tracking-Urls "$trackers" always;
+            add_header X-Tiskos-Orientation "$orientation" always;
+            return 302 "$location";
+        }
+    }
+}
+EOF
+nginx -c "$work/nginx/nginx.conf" -p "$work/nginx" -g 'daemon off;' &
+pids+=($!)
+nginx_pid=$!
+for _ in $(seq 50); do curl -s -o /dev/null "http://127.0.0.1:$port/ad" && break; sleep 0.1; done
+run nginx "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
 
-rss() { awk '/VmRSS/ {print $2 " kB"}' "/proc/$server_pid/status"; }
-wrk -t"$threads" -c"$connections" -d3s "$url" >/dev/null   # warm-up
-rss_before=$(rss)
-load_before=$(cut -d' ' -f1-3 /proc/loadavg)
-wrk -t"$threads" -c"$connections" -d"$duration" --latency "$url" | tee "$work/wrk"
-rss_after=$(rss)
-load_after=$(cut -d' ' -f1-3 /proc/loadavg)
-
+rate() { awk '/Requests\/sec/ {print int($2)}' "$work/$1.wrk"; }
+p99() { awk '$1 == "99%" {print $2}' "$work/$1.wrk"; }
+errors() { grep -E "Socket errors|Non-2xx" "$work/$1.wrk" | grep -v "Non-2xx or 3xx responses: 0" | tr -s ' ' | paste -sd';' || true; }
+memory() { awk '{printf "%d -> %d kB", $1, $2}' "$work/$1.rss"; }
 echo
-echo "server RSS after warm-up: $rss_before; after the run: $rss_after"
-echo "load average before: $load_before; after: $load_after ($(nproc) cores)"
-echo "request log written: $(wc -l <"$work/requests.jsonl") lines, $(du -h "$work/requests.jsonl" | cut -f1)"
-rate=$(awk '/Requests\/sec/ {print int($2)}' "$work/wrk")
-p99=$(awk '$1 == "99%" {print $2}' "$work/wrk")
-errors=$(grep -E "Socket errors|Non-2xx" "$work/wrk" || true)
-echo "target: >= 2000 requests/s, p99 < 20 ms, no errors -> got $rate requests/s, p99 $p99${errors:+, $errors}"
+echo "| server | requests/s | p99 | errors | RSS after warm-up -> after |"
+echo "|---|---|---|---|---|"
+for name in adserver nginx; do
+    echo "| $name | $(rate $name) | $(p99 $name) | $(errors $name | sed 's/^$/none/') | $(memory $name) |"
+done
+awk -v a="$(rate adserver)" -v b="$(rate nginx)" 'BEGIN {printf "velmora-adserver / nginx: %.2f (target >= 0.5, p99 < 10 ms)\n", a / b}'
+echo "request log written by velmora-adserver: $lines lines"
+
+if [ "${HOSTILE:-0}" = 1 ]; then
+    echo
+    python3 bench/adserver-hostile.py "$build_dir/adserver/velmora-adserver" "$build_dir/adserver/www"
+fi

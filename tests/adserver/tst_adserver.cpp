@@ -90,7 +90,9 @@ public:
         static QTemporaryDir dir;  // the log of every server in this test run
         static int servers = 0;
         const QString log = dir.filePath(QStringLiteral("requests-%1.jsonl").arg(++servers));
-        return QStringList{"velmora-adserver", "--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", log} + arguments;
+        // Checks read /stats right after what they count.
+        return QStringList{"velmora-adserver", "--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", log, "--stats-interval", "0"}
+            + arguments;
     }
 
 private:

@@ -1,0 +1,423 @@
+#include "AdServer.h"
+#include "ServerOptions.h"
+#include "TestMain.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+
+#include <sqlite3.h>
+
+#include <csignal>
+#include <memory>
+
+namespace {
+
+const QByteArray adRequest = "/ad?slotname=" + ServerOptions::gameAdUnit.toLatin1() + "&preqs=1";
+
+QByteArray get(const QByteArray &target, const QByteArray &headers = "Host: x\r\n")
+{
+    return "GET " + target + " HTTP/1.1\r\n" + headers + "\r\n";
+}
+
+// A client on a plain socket that writes exactly the bytes it is given.
+class RawClient
+{
+public:
+    struct Response
+    {
+        int status = 0;
+        QByteArray headers;
+        QByteArray body;
+    };
+
+    explicit RawClient(quint16 port)
+    {
+        socket_.connectToHost(QHostAddress::LocalHost, port);
+        socket_.waitForConnected(10000);
+    }
+
+    void send(const QByteArray &bytes)
+    {
+        socket_.write(bytes);
+        socket_.waitForBytesWritten(10000);
+    }
+
+    // The next response, or status 0 when the server hung up first.
+    Response read()
+    {
+        while (!buffer_.contains("\r\n\r\n") && waitForData()) {}
+        const qsizetype end = buffer_.indexOf("\r\n\r\n");
+        if (end < 0)
+            return {};
+        Response response{buffer_.mid(9, 3).toInt(), buffer_.left(end + 2), {}};
+        static const QRegularExpression lengthField(QStringLiteral("(?im)^content-length: *(\\d+)"));
+        const qsizetype length = lengthField.match(QString::fromLatin1(response.headers)).captured(1).toLongLong();
+        while (buffer_.size() < end + 4 + length && waitForData()) {}
+        response.body = buffer_.mid(end + 4, length);
+        buffer_.remove(0, end + 4 + length);
+        return response;
+    }
+
+    // Whether the server closes the connection (without sending anything more) within the wait.
+    bool closedByServer(int waitMs = 20000)
+    {
+        while (waitForData(waitMs)) {}
+        return socket_.state() == QAbstractSocket::UnconnectedState && buffer_.isEmpty();
+    }
+
+private:
+    bool waitForData(int waitMs = 10000)
+    {
+        if (socket_.bytesAvailable() == 0 && !socket_.waitForReadyRead(waitMs))
+            return false;
+        buffer_ += socket_.readAll();
+        return true;
+    }
+
+    QTcpSocket socket_;
+    QByteArray buffer_;
+};
+
+// velmora-adserver as its own process, so signals can be sent to it; its
+// request log and database live in `dir`.
+class ServerProcess
+{
+public:
+    ServerProcess(const QString &dir, const QStringList &arguments = {})
+    {
+        process_.start(QStringLiteral(VELMORA_ADSERVER_BINARY),
+                       QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", dir + "/requests.jsonl", "--stats-interval", "0"}
+                           + arguments);
+        process_.waitForReadyRead(30000);
+        port_ = QRegularExpression("127\\.0\\.0\\.1:(\\d+)").match(QString::fromLatin1(process_.readLine())).captured(1).toUShort();
+    }
+    ~ServerProcess() { stop(SIGKILL); }
+
+    quint16 port() const { return port_; }
+    RawClient::Response get(const QByteArray &target)
+    {
+        RawClient client(port_);
+        client.send(::get(target));
+        return client.read();
+    }
+    QJsonObject stats() { return QJsonDocument::fromJson(get("/stats").body).object(); }
+    void signal(int number) { ::kill(pid_t(process_.processId()), number); }
+    // Exit code after the signal, -1 when it was killed.
+    int stop(int number = SIGTERM)
+    {
+        if (process_.state() == QProcess::NotRunning)
+            return process_.exitCode();
+        signal(number);
+        process_.waitForFinished(30000);
+        return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
+    }
+    QByteArray errorOutput() { return process_.readAllStandardError(); }
+
+private:
+    QProcess process_;
+    quint16 port_ = 0;
+};
+
+// The same server in this process, for checks that need no signals.
+class InProcessServer
+{
+public:
+    explicit InProcessServer(const QStringList &arguments = {})
+    {
+        ServerOptions options;
+        QString error;
+        const QStringList all = QStringList{"velmora-adserver", "--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", "",
+                                            "--stats-interval", "0"}
+            + arguments;
+        if (!options.parse(all, &error))
+            qFatal("bad arguments: %s", qPrintable(error));
+        server_ = std::make_unique<AdServer>(options);
+        if (!server_->start(&error))
+            qFatal("server did not start: %s", qPrintable(error));
+    }
+    quint16 port() const { return server_->port(); }
+    QByteArray base() const { return server_->baseUrl(); }
+
+private:
+    std::unique_ptr<AdServer> server_;
+};
+
+qint64 countInDatabase(const QString &path, const char *name)
+{
+    sqlite3 *db = nullptr;
+    sqlite3_stmt *statement = nullptr;
+    qint64 value = -1;
+    if (sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK
+        && sqlite3_prepare_v2(db, "SELECT value FROM counts WHERE unit = '' AND name = ?", -1, &statement, nullptr) == SQLITE_OK
+        && sqlite3_bind_text(statement, 1, name, -1, SQLITE_STATIC) == SQLITE_OK && sqlite3_step(statement) == SQLITE_ROW)
+        value = sqlite3_column_int64(statement, 0);
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return value;
+}
+
+qsizetype loggedAdRequests(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll().count("\"path\":\"/ad\"") : 0;
+}
+
+}  // namespace
+
+class TestAdServerOperations : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    // Raw bytes to a server started with `arguments`: the statuses answered in
+    // order, and whether the server then closes the connection or answers another request on it.
+    void rawExchanges_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<QList<int>>("statuses");
+        QTest::addColumn<bool>("closes");
+        auto row = [](const char *name, const QByteArray &request, const QList<int> &statuses, bool closes, const QString &arguments = {}) {
+            QTest::newRow(name) << arguments << request << statuses << closes;
+        };
+        QByteArray headers, fields, parameters;
+        for (int i = 0; i < 10; ++i)
+            headers += "X-Big-" + QByteArray::number(i) + ": " + QByteArray(2000, 'h') + "\r\n";
+        for (int i = 0; i < 101; ++i)
+            fields += "X-" + QByteArray::number(i) + ": 1\r\n";
+        for (int i = 0; i < 998; ++i)  // with the ad request's two
+            parameters += "&k" + QByteArray::number(i) + "=v";
+
+        row("keep-alive", get("/stats"), {200}, false);
+        row("pipelined, answered in order", get("/no/such") + get(adRequest) + get("/stats"), {404, 302, 200}, false);
+        row("POST", "POST /stats HTTP/1.1\r\nHost: x\r\nContent-Length: 2\r\n\r\nab", {405}, false);
+        row("small body read and ignored", "GET /stats HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\n\r\nabc" + get("/stats"), {200, 200}, false);
+        row("Connection: close", get("/stats", "Host: x\r\nConnection: close\r\n"), {200}, true);
+        row("HTTP/1.0 without Host", "GET /stats HTTP/1.0\r\n\r\n", {200}, true);
+        row("HTTP/9.9", "GET /stats HTTP/9.9\r\nHost: x\r\n\r\n", {505}, true);
+        row("HTTP/1.1 without Host", get("/stats", ""), {400}, true);
+        row("two Host fields", get("/stats", "Host: x\r\nHost: y\r\n"), {400}, true);
+        row("header line without a colon", get("/stats", "Host: x\r\nBad Header\r\n"), {400}, true);
+        row("request line over 16 KB", get("/stats?q=" + QByteArray(17000, 'a')), {414}, true);
+        row("header block over 16 KB", get("/stats", "Host: x\r\n" + headers), {431}, true);
+        row("101 header fields", get("/stats", "Host: x\r\n" + fields), {431}, true);
+        row("body over 64 KB", "GET /stats HTTP/1.1\r\nHost: x\r\nContent-Length: 70000\r\n\r\n" + QByteArray(70000, 'b'), {413}, true);
+        row("1000 parameters", get(adRequest + parameters), {302}, false);
+        row("1001 parameters", get(adRequest + parameters + "&one=more"), {400}, true);
+        row("line limit set lower", get("/stats?q=" + QByteArray(2000, 'a')), {414}, true, "--max-header-bytes 1024");
+        row("parameter limit set lower", get(adRequest + "&a=1&b=2"), {400}, true, "--max-parameters 3");
+    }
+
+    void rawExchanges()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(QByteArray, request);
+        QFETCH(QList<int>, statuses);
+        QFETCH(bool, closes);
+        InProcessServer server(arguments.split(' ', Qt::SkipEmptyParts));
+        RawClient client(server.port());
+        client.send(request);
+        QList<int> answered;
+        for (qsizetype i = 0; i < statuses.size(); ++i)
+            answered << client.read().status;
+        QCOMPARE(answered, statuses);
+        if (closes) {
+            QVERIFY(client.closedByServer());
+        } else {
+            client.send(get("/stats"));
+            QCOMPARE(client.read().status, 200);
+        }
+    }
+
+    void slowAndIdleClientsAreClosed()
+    {
+        InProcessServer server({"--header-timeout", "1", "--idle-timeout", "1"});
+        RawClient slow(server.port()), idle(server.port());
+        slow.send("GET /stats HTTP/1.1\r\nHost: x\r\n");  // never finishes its header block
+        idle.send(get("/stats"));
+        QCOMPARE(idle.read().status, 200);
+        RawClient normal(server.port());
+        normal.send(get(adRequest));
+        QCOMPARE(normal.read().status, 302);
+        QVERIFY(slow.closedByServer());
+        QVERIFY(idle.closedByServer());
+    }
+
+    void connectionsBeyondTheLimitAreClosed()
+    {
+        InProcessServer server({"--max-connections", "2"});
+        RawClient first(server.port()), second(server.port()), third(server.port());
+        QVERIFY(third.closedByServer());
+        second.send(get(adRequest));
+        QCOMPARE(second.read().status, 302);
+    }
+
+    void staticFilesStayInsideTheSite()
+    {
+        QTemporaryDir dir;
+        const QString www = dir.filePath("www");
+        QVERIFY(QProcess::execute("cp", {"-r", VELMORA_ADSERVER_WWW, www}) == 0);
+        QFile outside(dir.filePath("secret.txt"));
+        QVERIFY(outside.open(QIODevice::WriteOnly) && outside.write("secret") == 6);
+        outside.close();
+        QVERIFY(QFile::link(outside.fileName(), www + "/outside.html"));
+        QVERIFY(QFile::link(www + "/landing/story.html", www + "/inside.html"));
+        QFile big(www + "/big.bin");
+        QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(5 << 20));
+        big.close();
+        InProcessServer server({"--www", www});
+        const QList<QPair<QByteArray, int>> cases{{"/outside.html", 404}, {"/inside.html", 200}, {"/landing/", 200}, {"/big.bin", 200}};
+        for (const auto &[path, status] : cases) {
+            RawClient client(server.port());
+            client.send(get(path));
+            const RawClient::Response response = client.read();
+            QVERIFY2(response.status == status && !response.body.contains("secret"), path);
+            if (path == "/big.bin")
+                QCOMPARE(response.body.size(), 5 << 20);
+        }
+    }
+
+    void countsSurviveRestartAndKill()
+    {
+        QTemporaryDir dir;
+        const QString database = dir.filePath("requests.sqlite"), log = dir.filePath("requests.jsonl");
+        {
+            ServerProcess server(dir.path());
+            for (int i = 0; i < 3; ++i)
+                QCOMPARE(server.get(adRequest).status, 302);
+            QCOMPARE(server.get("/track/impression?unit=" + ServerOptions::gameAdUnit.toLatin1() + "&creative=club").status, 200);
+            QCOMPARE(server.stop(SIGTERM), 0);
+        }
+        {
+            ServerProcess server(dir.path());
+            const QJsonObject stats = server.stats();
+            QCOMPARE(stats["adRequests"].toInt(), 3);
+            QCOMPARE(stats["units"][ServerOptions::gameAdUnit]["creatives"]["club"]["impressions"].toInt(), 1);
+            QCOMPARE(server.get(adRequest).status, 302);
+            QCOMPARE(server.stats()["recent"][0]["id"].toInt(), 4);  // request ids go on from the stored count
+            // A committed batch survives kill -9.
+            QTRY_COMPARE_WITH_TIMEOUT(countInDatabase(database, "adRequests"), 4, 10000);
+            for (int i = 0; i < 40; ++i)
+                server.get(adRequest);
+            QCOMPARE(server.stop(SIGKILL), -1);
+        }
+        ServerProcess server(dir.path());  // opens the database kill -9 left behind
+        const qint64 counted = server.stats()["adRequests"].toInteger();
+        QVERIFY2(counted >= 4 && counted <= loggedAdRequests(log), qPrintable(QString::number(counted)));
+    }
+
+    void hangupReopensTheLog()
+    {
+        QTemporaryDir dir;
+        const QString log = dir.filePath("requests.jsonl");
+        ServerProcess server(dir.path());
+        server.get("/stats?first=1");
+        QTRY_VERIFY_WITH_TIMEOUT(QFile(log).size() > 0, 10000);
+        QVERIFY(QFile::rename(log, log + ".1"));
+        server.signal(SIGHUP);
+        QTRY_VERIFY_WITH_TIMEOUT(server.get("/stats?second=1").status == 200 && QFile::exists(log), 10000);
+        QCOMPARE(server.stop(SIGTERM), 0);
+        QFile rotated(log + ".1"), fresh(log);
+        QVERIFY(rotated.open(QIODevice::ReadOnly) && fresh.open(QIODevice::ReadOnly));
+        const QByteArray before = rotated.readAll(), after = fresh.readAll();
+        QVERIFY(before.contains("\"first\""));
+        QVERIFY(after.contains("\"second\"") && !after.contains("\"first\""));
+    }
+
+    void storageProblems()
+    {
+        QTemporaryDir dir;
+        QFile blocker(dir.filePath("file"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        const QList<QPair<QStringList, QByteArray>> refusals{
+            {{"--log", dir.filePath("file/requests.jsonl")}, "cannot open the request log"},
+            {{"--db", dir.filePath("file/counts.sqlite")}, "cannot open the count database"}};
+        for (const auto &[arguments, message] : refusals) {
+            QProcess server;
+            server.start(QStringLiteral(VELMORA_ADSERVER_BINARY), QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW} + arguments);
+            QVERIFY(server.waitForFinished(30000));
+            QCOMPARE(server.exitCode(), 1);
+            QVERIFY2(server.readAllStandardError().contains(message), message);
+        }
+        // A full disk: reported once, counted, and the server goes on answering.
+        ServerProcess full(dir.path(), {"--log", "/dev/full", "--db", dir.filePath("counts.sqlite")});
+        QCOMPARE(full.get(adRequest).status, 302);
+        QTRY_VERIFY_WITH_TIMEOUT(QJsonValue(full.stats())["storage"]["logLinesLost"].toInt() >= 1, 10000);
+        QCOMPARE(full.get(adRequest).status, 302);
+        QTRY_VERIFY_WITH_TIMEOUT(QJsonValue(full.stats())["storage"]["logLinesLost"].toInt() >= 3, 10000);
+        QCOMPARE(full.stop(SIGTERM), 0);
+        QCOMPARE(full.errorOutput().count("cannot write the request log"), 1);
+    }
+
+    void optionRejects()
+    {
+        const QList<QPair<QStringList, QString>> bad{
+            {{"--units", ""}, "at least one ad unit"}, {{"--units", ","}, "at least one ad unit"},
+            {{"--fill-rate", "nan"}, "--fill-rate"}, {{"--refresh", "nan"}, "--refresh"}, {{"--refresh", "inf"}, "--refresh"},
+            {{"--refresh", "0.5"}, "--refresh"}, {{"--refresh", "86401"}, "--refresh"}, {{"--threads", "0"}, "--threads"},
+            {{"--header-timeout", "0"}, "--header-timeout"}, {{"--max-body-bytes", "-1"}, "--max-body-bytes"},
+            {{"--stats-interval", "inf"}, "--stats-interval"}, {{"--public-host", "a/b"}, "--public-host"}};
+        for (const auto &[arguments, mention] : bad) {
+            QProcess server;
+            server.start(QStringLiteral(VELMORA_ADSERVER_BINARY), QStringList{"--www", VELMORA_ADSERVER_WWW} + arguments);
+            QVERIFY(server.waitForFinished(30000));
+            const QString error = QString::fromUtf8(server.readAllStandardError());
+            QVERIFY2(server.exitCode() == 2 && error.contains(mention), qPrintable(arguments.join(' ') + ": " + error));
+        }
+        for (const char *refresh : {"0", "1", "86400"}) {
+            ServerOptions options;
+            QString error;
+            QVERIFY2(options.parse({"velmora-adserver", "--www", VELMORA_ADSERVER_WWW, "--refresh", refresh}, &error), qPrintable(error));
+        }
+        for (const auto &[flag, shows] : QList<QPair<QString, QString>>{{"--help", "Default: 16384"}, {"--version", "velmora-adserver 1."}}) {
+            QProcess server;
+            server.start(QStringLiteral(VELMORA_ADSERVER_BINARY), {flag});
+            QVERIFY(server.waitForFinished(30000));
+            QVERIFY2(server.exitCode() == 0 && server.readAllStandardOutput().contains(shows.toUtf8()), qPrintable(flag));
+        }
+    }
+
+    // The page as a browser renders it: headless Chromium runs its script against the server.
+    void dashboardShowsTheNumbers()
+    {
+        InProcessServer server({"--fill-rate", "0.5"});
+        auto send = [&](const QByteArray &target) {
+            RawClient client(server.port());
+            client.send(get(target));
+            return client.read().status;
+        };
+        for (int i = 0; i < 4; ++i)
+            send(adRequest);
+        const QByteArray ids = "?unit=" + ServerOptions::gameAdUnit.toLatin1() + "&creative=";
+        for (const QByteArray &tracker : {"impression" + ids + "club", "impression" + ids + "club", "click" + ids + "club",
+                                          "impression" + ids + "tips"})
+            QCOMPARE(send("/track/" + tracker), 200);
+
+        QTemporaryDir profile;
+        QProcess chromium;
+        chromium.start(QStringLiteral("chromium"), {"--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking",
+                                                    "--disable-component-update", "--disable-sync", "--no-first-run",
+                                                    "--user-data-dir=" + profile.path(), "--virtual-time-budget=5000",
+                                                    "--dump-dom", QString::fromLatin1(server.base() + "/")});
+        QVERIFY2(chromium.waitForFinished(120000) && chromium.exitCode() == 0, chromium.readAllStandardError().right(600));
+        const QString dom = QString::fromUtf8(chromium.readAllStandardOutput());
+        auto shown = [&dom](const QString &pattern) { return QRegularExpression(pattern).match(dom).captured(1); };
+        QCOMPARE(shown("id=\"fill-rate\">([^<]*)<"), QStringLiteral("50.0%"));
+        QCOMPARE(shown("id=\"impressions\">([^<]*)<"), QStringLiteral("3"));
+        QCOMPARE(shown("id=\"clicks\">([^<]*)<"), QStringLiteral("1"));
+        QStringList club;  // creative, served, impressions, clicks, CTR, click-throughs
+        for (const auto &match : QRegularExpression("<td[^>]*>([^<]*)</td>").globalMatch(shown("data-creative=\"club\">(.*?)</tr>")))
+            club << match.captured(1);
+        QCOMPARE(club.mid(2, 3), QStringList({"2", "1", "50.0%"}));
+        QCOMPARE(shown("<tbody id=\"recent\">(.*?)</tbody>").count(QStringLiteral("<tr>")), 4);
+    }
+};
+
+VELMORA_TEST_MAIN(TestAdServerOperations)
+#include "tst_adserver_operations.moc"
