@@ -33,14 +33,34 @@ WebView::~WebView()
 void WebView::loadRequest(const QNetworkRequest &request)
 {
     htmlBaseURL_.clear();
+    if (request.hasRawHeader("Referer")) {
+        loadFromReferrer(request.url(), QUrl::fromEncoded(request.rawHeader("Referer")));
+        return;
+    }
     QWebEngineHttpRequest engineRequest(request.url());
     for (const QByteArray &name : request.rawHeaderList())
         engineRequest.setHeader(name, request.rawHeader(name));
     load(engineRequest);
 }
 
+// The engine drops a Referer handed to it with a load; a page really at the
+// referring URL that moves on to the target sends it as a browser would.
+// That stepping stone is the view's own business: nobody hears of it.
+void WebView::loadFromReferrer(const QUrl &url, const QUrl &referrer)
+{
+    const QString target = QString::fromUtf8(url.toEncoded()).toHtmlEscaped();
+    const QByteArray stone = QStringLiteral("<meta name='referrer' content='unsafe-url'>"
+                                           "<meta http-equiv='refresh' content='0; url=%1'>")
+                                .arg(target)
+                                .toUtf8();
+    referredURL_ = url;
+    steppingStone_ = referrer;
+    page()->setContent(stone, QStringLiteral("text/html;charset=UTF-8"), referrer);
+}
+
 void WebView::loadHTMLString(const QString &html, const QUrl &baseURL)
 {
+    steppingStone_.clear();
     const QByteArray data = html.toUtf8();
     if (data.size() > kMaximumHTMLStringBytes) {
         // Reported like any failed load, once the caller has returned.
@@ -104,6 +124,14 @@ QString WebView::userAgent() const
 
 bool WebView::shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType type, bool isMainFrame)
 {
+    if (isMainFrame && referredURL_.isValid()) {
+        if (url.scheme() == QLatin1String("data"))
+            return true;
+        if (url == referredURL_) {
+            referredURL_.clear();
+            type = WebViewDelegate::Other;
+        }
+    }
     const bool htmlString = isMainFrame && url.scheme() == QLatin1String("data") && htmlBaseURL_.isValid();
     QNetworkRequest request(htmlString ? htmlBaseURL_ : url);
     request.setRawHeader("User-Agent", userAgent().toUtf8());
@@ -116,6 +144,8 @@ bool WebView::shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType t
 
 void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
 {
+    if (!steppingStone_.isEmpty() && (info.url() == steppingStone_ || info.url().scheme() == QLatin1String("data")))
+        return;
     switch (info.status()) {
     case QWebEngineLoadingInfo::LoadStartedStatus:
         loading_ = true;

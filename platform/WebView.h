@@ -50,6 +50,7 @@ public:
     bool shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType type, bool isMainFrame);
 
 private:
+    void loadFromReferrer(const QUrl &url, const QUrl &referrer);
     void onLoadingChanged(const QWebEngineLoadingInfo &info);
     void failLoad(const Error &error);
 
@@ -58,4 +59,7 @@ private:
     // While an HTML string loads, the engine navigates to a data: URL; the
     // delegate sees the base URL instead.
     QUrl htmlBaseURL_;
+    // A load with a Referer goes through a page at the referring URL.
+    QUrl referredURL_;
+    QUrl steppingStone_;
 };

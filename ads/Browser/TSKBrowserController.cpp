@@ -98,7 +98,7 @@ void TSKBrowserController::buildToolbar()
 QAction *TSKBrowserController::buttonWithImage(const QIcon &image, const QString &name, bool enabled,
                                                void (TSKBrowserController::*action)())
 {
-    auto *button = new QAction(image, name, this);
+    auto *button = new QAction(image, name, vars()->toolbar);
     button->setObjectName(name);
     button->setEnabled(enabled);
     connect(button, &QAction::triggered, this, action);

@@ -139,6 +139,8 @@ void TSKViewController::viewDidAppear(bool animated)
 
 void TSKViewController::relinquishScreen()
 {
+    // A fallback appearance still due would take the dismissal for one.
+    cancelPreviousPerformRequests(this);
     view()->setEnabled(false);
     if (isFirstTSKViewController()) {
         privateData()->interactingWithParent = true;

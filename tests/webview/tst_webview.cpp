@@ -7,6 +7,8 @@
 
 #include <QApplication>
 #include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
 
 namespace {
 
@@ -75,6 +77,37 @@ private slots:
         // A page too large for the engine fails instead of idling.
         view.loadHTMLString(QString(WebView::kMaximumHTMLStringBytes + 1, 'x'), base);
         QVERIFY(spinUntil([&] { return delegate.failures.size() == 1; }));
+    }
+
+    // The caller's headers (a Referer, say) go with the first request only.
+    void requestHeadersGoWithTheFirstRequest()
+    {
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        QList<QByteArray> requests;
+        connect(&server, &QTcpServer::newConnection, [&] {
+            QTcpSocket *socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, [&requests, socket] {
+                requests << socket->readAll();
+                const QByteArray page = "<a id='l' href='/next'>next</a>";
+                socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: "
+                              + QByteArray::number(page.size()) + "\r\n\r\n" + page);
+            });
+        });
+        WebView view;
+        RecordingDelegate delegate;
+        view.setDelegate(&delegate);
+        const QString base = QStringLiteral("http://127.0.0.1:%1").arg(server.serverPort());
+        QNetworkRequest request(QUrl(base + "/first"));
+        request.setRawHeader("Referer", "http://127.0.0.1:9/ad/page.html");
+        view.loadRequest(request);
+        QVERIFY2(spinUntil([&] { return delegate.finished == 1; }),
+                 qPrintable(delegate.asked.join(',') + (delegate.failures.isEmpty() ? QString() : delegate.failures.first().localizedDescription() + QString::number(delegate.failures.first().code))));
+        view.evaluateJavaScript(QStringLiteral("document.getElementById('l').click();"));
+        QVERIFY(spinUntil([&] { return delegate.finished == 2; }));
+        const QByteArray all = requests.join("\n---\n");
+        QVERIFY2(requests.first().contains("Referer: http://127.0.0.1:9/ad/page.html"), all.constData());
+        QVERIFY2(!requests.last().contains("ad/page.html"), all.constData());
     }
 
     void htmlStringRunsUnseenUnderItsBaseURLAndTakesScripts()
