@@ -410,6 +410,7 @@ private slots:
         ::kill(pid_t(server.processId()), SIGTERM);
         QVERIFY(server.waitForFinished(30000));
         QCOMPARE(server.exitStatus(), QProcess::NormalExit);
+        QVERIFY2(server.exitCode() == 0, server.readAllStandardError().constData());
         QFile file(log);  // the buffered line reached the disk
         QVERIFY(file.open(QIODevice::ReadOnly) && file.readAll().contains("\"status\":500"));
         QProcess refused;
