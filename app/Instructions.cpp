@@ -1,3 +1,4 @@
+#include "BannerPlacement.h"
 #include "Instructions.h"
 
 #include "ui_Instructions.h"
@@ -19,6 +20,7 @@ void Instructions::viewDidLoad()
 {
     ViewController::viewDidLoad();
     scroller->widget()->resize(320, 480);
+    bannerView_ = BannerPlacement::place(this);
 }
 
 void Instructions::back()

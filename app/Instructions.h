@@ -3,6 +3,7 @@
 #include "FormViewController.h"
 
 class QScrollArea;
+class TSKBannerView;
 
 namespace Ui {
 class Instructions;
@@ -24,4 +25,5 @@ public slots:
 
 private:
     QScrollArea *scroller = nullptr;
+    TSKBannerView *bannerView_ = nullptr;
 };

@@ -1,3 +1,4 @@
+#include "BannerPlacement.h"
 #include "Over.h"
 
 #include "Touch.h"
@@ -28,6 +29,7 @@ void Over::viewDidLoad()
     ViewController::viewDidLoad();
     TopScore->setText(QString::asprintf("%i", score));
     lab->setText(QString::asprintf("%d", score));
+    bannerView_ = BannerPlacement::place(this);
 }
 
 // The finished round and this screen stay underneath the new one.

@@ -3,6 +3,7 @@
 #include "FormViewController.h"
 
 class QLabel;
+class TSKBannerView;
 
 namespace Ui {
 class Over;
@@ -32,4 +33,5 @@ private:
     QLabel *TopScore = nullptr;
     int score = 0;
     int mainInt = 0;
+    TSKBannerView *bannerView_ = nullptr;
 };

@@ -1,3 +1,5 @@
+#include "View/TSKBannerView.h"
+#include "WebView.h"
 #include "ScreenshotTour.h"
 
 #include "About.h"
@@ -10,6 +12,7 @@
 #include "ViewGeometry.h"
 #include "Window.h"
 
+#include <QDeadlineTimer>
 #include <QCoreApplication>
 #include <QDir>
 #include <QTimer>
@@ -18,6 +21,8 @@ namespace {
 
 constexpr int kTicksPerSecond = 20;
 constexpr int kSecondsPlayed = 21;
+constexpr int kBannerWaitMs = 5000;
+constexpr int kBannerPaintMs = 400;
 
 // Fixed seed: the same balls and pick-ups on every run.
 uint32_t nextRandom()
@@ -108,8 +113,28 @@ void ScreenshotTour::run()
     QCoreApplication::exit(saved ? 0 : 1);
 }
 
+// A screen is pictured with its live ad, as a player sees it: wait until the
+// ads on view have arrived and been painted (or the ad server is clearly away).
+void ScreenshotTour::waitForBanners()
+{
+    const auto arrived = [this] {
+        for (const TSKBannerView *banner : window_->findChildren<TSKBannerView *>()) {
+            if (banner->isVisibleTo(window_) && !banner->webView()->isVisibleTo(window_))
+                return false;
+        }
+        return true;
+    };
+    QDeadlineTimer deadline(kBannerWaitMs);
+    while (!arrived() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    QDeadlineTimer painted(kBannerPaintMs);
+    while (!painted.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
 bool ScreenshotTour::save(const QString &name)
 {
+    waitForBanners();
     const QString path = QDir(directory_).filePath(name + QStringLiteral(".png"));
     if (window_->grabScreen().save(path))
         return true;

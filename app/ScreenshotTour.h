@@ -25,6 +25,7 @@ public:
 private:
     void run();
     bool save(const QString &name);
+    void waitForBanners();
 
     Window *window_;
     VelmoraViewController *menu_;

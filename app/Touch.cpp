@@ -1,3 +1,4 @@
+#include "BannerPlacement.h"
 #include "Touch.h"
 
 #include "Artwork.h"
@@ -57,6 +58,7 @@ void Touch::loadView()
 void Touch::viewDidLoad()
 {
     ViewController::viewDidLoad();
+    bannerView_ = BannerPlacement::place(this);
     images.clear();
     images.reserve(20);
     kTime = 0;

@@ -8,6 +8,7 @@
 class Ball;
 class QLabel;
 class QPushButton;
+class TSKBannerView;
 class Timer;
 
 namespace Ui {
@@ -78,4 +79,5 @@ private:
     int scoreInteger = 0;
     Timer *invisi = nullptr;
     QPointF *poss = nullptr;
+    TSKBannerView *bannerView_ = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "VelmoraViewController.h"
 
 #include "About.h"
+#include "BannerPlacement.h"
 #include "Instructions.h"
 #include "Touch.h"
 #include "ui_VelmoraViewController.h"
@@ -11,6 +12,11 @@ VelmoraViewController::VelmoraViewController(QObject *parent)
 }
 
 VelmoraViewController::~VelmoraViewController() = default;
+
+void VelmoraViewController::viewWillAppear(bool)
+{
+    bannerView_ = BannerPlacement::place(this);
+}
 
 void VelmoraViewController::menu()
 {

@@ -2,6 +2,8 @@
 
 #include "FormViewController.h"
 
+class TSKBannerView;
+
 namespace Ui {
 class VelmoraViewController;
 }
@@ -14,6 +16,9 @@ public:
     explicit VelmoraViewController(QObject *parent = nullptr);
     ~VelmoraViewController() override;
 
+    // Places a new banner on every appearance; earlier ones stay beneath it.
+    void viewWillAppear(bool animated) override;
+
 public slots:
     void menu();
     void instructions();
@@ -21,4 +26,6 @@ public slots:
 
 private:
     void present(ViewController *screen);
+
+    TSKBannerView *bannerView_ = nullptr;
 };

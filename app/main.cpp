@@ -1,4 +1,5 @@
 #include "Application.h"
+#include "View/TSKBannerView.h"
 #include "VelmoraAppDelegate.h"
 
 #include <QCoreApplication>
@@ -9,5 +10,7 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("velmora.example"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VELMORA_VERSION));
+    // House ads may send the player to the arcade's own club links.
+    TSKBannerView::registerSchemes({QStringLiteral("velmora-arcade")});
     return Application::main(argc, argv, [] { return std::make_unique<VelmoraAppDelegate>(); });
 }

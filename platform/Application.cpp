@@ -7,6 +7,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QScreen>
+#include <QWindow>
 #include <cstdio>
 #include <unistd.h>
 
@@ -14,17 +15,7 @@ namespace {
 
 constexpr int kMaximumScale = 16;
 
-Application::State fromQt(Qt::ApplicationState state)
-{
-    switch (state) {
-    case Qt::ApplicationActive:
-        return Application::Active;
-    case Qt::ApplicationInactive:
-        return Application::Inactive;
-    default:
-        return Application::Background;
-    }
-}
+bool hadVisibleWindow = false;
 
 // Without a scale from the user, pick the largest that fits: the scale is the
 // process's device pixel ratio and must be in the environment before the
@@ -47,9 +38,9 @@ void restartAtFittingScale(char **argv)
 
 }  // namespace
 
-Application::Application() : state_(fromQt(QGuiApplication::applicationState()))
+Application::Application() : state_(desktopState())
 {
-    connect(qApp, &QGuiApplication::applicationStateChanged, this, &Application::updateState);
+    qApp->installEventFilter(this);
     connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { post(WillTerminateNotification); });
 }
 
@@ -140,9 +131,48 @@ void Application::setStatusBarHidden(bool hidden, bool animated)
         keyWindow_->setStatusBarShown(!hidden);
 }
 
-void Application::updateState(Qt::ApplicationState qtState)
+Application::State Application::desktopState()
 {
-    const State target = fromQt(qtState);
+    for (const QWindow *window : QGuiApplication::topLevelWindows()) {
+        const QWindow::Visibility visibility = window->visibility();
+        if (visibility != QWindow::Hidden && visibility != QWindow::Minimized) {
+            hadVisibleWindow = true;
+            return Active;
+        }
+    }
+    return hadVisibleWindow ? Background : Inactive;
+}
+
+bool Application::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::Show:
+    case QEvent::Hide:
+    case QEvent::WindowStateChange:
+    case QEvent::Expose:
+        if (watched->isWindowType())
+            scheduleStateUpdate();
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+// Windows change in bursts (a hide and a show for one screen change, say);
+// the state is read once they have settled.
+void Application::scheduleStateUpdate()
+{
+    if (std::exchange(stateUpdateScheduled_, true))
+        return;
+    QMetaObject::invokeMethod(this, [this] {
+        stateUpdateScheduled_ = false;
+        updateState(desktopState());
+    }, Qt::QueuedConnection);
+}
+
+void Application::updateState(State target)
+{
     while (state_ != target)
         stepTowards(target);
 }

@@ -20,11 +20,15 @@ Q_MOC_INCLUDE("Window.h")
 // Notifications are posted on NotificationCenter::defaultCenter() with the
 // application as object:
 //   DidFinishLaunching  after the delegate's launch method returns
-//   WillResignActive    active -> inactive (the window lost the focus)
+//   WillResignActive    active -> inactive (on the way to the background)
 //   DidEnterBackground  -> background (all windows hidden or minimised)
 //   WillEnterForeground background -> inactive or active
 //   DidBecomeActive     -> active
 //   WillTerminate       the event loop is about to quit
+// The state is read the desktop way: a visible window is watched by its user
+// whether or not it has the focus, so the application is active while any of
+// its windows is shown and not minimised, in the background once it has had
+// a window and none is, and inactive only while launching.
 // Background tasks do not exist here.
 //
 // The accessors other code may probe for ("does the application answer
@@ -88,14 +92,20 @@ public:
     // Screens here are always upright (portrait = 1).
     Q_INVOKABLE int statusBarOrientation() const { return 1; }
 
-    // Fed by QGuiApplication::applicationStateChanged; public so that
-    // tests can drive it. Posts the notifications of each step passed.
-    void updateState(Qt::ApplicationState qtState);
+    // Moves to the state, posting the notifications of each step passed.
+    // Fed from the windows' visibility; public so that tests can drive it.
+    void updateState(State target);
+    // What the windows say the state is now.
+    static State desktopState();
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     Application();
 
     void stepTowards(State target);
+    void scheduleStateUpdate();
     void post(const QString &name);
 
     State state_;
@@ -103,4 +113,5 @@ private:
     UrlOpener urlOpener_;
     QPointer<Window> keyWindow_;
     bool statusBarHidden_ = false;
+    bool stateUpdateScheduled_ = false;
 };

@@ -25,6 +25,11 @@ QWidget *ViewController::view()
     return view_;
 }
 
+ViewController *ViewController::controllerOfView(const QWidget *view)
+{
+    return view ? qobject_cast<ViewController *>(view->property(kControllerProperty).value<QObject *>()) : nullptr;
+}
+
 void ViewController::setView(QWidget *view)
 {
     if (view == view_)
@@ -35,6 +40,7 @@ void ViewController::setView(QWidget *view)
     if (view_) {
         view_->installEventFilter(this);
         view_->setAttribute(Qt::WA_AcceptTouchEvents);
+        view_->setProperty(kControllerProperty, QVariant::fromValue<QObject *>(this));
     }
 }
 

@@ -44,6 +44,7 @@ public:
         LandscapeLeft = 4
     };
 
+    static constexpr const char *kControllerProperty = "viewController";
     static constexpr int kScreenWidth = 320;
     static constexpr int kScreenHeight = 480;
 
@@ -52,6 +53,8 @@ public:
 
     QWidget *view();
     bool isViewLoaded() const { return view_ != nullptr; }
+    // The controller whose view the widget is, if any.
+    static ViewController *controllerOfView(const QWidget *view);
     // Adopts the widget as the view (the controller owns it from now on).
     void setView(QWidget *view);
 

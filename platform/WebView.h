@@ -1,26 +1,61 @@
 #pragma once
 
+#include "WebViewDelegate.h"
+
+#include <QNetworkRequest>
 #include <QString>
 #include <QUrl>
 #include <QWebEngineView>
 
+class QWebEngineLoadingInfo;
+
 // A web view with the phone's interface over Qt WebEngine. It works without
-// ever being shown, so it can also run pages nobody sees.
+// ever being shown, so it can also run pages nobody sees. Its page lives in
+// the shared WebProfile; the delegate (not owned) decides every navigation.
 class WebView : public QWebEngineView
 {
     Q_OBJECT
 public:
+    // What setHtml can carry; a larger page fails to load instead.
+    static constexpr qsizetype kMaximumHTMLStringBytes = 1536 * 1024;
+
     explicit WebView(QWidget *parent = nullptr);
+    ~WebView() override;
 
-    // Makes the page-to-native bridge schemes ("tsmsg", "tiskos") known to the
-    // web engine so that their navigations reach the view instead of being
-    // handed to the desktop. Must run before the application object exists.
-    static void registerSchemes();
+    WebViewDelegate *delegate() const { return delegate_; }
+    void setDelegate(WebViewDelegate *delegate) { delegate_ = delegate; }
 
+    // Loads the request's URL with its raw headers (a Referer, say).
+    void loadRequest(const QNetworkRequest &request);
     // Shows `html` as if it had been loaded from `baseURL`: relative links
-    // resolve against it and the page's location is that URL.
+    // resolve against it, the page's location is that URL, and the delegate
+    // is asked about that URL (navigation type Other).
     void loadHTMLString(const QString &html, const QUrl &baseURL);
-
     // Runs the script in the current page; the result is not waited for.
     void evaluateJavaScript(const QString &script);
+
+    bool isLoading() const { return loading_; }
+    bool canGoBack() const;
+    bool canGoForward() const;
+    void goBack();
+    void goForward();
+    void reload();
+    void stopLoading();
+
+    // The URL of the page shown or being loaded.
+    QUrl requestURL() const;
+    QString userAgent() const;
+
+    // Called by the page for every navigation it is about to start.
+    bool shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType type, bool isMainFrame);
+
+private:
+    void onLoadingChanged(const QWebEngineLoadingInfo &info);
+    void failLoad(const Error &error);
+
+    WebViewDelegate *delegate_ = nullptr;
+    bool loading_ = false;
+    // While an HTML string loads, the engine navigates to a data: URL; the
+    // delegate sees the base URL instead.
+    QUrl htmlBaseURL_;
 };

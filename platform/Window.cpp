@@ -32,13 +32,20 @@ Window::~Window()
         Application::shared()->setKeyWindow(nullptr);
 }
 
+// The window's first subview is its screen: like the phone, tell that view's
+// controller it appears.
 void Window::addSubview(QWidget *view)
 {
     if (!view)
         return;
+    ViewController *controller = content_->findChildren<QWidget *>(Qt::FindDirectChildrenOnly).isEmpty() ? ViewController::controllerOfView(view) : nullptr;
+    if (controller)
+        controller->viewWillAppear(false);
     view->setParent(content_);
     view->show();
     view->raise();
+    if (controller)
+        controller->viewDidAppear(false);
 }
 
 ViewController *Window::rootViewController() const

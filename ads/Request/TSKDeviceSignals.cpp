@@ -22,3 +22,17 @@ bool TSKDeviceSignals::spamSignal(QString &signal)
     const SpamSignalSource &source = installedSpamSignalSource();
     return source && source(signal);
 }
+
+// The stand-ins below report no signal and keep nothing.
+bool TSKDeviceSignals::clickSignal(const QString &, QString &)
+{
+    return false;
+}
+
+void TSKDeviceSignals::touchSignals(int, int, int)
+{
+}
+
+void TSKDeviceSignals::requestTypeAndVersion(int, const QString &)
+{
+}

@@ -17,4 +17,11 @@ void setSpamSignalSource(SpamSignalSource source);
 
 bool spamSignal(QString &signal);
 
+// Fills `signal` for the click identified by `clickIdentifier`; answers whether it did.
+bool clickSignal(const QString &clickIdentifier, QString &signal);
+// Where and how long the ad was touched (-1 for what the page did not say).
+void touchSignals(int x, int y, int duration);
+// The ad server's request type and the library version of the ad being fetched.
+void requestTypeAndVersion(int requestType, const QString &version);
+
 }  // namespace TSKDeviceSignals

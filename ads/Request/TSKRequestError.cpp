@@ -3,16 +3,16 @@
 #include "Request/TSKRequestPrivate.h"
 #include "Utility/TSKIdentifierUtilities.h"
 
-TSKRequestError::TSKRequestError(qint64 code, TSKRequest *request) : Error{Domain, code, {}}
+TSKRequestError::TSKRequestError(qint64 code, const TSKRequest *request) : Error{Domain, code, {}}
 {
     if (code == InvalidRequest && request)
-        userInfo = TSKRequestPrivate::from(request)->parameters();
+        userInfo = TSKRequestPrivate::from(request)->sentParameters();
     const QString message = localizedStringForErrorCode(code);
     userInfo.insert(LocalizedDescriptionKey, message);
     userInfo.insert(LocalizedFailureReasonKey, message);
 }
 
-TSKRequestError TSKRequestError::errorWithCodeRequest(qint64 code, TSKRequest *request)
+TSKRequestError TSKRequestError::errorWithCodeRequest(qint64 code, const TSKRequest *request)
 {
     return TSKRequestError(code, request);
 }

@@ -6,7 +6,8 @@ class TSKRequest;
 
 // The one error the ad library hands to publishers: the library's domain, a
 // code from 0 to 4 and a fixed message. An invalid request (code 0) also
-// carries the parameters it sent, so the publisher can see what went wrong.
+// carries the parameters it sent (none if it was never sent), so the
+// publisher can see what went wrong.
 class TSKRequestError : public Error
 {
 public:
@@ -19,8 +20,8 @@ public:
     static constexpr int MinimumOSMinor = 0;
 
     // `request` may be null; codes outside 1..4 read as an invalid request.
-    TSKRequestError(qint64 code, TSKRequest *request);
-    static TSKRequestError errorWithCodeRequest(qint64 code, TSKRequest *request);
+    TSKRequestError(qint64 code, const TSKRequest *request);
+    static TSKRequestError errorWithCodeRequest(qint64 code, const TSKRequest *request);
 
     // "Request Error: " and the message of the code on this device.
     static QString localizedStringForErrorCode(qint64 code);

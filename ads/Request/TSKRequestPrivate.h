@@ -60,6 +60,11 @@ public:
     // Device facts, "js", "net", the targeting, the statistics (which taking
     // them clears) and "preqs".
     QVariantMap parameters() const;
+    // What parameters() gave when the loader last sent this request; empty
+    // before that. An invalid-request error shows these rather than taking
+    // the statistics again.
+    const QVariantMap &sentParameters() const { return sentParameters_; }
+    void setSentParameters(const QVariantMap &parameters) { sentParameters_ = parameters; }
     // At most one entry, from the device signals module.
     QVariantMap spamSignals() const;
 
@@ -77,4 +82,5 @@ private:
     std::shared_ptr<QStringList> keywords_;
     bool interstitialAd_ = false;
     qint64 counter_ = 0;
+    QVariantMap sentParameters_;
 };

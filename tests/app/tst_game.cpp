@@ -65,7 +65,8 @@ private slots:
         Window window;
         ObservedMenu menu;
         window.addSubview(menu.view());
-        int appeared = 0;
+        int appeared = 1;  // as the window's first subview, with the window
+        QCOMPARE(menu.appearances, appeared);
         for (const auto &[button, screen] : {std::pair("howToPlay", "Instructions"), std::pair("aboutButton", "About")}) {
             ViewController *shown = presented(&menu, button, screen, ViewController::FlipHorizontal);
             QVERIFY2(shown, button);

@@ -3,6 +3,7 @@
 #include "PageScript.h"
 #include "Request/TSKRequest.h"
 #include "TestMain.h"
+#include "View/TSKWebViewDelegate.h"
 #include "WebView.h"
 
 #include <QSignalSpy>
@@ -118,5 +119,5 @@ private slots:
     }
 };
 
-VELMORA_TEST_MAIN_WITH(TestNotification, WebView::registerSchemes)
+VELMORA_TEST_MAIN_WITH(TestNotification, [] { TSKWebViewDelegate::registerSchemes(); })
 #include "tst_notification.moc"

@@ -74,17 +74,48 @@ private slots:
                        + QString::number(App::shared()->applicationState());
         });
         App *app = App::shared();
-        app->updateState(Qt::ApplicationActive);
+        app->updateState(App::Active);
         log.clear();
-        for (Qt::ApplicationState state : {Qt::ApplicationActive, Qt::ApplicationInactive, Qt::ApplicationActive,
-                                           Qt::ApplicationHidden, Qt::ApplicationActive, Qt::ApplicationSuspended,
-                                           Qt::ApplicationInactive})
+        for (App::State state : {App::Active, App::Inactive, App::Active, App::Background, App::Active,
+                                 App::Background, App::Inactive})
             app->updateState(state);
         // Each is posted while the state it speaks of is (still) current: 0 active, 2 background.
         QCOMPARE(log, QStringList({"WillResignActive0", "DidBecomeActive0", "WillResignActive0",
                                    "DidEnterBackground2", "WillEnterForeground2", "DidBecomeActive0",
                                    "WillResignActive0", "DidEnterBackground2", "WillEnterForeground2"}));
         QCOMPARE(app->applicationState(), App::Inactive);
+    }
+
+    // A window the player can see is watched, focused or not; only when every
+    // window is minimised or hidden does the program go to the background.
+    void visibleWindowsKeepTheApplicationActive()
+    {
+        QStringList seen;
+        QObject observer;
+        NotificationCenter::defaultCenter()->addObserver(&observer, QString(), App::shared(), [&seen](const Notification &n) {
+            seen << QString(n.name()).remove("Application").remove("Notification");
+        });
+        window->hide();
+        QWidget game;
+        QWidget other;
+        game.show();
+        QTRY_COMPARE(App::shared()->applicationState(), App::Active);
+        seen.clear();
+        other.show();
+        other.activateWindow();
+        QTest::qWait(50);
+        QCOMPARE(App::shared()->applicationState(), App::Active);
+        other.hide();
+        game.showMinimized();
+        QTRY_COMPARE(App::shared()->applicationState(), App::Background);
+        game.showNormal();
+        QTRY_COMPARE(App::shared()->applicationState(), App::Active);
+        game.hide();
+        QTRY_COMPARE(App::shared()->applicationState(), App::Background);
+        QCOMPARE(seen, QStringList({"WillResignActive", "DidEnterBackground", "WillEnterForeground", "DidBecomeActive",
+                              "WillResignActive", "DidEnterBackground"}));
+        game.show();
+        QTRY_COMPARE(App::shared()->applicationState(), App::Active);
     }
 
     void urlsGoToTheInstalledOpener()

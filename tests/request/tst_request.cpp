@@ -252,6 +252,10 @@ private slots:
             {7, invalid}, {-1, invalid}};
         const auto request = TSKRequest::request();
         request->addKeyword("arcade");
+        auto *sent = TSKRequestPrivate::from(request.get());
+        sent->setSentParameters(sent->parameters());
+        // Building the error must not take the statistics a second time.
+        TSKStatistics::sharedStatistics()->incrementClickCount();
         for (const auto &[code, message] : messages) {
             QCOMPARE(TSKRequestError::localizedStringForErrorCode(code), message);
             const TSKRequestError error(code, request.get());
@@ -267,6 +271,7 @@ private slots:
         const std::optional<Error> plain = TSKRequestError::errorWithCodeRequest(0, request.get());
         QCOMPARE(plain->userInfo.value("kw"), QVariant(QVariantList{"arcade"}));
         QCOMPARE(plain->localizedDescription(), invalid);
+        QCOMPARE(sent->parameters().value("pcc").toInt(), 1);
         QCOMPARE(TSKRequestError::localizedStringForErrorCodeOnOS(3, 2, 2, 1),
                  QString("Request Error: This device's OS is 2.2.1.  It is below the minimum of 3.0."));
         int major = -1, minor = -1, bugFix = -1;

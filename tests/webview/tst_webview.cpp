@@ -1,13 +1,85 @@
 #include "PageScript.h"
 #include "TestMain.h"
+#include "WebProfile.h"
 #include "WebView.h"
 
+#include "EventLoopWait.h"
+
+#include <QApplication>
+#include <QDesktopServices>
 #include <QSignalSpy>
+
+namespace {
+
+// Records what the view asks and tells, and refuses all but http pages.
+class RecordingDelegate : public WebViewDelegate
+{
+public:
+    QStringList asked;
+    int finished = 0;
+    QList<Error> failures;
+
+    bool webViewShouldStartLoad(WebView *, const QNetworkRequest &request, NavigationType type) override
+    {
+        asked << QStringLiteral("%1 %2").arg(type).arg(request.url().toString());
+        userAgent = request.rawHeader("User-Agent");
+        return request.url().scheme() == QLatin1String("http");
+    }
+    void webViewDidFinishLoad(WebView *) override { ++finished; }
+    void webViewDidFailLoadWithError(WebView *, const Error &error) override { failures << error; }
+
+    QByteArray userAgent;
+};
+
+bool spinUntil(const std::function<bool()> &done)
+{
+    return testsupport::waitUntil(done, 20000);
+}
+
+}  // namespace
 
 class TestWebView : public QObject
 {
     Q_OBJECT
 private slots:
+    // Every navigation a page starts, in any frame and of any scheme the view
+    // knows, is asked about first; none reaches the desktop or opens a window.
+    void pageNavigationsAreAskedAboutAndGoNowhereElse()
+    {
+        QList<QUrl> desktop;
+        QDesktopServices::setUrlHandler("velmora-arcade", nullptr, nullptr);
+        WebView view;
+        RecordingDelegate delegate;
+        view.setDelegate(&delegate);
+        const QUrl base("http://127.0.0.1:9/ad/page.html");
+        view.loadHTMLString(QStringLiteral("<iframe src='tsmsg:///frame'></iframe><script>"
+                                           "alert('hi'); confirm('sure?'); window.open('http://127.0.0.1:9/popup');"
+                                           "</script><a id='m' href='mailto:a@b.test'>m</a>"),
+                            base);
+        QVERIFY(spinUntil([&] { return delegate.finished == 1; }));
+        QCOMPARE(view.requestURL(), base);
+        QVERIFY(!delegate.userAgent.isEmpty());
+        for (const char *target : {"tsmsg:///click?u=x", "velmora-arcade://play", "file:///etc/passwd"})
+            view.evaluateJavaScript(QStringLiteral("location.href = '%1';").arg(target));
+        view.evaluateJavaScript(QStringLiteral("document.getElementById('m').click();"));
+        QVERIFY(spinUntil([&] { return delegate.asked.size() >= 6; }));
+        testsupport::spin(300);
+        QCOMPARE(delegate.asked.first(), QStringLiteral("5 ") + base.toString());
+        // A script's navigation counts as a link, as the engine reports it.
+        for (const char *seen : {"5 tsmsg:///frame", "0 tsmsg:///click?u=x", "0 velmora-arcade://play",
+                                 "0 file:///etc/passwd", "0 mailto:a@b.test"})
+            QVERIFY2(delegate.asked.contains(QString::fromLatin1(seen)), qPrintable(delegate.asked.join(" | ")));
+        // No window appeared.
+        QVERIFY(!delegate.asked.join(' ').contains("popup"));
+        QCOMPARE(QApplication::topLevelWidgets().size(), 1);
+        QCOMPARE(view.requestURL(), base);
+        QVERIFY(delegate.failures.isEmpty());
+
+        // A page too large for the engine fails instead of idling.
+        view.loadHTMLString(QString(WebView::kMaximumHTMLStringBytes + 1, 'x'), base);
+        QVERIFY(spinUntil([&] { return delegate.failures.size() == 1; }));
+    }
+
     void htmlStringRunsUnseenUnderItsBaseURLAndTakesScripts()
     {
         WebView view;
@@ -28,5 +100,5 @@ private slots:
     }
 };
 
-VELMORA_TEST_MAIN_WITH(TestWebView, WebView::registerSchemes)
+VELMORA_TEST_MAIN_WITH(TestWebView, [] { WebProfile::registerSchemes({"tsmsg", "mailto", "velmora-arcade"}); })
 #include "tst_webview.moc"

@@ -1,0 +1,460 @@
+#include "Object/TSKObjectPrivate.h"
+
+#include "Application.h"
+#include "DelayedPerform.h"
+#include "Delegate/TSKDelegateManager.h"
+#include "Network/TSKCachedFile.h"
+#include "Network/TSKClickTracker.h"
+#include "Notification/TSKNotificationCenter.h"
+#include "Request/TSKDeviceSignals.h"
+#include "Request/TSKRequestError.h"
+#include "Request/TSKRequestPrivate.h"
+#include "Statistics/TSKStatistics.h"
+#include "Statistics/TSKStatisticsCore.h"
+#include "Timer.h"
+#include "Utility/TSKIdentifierUtilities.h"
+#include "Utility/TSKMacros.h"
+#include "Utility/TSKNetworkConfiguration.h"
+#include "Utility/TSKNetworkUtilities.h"
+#include "Utility/TSKPropertyListDescription.h"
+#include "View/TSKBannerWebViewDelegate.h"
+#include "ViewController/TSKFullScreen.h"
+#include "WebView.h"
+
+#include <QDateTime>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+const QString kLoadAdURL = QStringLiteral("loadAdURL");
+const QString kInvalidRequest = QStringLiteral("invalidRequest");
+const QString kUnableToServe = QStringLiteral("unableToServe");
+const QString kExpireDateKey = QStringLiteral("expireDate");
+constexpr int kCoreScriptLifetimeSeconds = 86400;
+constexpr int kBadRequestStatus = 400;
+
+bool didAppFinishLaunching = false;
+
+QUrl coreScriptURL()
+{
+    return QUrl(QStringLiteral("http://%1/tiskos/sdk-core-v40.js").arg(TSKNetworkConfiguration::staticContentHost()));
+}
+
+QUrl adServerBaseURL()
+{
+    return QUrl(QStringLiteral("http://%1").arg(TSKNetworkConfiguration::adServerHost()));
+}
+
+QString headerValue(const QVariantMap &headers, QStringView name)
+{
+    for (auto it = headers.begin(); it != headers.end(); ++it) {
+        if (it.key().compare(name, Qt::CaseInsensitive) == 0)
+            return it.value().toString();
+    }
+    return {};
+}
+
+bool isWebURL(const QUrl &url)
+{
+    const QString scheme = url.scheme().toLower();
+    return scheme == QLatin1String("http") || scheme == QLatin1String("https");
+}
+
+void logLine(const QString &line)
+{
+    std::fprintf(stderr, "%s\n", qUtf8Printable(line));
+}
+
+}  // namespace
+
+TSKObjectPrivate::TSKObjectPrivate(QWidget *adView)
+    : adView_(adView), delegateManager_(std::make_shared<TSKDelegateManager>()), webView_(new WebView(adView))
+{
+    observeLaunchOnce();
+    webView_->setGeometry(adView ? adView->rect() : QRect());
+    webView_->setAttribute(Qt::WA_TranslucentBackground);
+    webView_->page()->setBackgroundColor(Qt::transparent);
+    webView_->setFocusPolicy(Qt::NoFocus);
+    webView_->hide();
+    webViewDelegate_ = std::make_unique<TSKBannerWebViewDelegate>(this);
+    observeNotifications();
+}
+
+TSKObjectPrivate::~TSKObjectPrivate()
+{
+    NotificationCenter::defaultCenter()->removeObserver(this);
+    webViewDelegate_.reset();
+    if (webView_) {
+        // A delegate may release the banner from inside one of the page's own
+        // callbacks: let the event loop finish with the page first.
+        webView_->hide();
+        webView_->setParent(nullptr);
+        webView_->deleteLater();
+    }
+    resetBuildAdWebView();
+    if (buildAdJS_)
+        buildAdJS_->setDelegate(nullptr);
+    setAdHTML(nullptr);
+    for (const auto &tracker : trackers_)
+        tracker->reset();
+}
+
+void TSKObjectPrivate::observeLaunchOnce()
+{
+    static bool observing = false;
+    if (std::exchange(observing, true))
+        return;
+    static QObject *const observer = new QObject;
+    NotificationCenter::defaultCenter()->addObserver(
+        observer, Application::DidFinishLaunchingNotification, nullptr, [](const Notification &) {
+            didAppFinishLaunching = true;
+            NotificationCenter::defaultCenter()->removeObserver(observer);
+        });
+}
+
+bool TSKObjectPrivate::isAppActive()
+{
+    return Application::shared()->applicationState() == Application::Active || !didAppFinishLaunching;
+}
+
+void TSKObjectPrivate::observeNotifications()
+{
+    NotificationCenter *center = NotificationCenter::defaultCenter();
+    const auto deactivate = [this](const Notification &) { deactivateReloadTimer(); };
+    const auto activate = [this](const Notification &) { activateReloadTimer(); };
+    if (TSKIdentifierUtilities::isOSAtLeastMajorMinorBug(4, 0, 0)) {
+        center->addObserver(this, Application::DidEnterBackgroundNotification, nullptr, deactivate);
+        center->addObserver(this, Application::WillEnterForegroundNotification, nullptr, activate);
+    } else {
+        center->addObserver(this, Application::WillResignActiveNotification, nullptr, deactivate);
+        center->addObserver(this, Application::DidBecomeActiveNotification, nullptr, activate);
+    }
+    // Any ad that covers the screen pauses every banner, not just its own.
+    center->addObserver(this, TSKFullScreen::WillPresentNotification, nullptr, deactivate);
+    center->addObserver(this, TSKFullScreen::DidRelinquishNotification, nullptr, activate);
+}
+
+void TSKObjectPrivate::changeState(int state)
+{
+    if (state_ != state)
+        state_ = state;
+}
+
+void TSKObjectPrivate::loadRequest(const TSKRequest *request)
+{
+    hasAutoRefreshed_ = false;
+    const TSKRequestPrivate empty;
+    loadPrivateRequest(request ? TSKRequestPrivate::from(request) : &empty);
+}
+
+void TSKObjectPrivate::loadInterstitialRequest(const TSKRequest *request)
+{
+    hasAutoRefreshed_ = false;
+    TSKRequestPrivate interstitial = request ? TSKRequestPrivate(*TSKRequestPrivate::from(request)) : TSKRequestPrivate();
+    interstitial.setInterstitialAd(true);
+    loadPrivateRequest(&interstitial);
+}
+
+void TSKObjectPrivate::loadPrivateRequest(const TSKRequestPrivate *request)
+{
+    if (!isAppActive())
+        return;
+    if (!TSKRequestPrivate::deviceAtLeastMinimumOSMajorVersionMinorVersion(TSKRequestError::MinimumOSMajor,
+                                                                          TSKRequestError::MinimumOSMinor)) {
+        changeState(Failed);
+        failWithCode(TSKRequestError::OSVersionTooLow);
+        return;
+    }
+    if (request != request_.get())
+        request_ = std::make_unique<TSKRequestPrivate>(*request);
+
+    TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+    if (!statistics->timingNamed(QStringLiteral("ptime")))
+        statistics->startTimingNamed(QStringLiteral("ptime"));
+    statistics->incrementAdRequestCount();
+    request_->setCounter(statistics->adRequestCount());
+
+    changeState(BuildingAdURL);
+    ensureSupportFiles();
+}
+
+void TSKObjectPrivate::ensureSupportFiles()
+{
+    if (!buildAdJS_) {
+        changeState(FetchingCoreScript);
+        buildAdJS_ = std::make_unique<TSKCachedFile>(asFileDelegate(), coreScriptURL());
+    }
+    TSKStatisticsCore store(QStringLiteral("TSKObjectPrivate"));
+    const QDateTime expireDate = store.dateForKey(kExpireDateKey).toDateTime();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    if (expireDate.isValid() && !buildAdJS_->content().isEmpty() && expireDate >= now) {
+        cachedFileDownloadDidEnd(buildAdJS_.get());
+        return;
+    }
+    store.setDateForKey(now.addSecs(kCoreScriptLifetimeSeconds), kExpireDateKey);
+    store.synchronize();
+    changeState(FetchingCoreScript);
+    buildAdJS_->validate();
+}
+
+void TSKObjectPrivate::cachedFileDownloadDidEnd(TSKCachedFile *file)
+{
+    if (file == buildAdJS_.get())
+        buildAdUrl();
+    else if (file == adHTML_.get())
+        showAd();
+}
+
+void TSKObjectPrivate::buildAdUrl()
+{
+    changeState(BuildingAdURL);
+    QVariantMap parameters = request_->parameters();
+    request_->setSentParameters(parameters);
+    if (!adUnitID_.isEmpty())
+        parameters.insert(QStringLiteral("slotname"), adUnitID_);
+    if (request_->interstitialAd())
+        parameters.insert(QStringLiteral("format"), QStringLiteral("interstitial_mb"));
+    else
+        parameters.insert(QStringLiteral("ad_frame"), adFrame());
+
+    setupBuildAdWebView();
+    const QString page = QStringLiteral("<html><head><script>") + buildAdJS_->content()
+        + QStringLiteral("</script><script>%1(%2);</script></head><body></body></html>")
+              .arg(QStringLiteral("TISKOS_buildAdURL"), TSKMacros::jsonify(parameters));
+    buildAdWebView_->loadHTMLString(page, adServerBaseURL());
+}
+
+QVariantMap TSKObjectPrivate::adFrame() const
+{
+    const QRectF frame = adView_ ? QRectF(adView_->geometry()) : QRectF();
+    return {{QStringLiteral("x"), frame.x()},
+            {QStringLiteral("y"), frame.y()},
+            {QStringLiteral("w"), frame.width()},
+            {QStringLiteral("h"), frame.height()}};
+}
+
+void TSKObjectPrivate::setupBuildAdWebView()
+{
+    resetBuildAdWebView();
+    buildAdWebViewDelegate_ = std::make_unique<TSKWebViewDelegate>();
+    buildAdWebView_ = std::make_unique<WebView>();
+    buildAdWebView_->resize(1, 1);
+    buildAdWebView_->setDelegate(buildAdWebViewDelegate_.get());
+    NotificationCenter *center = TSKNotificationCenter::defaultCenter();
+    center->addObserver(this, &TSKObjectPrivate::loadAdURL, kLoadAdURL, buildAdWebView_.get());
+    center->addObserver(this, &TSKObjectPrivate::invalidRequest, kInvalidRequest, buildAdWebView_.get());
+    center->addObserver(this, &TSKObjectPrivate::unableToServe, kUnableToServe, buildAdWebView_.get());
+}
+
+void TSKObjectPrivate::resetBuildAdWebView()
+{
+    if (!buildAdWebView_)
+        return;
+    NotificationCenter *center = TSKNotificationCenter::defaultCenter();
+    for (const QString &name : {kLoadAdURL, kInvalidRequest, kUnableToServe})
+        center->removeObserver(this, name, buildAdWebView_.get());
+    buildAdWebView_->setDelegate(nullptr);
+    // Its page may still be calling back: let the event loop finish with it.
+    buildAdWebView_.release()->deleteLater();
+    buildAdWebViewDelegate_.reset();
+}
+
+void TSKObjectPrivate::loadAdURL(const Notification &notification)
+{
+    resetBuildAdWebView();
+    changeState(FetchingAdPage);
+    const QVariantMap &userInfo = notification.userInfo();
+    TSKDeviceSignals::requestTypeAndVersion(
+        TSKRequestPrivate::requestTypeFromString(userInfo.value(QStringLiteral("type")).toString()),
+        TSKRequest::sdkVersion());
+    QUrl adURL(userInfo.value(QStringLiteral("url")).toString());
+    if (const QVariantMap spam = request_->spamSignals(); !spam.isEmpty())
+        adURL = TSKNetworkUtilities::appendQueryParametersToURL(spam, adURL);
+    TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("prl"));
+    setAdHTML(std::make_unique<TSKCachedFile>(asFileDelegate(), adURL));
+}
+
+void TSKObjectPrivate::invalidRequest(const Notification &notification)
+{
+    logLine(QStringLiteral("<Tiskos> Invalid Request: ") + TSKPropertyListDescription::describe(notification.userInfo()));
+    failWithCode(TSKRequestError::InvalidRequest);
+}
+
+// Deliberately the invalid-request code: the publisher's unit is what is wrong.
+void TSKObjectPrivate::unableToServe(const Notification &notification)
+{
+    logLine(QStringLiteral("<Tiskos> Unable to serve: ") + TSKPropertyListDescription::describe(notification.userInfo()));
+    failWithCode(TSKRequestError::InvalidRequest);
+}
+
+void TSKObjectPrivate::setAdHTML(std::unique_ptr<TSKCachedFile> file)
+{
+    if (adHTML_) {
+        adHTML_->setDelegate(nullptr);
+        adHTML_->invalidate();
+    }
+    adHTML_ = std::move(file);
+    pendingTrackingURLs_.clear();
+    if (!adHTML_)
+        return;
+    // The ad network names the page; only the web may be fetched.
+    if (!isWebURL(adHTML_->sourceURL())) {
+        failedAdRequestWithErrorFile(adHTML_.get());
+        return;
+    }
+    adHTML_->validate();
+}
+
+void TSKObjectPrivate::showAd()
+{
+    const QUrl baseURL = adHTML_->httpDestinationURL();
+    const QString content = adHTML_->content().trimmed();
+    addReloadInformationFromHeaders();
+    if (content.isEmpty()) {
+        changeState(Failed);
+        failWithCode(TSKRequestError::NoFill);
+        return;
+    }
+    changeState(Rendering);
+    webView_->loadHTMLString(content, baseURL);
+    const int render = ++renders_;
+    performAfterDelay(this, [this, render] { renderDeadlinePassed(render); }, kRenderDeadlineSeconds);
+}
+
+void TSKObjectPrivate::renderDeadlinePassed(int render)
+{
+    if (render != renders_ || state_ != Rendering)
+        return;
+    changeState(Failed);
+    webView_->stopLoading();
+    failWithCode(TSKRequestError::NetworkError);
+}
+
+void TSKObjectPrivate::failWithCode(qint64 code)
+{
+    delegateManager_->didFailToReceiveAdWithError(TSKRequestError::errorWithCodeRequest(code, request_.get()));
+}
+
+void TSKObjectPrivate::cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Error> &)
+{
+    if (file == buildAdJS_.get())
+        failedToDownloadJavaScriptWithError();
+    else
+        failedAdRequestWithErrorFile(file);
+}
+
+void TSKObjectPrivate::failedToDownloadJavaScriptWithError()
+{
+    changeState(CoreScriptFailed);
+    if (buildAdJS_->hasContent())
+        buildAdUrl();
+    else
+        failWithCode(TSKRequestError::NetworkError);
+}
+
+void TSKObjectPrivate::failedAdRequestWithErrorFile(TSKCachedFile *file)
+{
+    changeState(Failed);
+    const bool rejected = file && file->httpStatusCode() == kBadRequestStatus;
+    if (rejected)
+        logLine(QStringLiteral("<Tiskos> Server rejected ad parameters.  Typically this is because the ad unit ID is incorrect."));
+    QPointer<TSKObjectPrivate> alive(this);
+    failWithCode(rejected ? TSKRequestError::InvalidRequest : TSKRequestError::NetworkError);
+    if (alive)
+        addReloadInformationFromHeaders();
+}
+
+std::optional<Error> TSKObjectPrivate::cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url)
+{
+    const QVariantMap &headers = file->httpHeaders();
+    const QStringList pieces = headerValue(headers, u"X-Tiskos-Tracking-Urls").split(QLatin1Char(' '));
+    for (const QString &piece : pieces) {
+        const QUrl trackingURL(piece.trimmed(), QUrl::StrictMode);
+        if (trackingURL.isValid() && !trackingURL.isEmpty() && pendingTrackingURLs_.size() < kMaximumTrackingURLs)
+            pendingTrackingURLs_.append(trackingURL);
+    }
+    supportedOrientations_ = TSKFullScreen::orientationFromString(headerValue(headers, u"X-Tiskos-Orientation"));
+    if (!isWebURL(url))
+        return Error::withMessage(TSKRequestError::Domain, TSKRequestError::NetworkError,
+                                  QStringLiteral("The ad network redirected away from the web."));
+    return std::nullopt;
+}
+
+double TSKObjectPrivate::periodFromHeader(const QString &text)
+{
+    const QByteArray latin = text.toLatin1();
+    const double value = std::strtod(latin.constData(), nullptr);
+    return std::isnan(value) ? 0.0 : value;
+}
+
+void TSKObjectPrivate::addReloadInformationFromHeaders()
+{
+    const QString refresh = adHTML_ ? headerValue(adHTML_->httpHeaders(), u"X-Tiskos-Refresh-Rate") : QString();
+    scheduleReloadTimer(refresh.isEmpty() ? reloadSeconds_ : periodFromHeader(refresh));
+}
+
+void TSKObjectPrivate::scheduleReloadTimer(double seconds)
+{
+    resetReloadTimer();
+    if (seconds == 0.0)
+        return;
+    reloadTimer_ = Timer::scheduledTimerWithTimeInterval(seconds, this, &TSKObjectPrivate::reloadCurrentRequest,
+                                                         QVariant(), false);
+    reloadSeconds_ = seconds;
+}
+
+void TSKObjectPrivate::resetReloadTimer()
+{
+    if (reloadTimer_)
+        reloadTimer_->invalidate();
+    reloadTimer_ = nullptr;
+}
+
+void TSKObjectPrivate::reloadCurrentRequest()
+{
+    hasAutoRefreshed_ = true;
+    loadPrivateRequest(request_.get());
+}
+
+void TSKObjectPrivate::activateReloadTimer()
+{
+    scheduleReloadTimer(reloadSeconds_);
+}
+
+void TSKObjectPrivate::deactivateReloadTimer()
+{
+    resetReloadTimer();
+}
+
+void TSKObjectPrivate::cancelPendingActions()
+{
+    cancelPreviousPerformRequests(this);
+    resetReloadTimer();
+}
+
+void TSKObjectPrivate::trackURLs(const QList<QUrl> &urls)
+{
+    for (const QUrl &url : urls) {
+        auto tracker = std::make_unique<TSKClickTracker>();
+        tracker->setDelegate(this);
+        tracker->trackURL(url);
+        trackers_.push_back(std::move(tracker));
+    }
+}
+
+void TSKObjectPrivate::trackerDidRedirect(TSKClickTracker *, const QUrl &)
+{
+    DelayedPerform::performAfterDelay(this, &TSKObjectPrivate::cleanupTrackers, 0);
+}
+
+void TSKObjectPrivate::trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &)
+{
+    DelayedPerform::performAfterDelay(this, &TSKObjectPrivate::cleanupTrackers, 0);
+}
+
+void TSKObjectPrivate::cleanupTrackers()
+{
+    std::erase_if(trackers_, [](const std::unique_ptr<TSKClickTracker> &tracker) { return tracker->hasTracked(); });
+}

@@ -1,0 +1,144 @@
+#pragma once
+
+#include "Network/TSKCachedFileDelegate.h"
+#include "Timer.h"
+#include "ViewController.h"
+#include "WebView.h"
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QRectF>
+#include <QUrl>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class Notification;
+class TSKBannerWebViewDelegate;
+class TSKCachedFile;
+class TSKClickTracker;
+class TSKDelegateManager;
+class TSKRequest;
+class TSKRequestPrivate;
+class TSKWebViewDelegate;
+
+// The engine behind one banner. It takes a request, makes sure the ad
+// network's core script is at hand, lets that script build the ad URL in a
+// hidden web view, fetches the ad page and shows it in the banner's web view;
+// then it reloads on the period the server sets and pings the ad's trackers.
+// Every failed load ends in exactly one didFailToReceiveAdWithError.
+class TSKObjectPrivate : public QObject, private TSKCachedFileDelegate
+{
+    Q_OBJECT
+public:
+    enum State {
+        Idle = 0,
+        FetchingCoreScript = 1,
+        CoreScriptFailed = 2,
+        BuildingAdURL = 3,
+        FetchingAdPage = 4,
+        Rendering = 5,
+        Shown = 6,
+        Failed = 7
+    };
+
+    // Most impression trackers taken from one ad; the rest are dropped.
+    static constexpr qsizetype kMaximumTrackingURLs = 16;
+    // An ad page that has not finished rendering by then (its script spins,
+    // say) fails the load; the banner's reloads go on.
+    static constexpr double kRenderDeadlineSeconds = 10.0;
+
+    // The ad web view becomes a child of `adView`, filling it.
+    explicit TSKObjectPrivate(QWidget *adView);
+    ~TSKObjectPrivate() override;
+
+    // Only an active application loads; a null request loads an empty one.
+    void loadRequest(const TSKRequest *request);
+    void loadInterstitialRequest(const TSKRequest *request);
+
+    QString adUnitID() const { return adUnitID_; }
+    void setAdUnitID(const QString &adUnitID) { adUnitID_ = adUnitID; }
+    const std::shared_ptr<TSKDelegateManager> &delegateManager() const { return delegateManager_; }
+    ViewController *rootViewController() const { return rootViewController_; }
+    void setRootViewController(ViewController *controller) { rootViewController_ = controller; }
+    WebView *webView() const { return webView_; }
+    TSKRequestPrivate *request() const { return request_.get(); }
+    TSKCachedFile *adHTML() const { return adHTML_.get(); }
+    int state() const { return state_; }
+    void changeState(int state);
+    bool hasAutoRefreshed() const { return hasAutoRefreshed_; }
+    int supportedOrientations() const { return supportedOrientations_; }
+    double reloadSeconds() const { return reloadSeconds_; }
+    // The pending reload, if any.
+    Timer *reloadTimer() const { return reloadTimer_; }
+    const QList<QUrl> &pendingTrackingURLs() const { return pendingTrackingURLs_; }
+    qsizetype pendingTrackerCount() const { return qsizetype(trackers_.size()); }
+
+    // Pings each URL once through its own click tracker.
+    void trackURLs(const QList<QUrl> &urls);
+
+    // The reload period the server sent; 0 cancels the pending reload but
+    // keeps the last period for activateReloadTimer().
+    void scheduleReloadTimer(double seconds);
+    void activateReloadTimer();
+    void deactivateReloadTimer();
+    // Stops every delayed call and the pending reload (the banner is going).
+    void cancelPendingActions();
+
+    // Reads a period as the phone's doubleValue did: the leading number, 0 for none or NaN.
+    static double periodFromHeader(const QString &text);
+
+    Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *tracker, const QUrl &url);
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *tracker, const std::optional<Error> &error);
+
+private:
+    static bool isAppActive();
+    static void observeLaunchOnce();
+
+    void loadPrivateRequest(const TSKRequestPrivate *request);
+    void ensureSupportFiles();
+    void buildAdUrl();
+    void setupBuildAdWebView();
+    void resetBuildAdWebView();
+    void loadAdURL(const Notification &notification);
+    void invalidRequest(const Notification &notification);
+    void unableToServe(const Notification &notification);
+    void setAdHTML(std::unique_ptr<TSKCachedFile> file);
+    void showAd();
+    void renderDeadlinePassed(int render);
+    void failWithCode(qint64 code);
+    void failedToDownloadJavaScriptWithError();
+    void failedAdRequestWithErrorFile(TSKCachedFile *file);
+    void addReloadInformationFromHeaders();
+    void resetReloadTimer();
+    void reloadCurrentRequest();
+    void cleanupTrackers();
+    void observeNotifications();
+    QVariantMap adFrame() const;
+    TSKCachedFileDelegate *asFileDelegate() { return this; }
+
+    void cachedFileDownloadDidEnd(TSKCachedFile *file) override;
+    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Error> &error) override;
+    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
+
+    QPointer<QWidget> adView_;
+    QString adUnitID_;
+    std::shared_ptr<TSKDelegateManager> delegateManager_;
+    QPointer<ViewController> rootViewController_;
+    QPointer<WebView> webView_;
+    std::unique_ptr<WebView> buildAdWebView_;
+    std::unique_ptr<TSKBannerWebViewDelegate> webViewDelegate_;
+    std::unique_ptr<TSKWebViewDelegate> buildAdWebViewDelegate_;
+    std::unique_ptr<TSKCachedFile> buildAdJS_;
+    std::unique_ptr<TSKCachedFile> adHTML_;
+    std::unique_ptr<TSKRequestPrivate> request_;
+    int state_ = Idle;
+    std::vector<std::unique_ptr<TSKClickTracker>> trackers_;
+    QList<QUrl> pendingTrackingURLs_;
+    QPointer<Timer> reloadTimer_;
+    double reloadSeconds_ = 0;
+    bool hasAutoRefreshed_ = false;
+    int supportedOrientations_ = 1;
+    int renders_ = 0;
+};

@@ -1,0 +1,69 @@
+#include "View/TSKBannerWebViewDelegate.h"
+
+#include "Delegate/TSKDelegateManager.h"
+#include "Object/TSKObjectPrivate.h"
+#include "Opener/TSKOpener.h"
+#include "Request/TSKRequestError.h"
+#include "Request/TSKRequestPrivate.h"
+#include "Statistics/TSKStatistics.h"
+#include "ViewController/TSKFullScreen.h"
+#include "WebView.h"
+
+TSKBannerWebViewDelegate::TSKBannerWebViewDelegate(TSKObjectPrivate *objectPrivate) : private_(objectPrivate)
+{
+    if (WebView *webView = private_->webView())
+        webView->setDelegate(this);
+}
+
+TSKBannerWebViewDelegate::~TSKBannerWebViewDelegate()
+{
+    if (WebView *webView = private_->webView())
+        webView->setDelegate(nullptr);
+}
+
+bool TSKBannerWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request,
+                                                      NavigationType type)
+{
+    setViewController(private_->rootViewController());
+    opener()->setDelegateManager(private_->delegateManager());
+    opener()->setViewController(viewController());
+    if (private_->state() != TSKObjectPrivate::Shown)
+        return TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type);
+
+    const QUrl clickURL = TSKStatistics::sharedStatistics()->urlForClick(request.url());
+    if (TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type)) {
+        opener()->setReferringURL(webView->requestURL());
+        const QString scheme = clickURL.scheme().toLower();
+        if (scheme == QLatin1String("http") || scheme == QLatin1String("https"))
+            opener()->openBrowserToURLSupportedOrientations(clickURL, TSKFullScreen::Any);
+    }
+    return false;
+}
+
+void TSKBannerWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+{
+    TSKWebViewDelegate::webViewDidFinishLoad(webView);
+    if (private_->state() == TSKObjectPrivate::Rendering)
+        showAd(webView);
+}
+
+void TSKBannerWebViewDelegate::showAd(WebView *webView)
+{
+    private_->changeState(TSKObjectPrivate::Shown);
+    webView->show();
+    // The ad is on screen: now its impressions count.
+    private_->trackURLs(private_->pendingTrackingURLs());
+    TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+    statistics->endTimingNamed(QStringLiteral("prl"));
+    statistics->startTimingNamed(QStringLiteral("ppcl"));
+    // Last: the publisher may release the banner in its callback.
+    private_->delegateManager()->didReceiveAd();
+}
+
+void TSKBannerWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Error &)
+{
+    if (private_->state() == TSKObjectPrivate::Shown)
+        return;
+    private_->delegateManager()->didFailToReceiveAdWithError(
+        TSKRequestError::errorWithCodeRequest(TSKRequestError::NetworkError, private_->request()));
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "View/TSKWebViewDelegate.h"
+
+class TSKObjectPrivate;
+
+// The banner's own page: while it loads, the bridge as for any ad page; once
+// the ad is on screen the page stays put, and whatever it would load becomes
+// a click that the opener carries out.
+class TSKBannerWebViewDelegate : public TSKWebViewDelegate
+{
+    Q_OBJECT
+public:
+    // Becomes the delegate of the loader's web view.
+    explicit TSKBannerWebViewDelegate(TSKObjectPrivate *objectPrivate);
+    ~TSKBannerWebViewDelegate() override;
+
+    bool webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidFinishLoad(WebView *webView) override;
+    void webViewDidFailLoadWithError(WebView *webView, const Error &error) override;
+
+private:
+    void showAd(WebView *webView);
+
+    TSKObjectPrivate *private_;
+};

@@ -1,0 +1,76 @@
+#include "AdServerProcess.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QRegularExpression>
+#include <QTest>
+
+namespace testsupport {
+
+AdServerProcess::AdServerProcess(const QStringList &arguments)
+{
+    process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process_.start(QStringLiteral(VELMORA_ADSERVER_BINARY),
+                   QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", logPath()} + arguments);
+    static const QRegularExpression listening(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+)"));
+    QByteArray output;
+    const QDeadlineTimer deadline(20000);
+    while (!deadline.hasExpired() && process_.state() != QProcess::NotRunning) {
+        process_.waitForReadyRead(100);
+        output += process_.readAllStandardOutput();
+        if (const QRegularExpressionMatch match = listening.match(QString::fromUtf8(output)); match.hasMatch()) {
+            port_ = match.captured(1).toInt();
+            return;
+        }
+    }
+    qWarning("velmora-adserver did not start: %s", output.constData());
+}
+
+AdServerProcess::~AdServerProcess()
+{
+    process_.terminate();
+    if (!process_.waitForFinished(5000))
+        process_.kill();
+    process_.waitForFinished(5000);
+}
+
+QString AdServerProcess::host() const
+{
+    return QStringLiteral("127.0.0.1:%1").arg(port_);
+}
+
+QList<QJsonObject> AdServerProcess::requests() const
+{
+    QFile file(logPath());
+    QList<QJsonObject> lines;
+    if (!file.open(QIODevice::ReadOnly))
+        return lines;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (!line.trimmed().isEmpty())
+            lines.append(QJsonDocument::fromJson(line).object());
+    }
+    return lines;
+}
+
+QList<QJsonObject> AdServerProcess::requestsTo(const QString &path) const
+{
+    QList<QJsonObject> matching;
+    for (const QJsonObject &request : requests()) {
+        if (request.value(QStringLiteral("path")).toString() == path)
+            matching.append(request);
+    }
+    return matching;
+}
+
+QJsonObject AdServerProcess::stats() const
+{
+    QNetworkAccessManager network;
+    std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(QUrl(QStringLiteral("http://%1/stats").arg(host())))));
+    QTest::qWaitFor([&] { return reply->isFinished(); }, 20000);
+    return QJsonDocument::fromJson(reply->readAll()).object();
+}
+
+}  // namespace testsupport

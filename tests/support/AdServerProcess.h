@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QList>
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QUrl>
+
+namespace testsupport {
+
+// A real velmora-adserver on an ephemeral port of 127.0.0.1, started with
+// the given options, and what it has seen: its request log and /stats.
+class AdServerProcess
+{
+public:
+    explicit AdServerProcess(const QStringList &arguments = {});
+    ~AdServerProcess();
+
+    // The house site the server serves by default.
+    static QString siteDirectory() { return QStringLiteral(VELMORA_ADSERVER_WWW); }
+
+    bool isRunning() const { return port_ != 0; }
+    QString host() const;
+    QString logPath() const { return dir_.filePath(QStringLiteral("requests.jsonl")); }
+
+    // Every logged request, oldest first. The server writes its log within
+    // a fraction of a second, so poll for what should arrive.
+    QList<QJsonObject> requests() const;
+    // The logged requests whose path is `path`.
+    QList<QJsonObject> requestsTo(const QString &path) const;
+    QJsonObject stats() const;
+
+private:
+    QTemporaryDir dir_;
+    QProcess process_;
+    int port_ = 0;
+};
+
+}  // namespace testsupport

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QByteArray>
+#include <QTemporaryFile>
+#include <cstdio>
+#include <unistd.h>
+
+namespace testsupport {
+
+// Collects what the process writes to standard error while it lives.
+class StderrCapture
+{
+public:
+    StderrCapture()
+    {
+        file_.open();
+        std::fflush(stderr);
+        saved_ = ::dup(STDERR_FILENO);
+        ::dup2(file_.handle(), STDERR_FILENO);
+    }
+    ~StderrCapture() { restore(); }
+
+    QByteArray text()
+    {
+        std::fflush(stderr);
+        file_.seek(0);
+        return file_.readAll();
+    }
+
+private:
+    void restore()
+    {
+        if (saved_ < 0)
+            return;
+        std::fflush(stderr);
+        ::dup2(saved_, STDERR_FILENO);
+        ::close(saved_);
+        saved_ = -1;
+    }
+
+    QTemporaryFile file_;
+    int saved_ = -1;
+};
+
+}  // namespace testsupport
