@@ -1,15 +1,57 @@
 #include "Artwork.h"
 
 #include <QFileInfo>
+#include <QGuiApplication>
+#include <QHash>
+#include <QImage>
+#include <QLabel>
 
-QPixmap Artwork::imageNamed(const QString &name)
+namespace {
+
+// Read as an image, not a pixmap: a pixmap read from a file would also stay
+// in the pixmap cache at full resolution.
+QImage load(const QString &base)
 {
-    const QString base = QFileInfo(name).completeBaseName();
     for (const char *scale : {"@3x", "@2x", ""}) {
         // The reader takes the scale from the "@Nx" suffix.
-        const QPixmap image(QStringLiteral(":/images/%1%2.png").arg(base, QLatin1String(scale)));
+        const QImage image(QStringLiteral(":/images/%1%2.png").arg(base, QLatin1String(scale)));
         if (!image.isNull())
             return image;
     }
     return {};
+}
+
+// Smoothed down once here rather than by every view that paints it.
+QPixmap atDisplayScale(const QImage &image)
+{
+    const qreal scale = qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
+    if (image.isNull() || image.devicePixelRatio() <= scale)
+        return QPixmap::fromImage(image);
+    QImage scaled = image.scaled((image.deviceIndependentSize() * scale).toSize(), Qt::IgnoreAspectRatio,
+                                 Qt::SmoothTransformation);
+    scaled.setDevicePixelRatio(scale);
+    return QPixmap::fromImage(std::move(scaled));
+}
+
+}  // namespace
+
+QPixmap Artwork::imageNamed(const QString &name)
+{
+    // Never freed, like the other process-wide objects.
+    static auto *const images = new QHash<QString, QPixmap>;
+    const QString base = QFileInfo(name).completeBaseName();
+    auto found = images->constFind(base);
+    if (found == images->constEnd())
+        found = images->insert(base, atDisplayScale(load(base)));
+    return *found;
+}
+
+void Artwork::showImages(QWidget *view)
+{
+    const auto labels = view->findChildren<QLabel *>();
+    for (QLabel *label : labels) {
+        const QString name = label->property("image").toString();
+        if (!name.isEmpty())
+            label->setPixmap(imageNamed(name));
+    }
 }

@@ -7,6 +7,15 @@
 #include <QLineF>
 #include <QPushButton>
 
+namespace {
+
+QPointF nextCentre(const Ball *ball)
+{
+    return ViewGeometry::center(ball) + ball->pos();
+}
+
+}  // namespace
+
 Autopilot::Autopilot(Touch *round)
     : round_(round)
     , player_(round->view()->findChild<QWidget *>(QStringLiteral("one")))
@@ -23,6 +32,29 @@ void Autopilot::steer()
     ViewGeometry::setCenter(player_, safestSpot(round_->balls()));
 }
 
+QPointF Autopilot::collisionSpot() const
+{
+    const QPointF player = ViewGeometry::center(player_);
+    QPointF nearest = player;
+    double nearestDistance = 1e9;
+    for (const Ball *ball : round_->balls()) {
+        const double distance = QLineF(player, nextCentre(ball)).length();
+        if (distance < nearestDistance) {
+            nearestDistance = distance;
+            nearest = nextCentre(ball);
+        }
+    }
+    return nearest;
+}
+
+std::optional<QPointF> Autopilot::pickupSpot() const
+{
+    const QWidget *plus = round_->view()->findChild<QWidget *>(QStringLiteral("plusScore"));
+    if (!plus || plus->isHidden())
+        return std::nullopt;
+    return ViewGeometry::center(plus);
+}
+
 QPointF Autopilot::safestSpot(const QList<Ball *> &balls)
 {
     QPointF best;
@@ -31,7 +63,7 @@ QPointF Autopilot::safestSpot(const QList<Ball *> &balls)
         for (double y : {130.0, 240.0, 350.0}) {
             double nearest = 1e9;
             for (const Ball *ball : balls)
-                nearest = qMin(nearest, QLineF(QPointF(x, y), ViewGeometry::center(ball) + ball->pos()).length());
+                nearest = qMin(nearest, QLineF(QPointF(x, y), nextCentre(ball)).length());
             if (nearest > bestDistance) {
                 bestDistance = nearest;
                 best = QPointF(x, y);

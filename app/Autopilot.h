@@ -2,13 +2,15 @@
 
 #include <QList>
 #include <QPointF>
+#include <optional>
 
 class Ball;
 class QWidget;
 class Touch;
 
 // Steers the player's ball through a round without a hand on the mouse: the
-// screenshot tour and the CPU benchmark need a round that lasts.
+// screenshot tour, the benchmarks and the autoplay bot need a round that lasts.
+// The spots are in the round's points.
 class Autopilot
 {
 public:
@@ -18,6 +20,12 @@ public:
     void startRound();
     // Moves the player's ball to the spot farthest from the moving balls' next positions.
     void steer();
+
+    // Where the nearest moving ball will be after the next motion tick: the
+    // way to lose on purpose.
+    QPointF collisionSpot() const;
+    // The centre of a plus pick-up on the field, if one is there.
+    std::optional<QPointF> pickupSpot() const;
 
     static QPointF safestSpot(const QList<Ball *> &balls);
 

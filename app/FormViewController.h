@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Artwork.h"
 #include "InterfaceActions.h"
 #include "ViewController.h"
 
@@ -7,8 +8,8 @@
 #include <memory>
 
 // A screen whose view comes from a .ui file, its buttons wired to the
-// screen's slots. `Form` may be incomplete where this header is included, so
-// everything that needs the generated form happens in the constructor, which
+// screen's slots, its image views showing the process-wide images. `Form`
+// may be incomplete where this header is included, so everything that needs the generated form happens in the constructor, which
 // subclasses define next to the form's header.
 template <typename Form>
 class FormViewController : public ViewController
@@ -18,6 +19,7 @@ public:
     {
         ViewController::loadView();
         setUpForm_(view());
+        Artwork::showImages(view());
         InterfaceActions::connect(view(), this);
     }
 

@@ -104,6 +104,7 @@ void ScreenshotTour::run()
     menu_->menu();
     menu_->finishTransition();
     auto *round = qobject_cast<Touch *>(menu_->modalViewController());
+    saved = save(QStringLiteral("start")) && saved;
     playRound(round);
     saved = save(QStringLiteral("play")) && saved;
     endRound(round);

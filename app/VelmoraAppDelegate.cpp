@@ -1,6 +1,7 @@
 #include "VelmoraAppDelegate.h"
 
 #include "Application.h"
+#include "Autoplay.h"
 #include "ScreenshotTour.h"
 #include "VelmoraViewController.h"
 #include "Window.h"
@@ -39,5 +40,17 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
         screenshotTour_ = std::make_unique<ScreenshotTour>(window_.get(), viewController_.get(), screenshotDirectory);
         screenshotTour_->start();
     }
+    startAutoplay(QCoreApplication::arguments());
     return true;
+}
+
+void VelmoraAppDelegate::startAutoplay(const QStringList &arguments)
+{
+    const std::optional<int> rounds = Autoplay::roundsOption(arguments);
+    if (!rounds)
+        return;
+    autoplay_ = std::make_unique<Autoplay>(window_.get(), viewController_.get(), *rounds,
+                                           Autoplay::roundLimitOption(arguments));
+    QObject::connect(autoplay_.get(), &Autoplay::finished, qApp, [] { QCoreApplication::exit(0); });
+    autoplay_->start();
 }

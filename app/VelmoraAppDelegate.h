@@ -2,8 +2,10 @@
 
 #include "ApplicationDelegate.h"
 
+#include <QStringList>
 #include <memory>
 
+class Autoplay;
 class ScreenshotTour;
 class VelmoraViewController;
 class Window;
@@ -24,9 +26,11 @@ public:
 
 private:
     void loadMainInterface();
+    void startAutoplay(const QStringList &arguments);
 
     // Declared in this order so the menu goes before the window.
     std::unique_ptr<Window> window_;
     std::unique_ptr<VelmoraViewController> viewController_;
     std::unique_ptr<ScreenshotTour> screenshotTour_;
+    std::unique_ptr<Autoplay> autoplay_;
 };

@@ -17,23 +17,35 @@ constexpr int kMaximumScale = 16;
 
 bool hadVisibleWindow = false;
 
-// Without a scale from the user, pick the largest that fits: the scale is the
-// process's device pixel ratio and must be in the environment before the
-// QApplication exists, but the desktop's size is only known after. So when
-// a scale above 1 fits, start again with it set.
-void restartAtFittingScale(char **argv)
+// Set for the restarted process, so it keeps the scale it was restarted with.
+constexpr const char *kFittedVariable = "VELMORA_SCALE_FITTED";
+
+// The scale is the process's device pixel ratio and must be in the
+// environment before the QApplication exists, but the desktop's size is only
+// known after. So when another scale is needed, start again with it set.
+// Without a scale from the user the largest that fits is taken; a requested
+// scale (0: none) that does not fit is reduced, with a warning.
+void restartFittingTheDesktop(char **argv, int requested)
 {
     const QScreen *screen = QGuiApplication::primaryScreen();
     if (!screen)
         return;
-    const int scale = Window::largestFittingScale(screen->availableGeometry().size());
-    if (scale <= 1)
+    const QSize pixels = (QSizeF(screen->availableGeometry().size()) * screen->devicePixelRatio()).toSize();
+    const int fitting = Window::largestFittingScale(pixels);
+    int scale = fitting;
+    if (requested > 0) {
+        if (requested <= fitting)
+            return;
+        std::fprintf(stderr, "%s: --scale %d makes a window larger than the desktop (%dx%d), using %d\n",
+                     argv[0], requested, pixels.width(), pixels.height(), fitting);
+    } else if (fitting <= 1) {
         return;
+    }
     qputenv("QT_SCALE_FACTOR", QByteArray::number(scale));
+    qputenv(kFittedVariable, "1");
     std::fflush(nullptr);
     execv("/proc/self/exe", argv);
-    // Could not restart: carry on at scale 1.
-    std::fprintf(stderr, "%s: cannot restart at scale %d, using 1\n", argv[0], scale);
+    std::fprintf(stderr, "%s: cannot restart at scale %d\n", argv[0], scale);
 }
 
 }  // namespace
@@ -55,17 +67,20 @@ int Application::main(int argc, char **argv, const DelegateFactory &makeDelegate
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
-    const std::optional<int> scale = scaleOption(arguments);
+    const bool fitted = qEnvironmentVariableIsSet(kFittedVariable);
+    qunsetenv(kFittedVariable);
+    const std::optional<int> scale = fitted ? std::nullopt : scaleOption(arguments);
     if (scale)
         qputenv("QT_SCALE_FACTOR", QByteArray::number(*scale));
-    const bool chooseScale = !qEnvironmentVariableIsSet("QT_SCALE_FACTOR");
+    // A scale the user set in the environment is taken as it is.
+    const bool fitScale = !fitted && (scale || !qEnvironmentVariableIsSet("QT_SCALE_FACTOR"));
     // QApplication may take its own options out of argv; a restart needs them all.
     std::vector<char *> originalArgv(argv, argv + argc + 1);
 
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);  // web views need it
     QApplication qtApplication(argc, argv);
-    if (chooseScale)
-        restartAtFittingScale(originalArgv.data());
+    if (fitScale)
+        restartFittingTheDesktop(originalArgv.data(), scale.value_or(0));
 
     const std::unique_ptr<ApplicationDelegate> delegate = makeDelegate();
     Application *application = shared();

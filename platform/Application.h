@@ -60,8 +60,8 @@ public:
     // QApplication) and never destroyed.
     static Application *shared();
 
-    // The program's entry point: applies --scale N (default: the largest
-    // whole scale that fits the desktop), creates the QApplication and the
+    // The program's entry point: applies --scale N (default, and at most:
+    // the largest whole scale that fits the desktop), creates the QApplication and the
     // delegate, finishes launching and runs the event loop. Other arguments
     // are left in QCoreApplication::arguments() for the program.
     static int main(int argc, char **argv, const DelegateFactory &makeDelegate);

@@ -53,9 +53,11 @@ void ViewController::loadView()
 
 void ViewController::presentModalViewController(ViewController *controller, bool animated)
 {
-    finishTransition();
+    // Checked first: a refused presentation (a covered screen asking again)
+    // must not cut short the animation on top of the stack.
     if (!controller || controller == this || presented_ || controller->presenter_)
         return;
+    finishTransition();
 
     presented_ = controller;
     controller->presenter_ = this;
@@ -214,7 +216,7 @@ bool ViewController::deliverMouse(QEvent *event)
     if (!leftInvolved)
         return false;
 
-    const QPointF location = view_->mapFromGlobal(mouse->globalPosition());
+    const QPointF location = onScreen(mouse->globalPosition());
     const QPointF previous = phase == TouchPoint::Began ? location : lastMouseLocation_;
     lastMouseLocation_ = location;
     const double timestamp = mouse->timestamp() / 1000.0;
@@ -251,8 +253,8 @@ bool ViewController::deliverTouch(QEvent *event)
             phase = TouchPoint::Moved;
         else if (point.state() == QEventPoint::Released)
             phase = TouchPoint::Ended;
-        const TouchPoint touch(view_, view_->mapFromGlobal(point.globalPosition()),
-                               view_->mapFromGlobal(point.globalLastPosition()), phase, 1, timestamp);
+        const TouchPoint touch(view_, onScreen(point.globalPosition()), onScreen(point.globalLastPosition()),
+                               phase, 1, timestamp);
         all.append(touch);
         if (phase == TouchPoint::Began)
             began.append(touch);
@@ -271,6 +273,16 @@ bool ViewController::deliverTouch(QEvent *event)
                  ended, touches);
     event->accept();
     return true;
+}
+
+// A finger cannot leave the screen: a drag past the window's edge stays on its border.
+QPointF ViewController::onScreen(QPointF globalPosition) const
+{
+    const QWidget *screen = view_->window();
+    const QPointF inScreen = screen->mapFromGlobal(globalPosition);
+    const QPointF clamped(qBound(0.0, inScreen.x(), double(screen->width())),
+                          qBound(0.0, inScreen.y(), double(screen->height())));
+    return view_->mapFrom(screen, clamped);
 }
 
 void ViewController::dispatch(TouchPoint::Phase phase, const QList<TouchPoint> &touches,

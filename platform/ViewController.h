@@ -30,7 +30,8 @@ class ModalTransition;
 //
 // Touches: mouse presses and drags, and real touch events, that reach the
 // view itself (not taken by a button or other interactive child) become
-// touchesBegan/Moved/Ended with locations in the view's points.
+// touchesBegan/Moved/Ended with locations in the view's points, held to
+// the screen (the view's window) as a finger is.
 class ViewController : public QObject
 {
     Q_OBJECT
@@ -114,6 +115,7 @@ private:
     void completeDismissal(ViewController *top, bool animated);
     bool deliverMouse(QEvent *event);
     bool deliverTouch(QEvent *event);
+    QPointF onScreen(QPointF globalPosition) const;
     void dispatch(TouchPoint::Phase phase, const QList<TouchPoint> &touches, const TouchEvent &event);
 
     QPointer<QWidget> view_;

@@ -3,7 +3,9 @@
 #include "TestMain.h"
 #include "VelmoraViewController.h"
 
+#include <QProcess>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScrollArea>
 #include <QTemporaryFile>
 #include <cstdio>
@@ -99,6 +101,32 @@ private slots:
             QVERIFY(stack[i - 1]->view()->isHidden());
         }
         QVERIFY(!stack.last()->view()->isHidden());
+        // However many screens stack, each image exists once: the rounds' fields are one pixmap.
+        QSet<qint64> fields, balls;
+        for (const QPointer<ViewController> &screen : stack) {
+            if (auto *round = qobject_cast<Touch *>(screen)) {
+                fields << round->view()->findChild<QLabel *>("image2")->pixmap().cacheKey();
+                balls << round->balls().first()->pixmap().cacheKey();
+            }
+        }
+        QCOMPARE(fields.size(), 1);
+        QCOMPARE(balls.size(), 1);
+    }
+
+    void autoplayPlaysRoundsThroughTheWindowAndQuits()
+    {
+        QProcess game;
+        game.start(VELMORA_BINARY, {"--autoplay", "3", "--round-limit", "0.2"});
+        QVERIFY(game.waitForFinished(60000));
+        QCOMPARE(game.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(game.exitCode(), 0);
+        // Tick lines share standard output with the round lines.
+        const QStringList lines = QString::fromUtf8(game.readAllStandardOutput()).split(u'\n');
+        QStringList rounds = lines.filter(QRegularExpression(R"(^round \d+: score -?\d+, \d+\.\d s$)"));
+        for (QString &line : rounds)
+            line = line.section(u':', 0, 0);
+        QCOMPARE(rounds, QStringList({"round 1", "round 2", "round 3"}));
+        QVERIFY(lines.filter(QRegularExpression("^\\d+$")).size() > 3);
     }
 
     void spawnsEvery200TicksAtTheBottomEdgeAndPrintsTheCount()
@@ -218,6 +246,11 @@ private slots:
             QCOMPARE(ViewGeometry::frame(stage.label("subScore")), QRectF(0, 0, 0, 0));
         }
         QCOMPARE(stage.label("lab")->text(), QStringLiteral("-5"));
+        // A drag that leaves the window stays on the screen's border, as a finger does.
+        QTest::mouseMove(window, at(400, 600));
+        QCOMPARE(ViewGeometry::center(stage.player()), QPointF(320, 480));
+        QTest::mouseMove(window, at(-30, 100));
+        QCOMPARE(ViewGeometry::center(stage.player()), QPointF(0, 100));
         // The round starts from zero whatever was taken before: one second later the score is 1.
         stage.round->startCount();
         QVERIFY(stage.round->view()->findChild<QWidget *>("starting")->isHidden());

@@ -6,6 +6,8 @@
 #include "ViewController.h"
 #include "Window.h"
 
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
@@ -196,11 +198,11 @@ private slots:
             QVERIFY(!root->view()->isHidden());  // still under the animation
             Screen second("second", &log);
             if (style == ViewController::CrossDissolve) {
-                root->presentModalViewController(&second, true);  // ignored, but settles the first
+                root->presentModalViewController(&second, true);  // ignored; the first goes on
                 QVERIFY(!second.parentViewController() && !second.isViewLoaded());
-            } else {
-                root->finishTransition();
+                QVERIFY(root->isTransitioning());
             }
+            root->finishTransition();
             QCOMPARE(root->modalViewController(), modal);
             QCOMPARE(log.mid(3), QStringList({"root.didDisappear*", "modal.didAppear*"}));
             QVERIFY(root->view()->isHidden());
@@ -266,6 +268,14 @@ struct Delegate : ApplicationDelegate
 int main(int argc, char **argv)
 {
     testsupport::prepareEnvironment();
+    // Scale 2 must fit the desktop, and the offscreen one is 800 by 800 unless configured.
+    if (qgetenv("QT_QPA_PLATFORM") == "offscreen") {
+        QFile config(QDir(qEnvironmentVariable("HOME")).filePath("screens.json"));
+        if (config.open(QIODevice::WriteOnly))
+            config.write(R"({"screens": [{"name": "desktop", "x": 0, "y": 0, "width": 1280, "height": 1024,
+                                         "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})");
+        qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + config.fileName().toUtf8());
+    }
     QObject observer;
     for (const QString &name : {App::DidFinishLaunchingNotification, App::WillTerminateNotification})
         NotificationCenter::defaultCenter()->addObserver(&observer, name, nullptr,

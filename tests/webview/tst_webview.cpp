@@ -6,7 +6,6 @@
 #include "EventLoopWait.h"
 
 #include <QApplication>
-#include <QDesktopServices>
 #include <QSignalSpy>
 
 namespace {
@@ -46,8 +45,6 @@ private slots:
     // knows, is asked about first; none reaches the desktop or opens a window.
     void pageNavigationsAreAskedAboutAndGoNowhereElse()
     {
-        QList<QUrl> desktop;
-        QDesktopServices::setUrlHandler("velmora-arcade", nullptr, nullptr);
         WebView view;
         RecordingDelegate delegate;
         view.setDelegate(&delegate);

@@ -1,0 +1,184 @@
+#include "Autoplay.h"
+
+#include "Autopilot.h"
+#include "Ball.h"
+#include "Over.h"
+#include "Touch.h"
+#include "VelmoraViewController.h"
+#include "ViewGeometry.h"
+#include "Window.h"
+
+#include <QAbstractButton>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QLineF>
+#include <QMouseEvent>
+#include <QWindow>
+#include <cstdio>
+
+namespace {
+
+// The bot looks and moves as often as the balls do.
+constexpr int kStepMs = 50;
+constexpr int kMenuEveryRounds = 4;
+// A plus pick-up is worth the trip only with no ball this close to it.
+constexpr double kSafePickupDistance = 90;
+const QRectF kField(0, 0, 320, 480);
+
+// The value of "--name V" or "--name=V"; null when absent.
+QString optionValue(const QStringList &arguments, const QString &name)
+{
+    const QString prefix = name + u'=';
+    for (int i = 1; i < arguments.size(); ++i) {
+        if (arguments[i] == name && i + 1 < arguments.size())
+            return arguments[i + 1];
+        if (arguments[i].startsWith(prefix))
+            return arguments[i].mid(prefix.size());
+    }
+    return {};
+}
+
+}  // namespace
+
+Autoplay::Autoplay(Window *window, ViewController *root, int rounds, double roundLimitSeconds)
+    : window_(window)
+    , root_(root)
+    , rounds_(rounds)
+    , roundLimitSeconds_(roundLimitSeconds)
+{
+    stepTimer_.setInterval(kStepMs);
+    connect(&stepTimer_, &QTimer::timeout, this, &Autoplay::step);
+}
+
+Autoplay::~Autoplay() = default;
+
+std::optional<int> Autoplay::roundsOption(const QStringList &arguments)
+{
+    bool ok = false;
+    const int rounds = optionValue(arguments, QStringLiteral("--autoplay")).toInt(&ok);
+    if (!ok || rounds < 0)
+        return std::nullopt;
+    return rounds;
+}
+
+double Autoplay::roundLimitOption(const QStringList &arguments)
+{
+    bool ok = false;
+    const double seconds = optionValue(arguments, QStringLiteral("--round-limit")).toDouble(&ok);
+    return ok && seconds >= 0 ? seconds : kDefaultRoundLimitSeconds;
+}
+
+void Autoplay::start()
+{
+    if (rounds_ <= 0) {
+        QTimer::singleShot(0, this, &Autoplay::finished);
+        return;
+    }
+    stepTimer_.start();
+}
+
+void Autoplay::step()
+{
+    if (round_ && round_->modalViewController() && !roundSeconds_)
+        roundSeconds_ = double(roundClock_.elapsed()) / 1000;
+    ViewController *top = topScreen();
+    if (auto *round = qobject_cast<Touch *>(top))
+        play(round);
+    else if (auto *over = qobject_cast<Over *>(top))
+        leave(over);
+    else if (qobject_cast<VelmoraViewController *>(top))
+        click("play", top);
+}
+
+// The screen on top of the stack, or null while any screen is still moving in or out.
+ViewController *Autoplay::topScreen() const
+{
+    ViewController *screen = root_;
+    while (screen) {
+        if (screen->isTransitioning())
+            return nullptr;
+        if (!screen->modalViewController())
+            return screen;
+        screen = screen->modalViewController();
+    }
+    return nullptr;
+}
+
+void Autoplay::play(Touch *round)
+{
+    if (round != round_) {
+        round_ = round;
+        pilot_ = std::make_unique<Autopilot>(round);
+        roundSeconds_.reset();
+        click("starting", round);
+        roundClock_.start();
+        return;
+    }
+    drag(round, target(round));
+}
+
+QPointF Autoplay::target(Touch *round) const
+{
+    if (roundClock_.elapsed() >= roundLimitSeconds_ * 1000)
+        return pilot_->collisionSpot();
+    const std::optional<QPointF> pickup = pilot_->pickupSpot();
+    if (pickup && kField.contains(*pickup)) {
+        bool safe = true;
+        for (const Ball *ball : round->balls())
+            safe = safe && QLineF(*pickup, ViewGeometry::center(ball) + ball->pos()).length() > kSafePickupDistance;
+        if (safe)
+            return *pickup;
+    }
+    return Autopilot::safestSpot(round->balls());
+}
+
+void Autoplay::leave(Over *over)
+{
+    if (over == reported_)
+        return;
+    if (pressed_) {
+        sendMouse(QEvent::MouseButtonRelease, lastLocation_, Qt::LeftButton, Qt::NoButton);
+        pressed_ = false;
+    }
+    reported_ = over;
+    ++roundsPlayed_;
+    const QLabel *score = over->view()->findChild<QLabel *>(QStringLiteral("lab"));
+    std::printf("round %d: score %s, %.1f s\n", roundsPlayed_, qPrintable(score->text()),
+                roundSeconds_.value_or(double(roundClock_.elapsed()) / 1000));
+    std::fflush(stdout);
+    if (roundsPlayed_ >= rounds_) {
+        stepTimer_.stop();
+        emit finished();
+        return;
+    }
+    click(roundsPlayed_ % kMenuEveryRounds == 0 ? "menuButton" : "retryButton", over);
+}
+
+void Autoplay::click(const char *buttonName, ViewController *screen)
+{
+    const auto *button = screen->view()->findChild<QAbstractButton *>(QLatin1String(buttonName));
+    if (!button || !button->isVisible())
+        return;
+    const QPointF at = button->mapTo(window_, QPointF(button->rect().center()));
+    sendMouse(QEvent::MouseButtonPress, at, Qt::LeftButton, Qt::LeftButton);
+    sendMouse(QEvent::MouseButtonRelease, at, Qt::LeftButton, Qt::NoButton);
+}
+
+// The first location of a round presses the finger down, later ones drag it.
+void Autoplay::drag(ViewController *screen, QPointF location)
+{
+    lastLocation_ = screen->view()->mapTo(window_, location);
+    if (pressed_) {
+        sendMouse(QEvent::MouseMove, lastLocation_, Qt::NoButton, Qt::LeftButton);
+        return;
+    }
+    sendMouse(QEvent::MouseButtonPress, lastLocation_, Qt::LeftButton, Qt::LeftButton);
+    pressed_ = true;
+}
+
+void Autoplay::sendMouse(int type, QPointF windowLocation, int button, int buttons)
+{
+    QMouseEvent event(QEvent::Type(type), windowLocation, windowLocation, window_->mapToGlobal(windowLocation),
+                      Qt::MouseButton(button), Qt::MouseButtons(buttons), Qt::NoModifier);
+    QCoreApplication::sendEvent(window_->windowHandle(), &event);
+}

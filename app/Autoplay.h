@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QPointF>
+#include <QPointer>
+#include <QTimer>
+#include <memory>
+#include <optional>
+
+class Autopilot;
+class Over;
+class Touch;
+class ViewController;
+class Window;
+
+// `--autoplay N`: a bot that plays N rounds the way a player does, through
+// mouse events on the window. In each round it presses Start, drags the
+// player's ball away from the moving balls, takes a plus pick-up when one is
+// safe to reach, and once the round limit has passed walks into a ball. On
+// the game-over screen it prints "round K: score S, D s" to standard output
+// and presses Retry (Menu every fourth round); after the last round it quits
+// with status 0.
+class Autoplay : public QObject
+{
+    Q_OBJECT
+public:
+    static constexpr double kDefaultRoundLimitSeconds = 60;
+
+    Autoplay(Window *window, ViewController *root, int rounds, double roundLimitSeconds);
+    ~Autoplay() override;
+
+    // The N of "--autoplay N" / "--autoplay=N"; empty when absent or not a count.
+    static std::optional<int> roundsOption(const QStringList &arguments);
+    // The seconds of "--round-limit S" / "--round-limit=S", else the default.
+    static double roundLimitOption(const QStringList &arguments);
+
+    void start();
+    int roundsPlayed() const { return roundsPlayed_; }
+
+signals:
+    void finished();
+
+private:
+    void step();
+    ViewController *topScreen() const;
+    void play(Touch *round);
+    void leave(Over *over);
+    QPointF target(Touch *round) const;
+
+    void click(const char *buttonName, ViewController *screen);
+    void drag(ViewController *screen, QPointF location);
+    void sendMouse(int type, QPointF windowLocation, int button, int buttons);
+
+    Window *window_;
+    QPointer<ViewController> root_;
+    int rounds_;
+    double roundLimitSeconds_;
+    int roundsPlayed_ = 0;
+    QTimer stepTimer_;
+    QPointer<Touch> round_;
+    std::unique_ptr<Autopilot> pilot_;
+    QElapsedTimer roundClock_;
+    std::optional<double> roundSeconds_;
+    bool pressed_ = false;
+    QPointF lastLocation_;
+    QPointer<Over> reported_;
+};

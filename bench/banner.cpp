@@ -1,0 +1,197 @@
+// What a banner costs, side by side with the floor of the same engine:
+//   time   loadRequest -> didReceiveAd, cold (core script fetched) and warm,
+//          against a bare QWebEngineView loading the same ad page URL;
+//   memory PSS of this process and all its web engine processes with 1, 10
+//          and 50 banners on stacked screens;
+//   tick   the longest gap of a 50 ms timer (the play screen's clock) while a
+//          banner loads and reloads every second.
+// Usage: banner --host 127.0.0.1:PORT [--rounds N]   (the server runs with --refresh 1)
+#include "Application.h"
+#include "Network/TSKCachedFile.h"
+#include "Object/TSKObjectPrivate.h"
+#include "Request/TSKRequest.h"
+#include "Statistics/TSKStatisticsCore.h"
+#include "Utility/TSKNetworkConfiguration.h"
+#include "Utility/TSKPrivateUtilities.h"
+#include "View/TSKBannerView.h"
+#include "ViewController.h"
+#include "WebView.h"
+
+#include <QApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QTimer>
+#include <QWebEngineView>
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+class Arrivals : public QObject
+{
+    Q_OBJECT
+public:
+    int received = 0;
+    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *) { ++received; }
+};
+
+bool spinUntil(const std::function<bool()> &done, int timeoutMs = 30000)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return done();
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
+// Proportional set size in MB of this process and its descendants (the web engine's).
+double pssOfProcessTree()
+{
+    double kilobytes = 0;
+    const QString self = QString::number(QCoreApplication::applicationPid());
+    QStringList tree{self};
+    for (const QString &pid : QDir("/proc").entryList(QDir::Dirs)) {
+        QFile stat("/proc/" + pid + "/stat");
+        if (stat.open(QIODevice::ReadOnly) && stat.readAll().split(' ').value(3) == self.toLatin1())
+            tree << pid;
+    }
+    // Zygote and renderers are grandchildren: one more level.
+    for (const QString &pid : QDir("/proc").entryList(QDir::Dirs)) {
+        QFile stat("/proc/" + pid + "/stat");
+        if (stat.open(QIODevice::ReadOnly) && tree.mid(1).contains(QString::fromLatin1(stat.readAll().split(' ').value(3)))
+            && !tree.contains(pid))
+            tree << pid;
+    }
+    for (const QString &pid : tree) {
+        QFile rollup("/proc/" + pid + "/smaps_rollup");
+        if (!rollup.open(QIODevice::ReadOnly))
+            continue;
+        for (const QByteArray &line : rollup.readAll().split('\n')) {
+            if (line.startsWith("Pss:"))
+                kilobytes += line.simplified().split(' ').value(1).toDouble();
+        }
+    }
+    return kilobytes / 1024.0;
+}
+
+struct Screen
+{
+    Screen()
+    {
+        controller.view()->resize(320, 480);
+        banner = new TSKBannerView(QRectF(0, 430, 320, 50), controller.view());
+        banner->setAdUnitID("a1f3c29b07d5e64");
+        banner->setRootViewController(&controller);
+        banner->setDelegate(&arrivals);
+    }
+    double load()
+    {
+        QElapsedTimer clock;
+        clock.start();
+        const int before = arrivals.received;
+        banner->loadRequest(TSKRequest::request().get());
+        spinUntil([&] { return arrivals.received > before; });
+        return clock.nsecsElapsed() / 1e6;
+    }
+    ViewController controller;
+    TSKBannerView *banner;
+    Arrivals arrivals;
+};
+
+double bareLoad(const QUrl &url)
+{
+    QWebEngineView view;
+    bool done = false;
+    QObject::connect(&view, &QWebEngineView::loadFinished, [&] { done = true; });
+    QElapsedTimer clock;
+    clock.start();
+    view.load(url);
+    spinUntil([&] { return done; });
+    return clock.nsecsElapsed() / 1e6;
+}
+
+void measureTimes(int rounds)
+{
+    std::vector<double> cold, warm, bare;
+    for (int i = 0; i < rounds; ++i) {
+        TSKStatisticsCore(QStringLiteral("TSKObjectPrivate")).removeAllObjects();
+        Screen first;
+        cold.push_back(first.load());
+        Screen second;
+        warm.push_back(second.load());
+        const QUrl page = TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(second.banner)->adHTML()->httpDestinationURL();
+        bare.push_back(bareLoad(page));
+    }
+    std::printf("load to didReceiveAd, median of %d (ms): cold %.1f, warm %.1f; bare web view loading the ad page %.1f; "
+                "warm/bare %.2fx\n", rounds, median(cold), median(warm), median(bare), median(warm) / median(bare));
+}
+
+void measureMemory()
+{
+    const double before = pssOfProcessTree();
+    std::vector<std::unique_ptr<Screen>> screens;
+    for (const int target : {1, 10, 50}) {
+        while (int(screens.size()) < target) {
+            screens.push_back(std::make_unique<Screen>());
+            screens.back()->load();
+        }
+        spinUntil([] { return false; }, 1500);
+        const double pss = pssOfProcessTree();
+        std::printf("PSS with %2d banners: %.1f MB (%.2f MB per banner over the %.1f MB before any)\n", target, pss,
+                    (pss - before) / target, before);
+    }
+}
+
+void measureTicks()
+{
+    Screen screen;
+    screen.load();
+    QElapsedTimer clock;
+    clock.start();
+    std::vector<double> gaps;
+    qint64 last = clock.nsecsElapsed();
+    QTimer tick;
+    tick.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        gaps.push_back((now - last) / 1e6);
+        last = now;
+    });
+    tick.start(50);
+    const int before = screen.arrivals.received;
+    spinUntil([] { return false; }, 15000);
+    std::sort(gaps.begin(), gaps.end());
+    std::printf("50 ms tick over 15 s with %d reloads: p50 %.1f ms, p99 %.1f ms, max %.1f ms\n",
+                screen.arrivals.received - before, gaps[gaps.size() / 2], gaps[gaps.size() * 99 / 100], gaps.back());
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    TSKBannerView::registerSchemes();
+    QApplication app(argc, argv);
+    const QStringList arguments = app.arguments();
+    const int hostIndex = int(arguments.indexOf("--host"));
+    const QString host = hostIndex > 0 ? arguments.value(hostIndex + 1) : QStringLiteral("127.0.0.1:8470");
+    const int roundsIndex = int(arguments.indexOf("--rounds"));
+    const int rounds = roundsIndex > 0 ? arguments.value(roundsIndex + 1).toInt() : 10;
+    TSKNetworkConfiguration::setStaticContentHost(host);
+    TSKNetworkConfiguration::setAdServerHost(host);
+    Application::shared()->updateState(Application::Active);
+    measureTimes(rounds);
+    measureTicks();
+    measureMemory();
+    return 0;
+}
+
+#include "banner.moc"
