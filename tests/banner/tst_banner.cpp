@@ -218,9 +218,11 @@ private slots:
         QVERIFY(placement->waitForEvents(1));
         QVERIFY(placement->loader()->reloadTimer());
         QPointer<WebView> webView = placement->banner->webView();
+        // A slow render (a sanitizer build) can outlast the period: the reload timer starts when the page arrives.
+        const auto requestsBeforeRelease = server.requestsTo("/ad").size();
         delete placement->banner;
         spin(1500);
-        QCOMPARE(server.requestsTo("/ad").size(), 1);
+        QCOMPARE(server.requestsTo("/ad").size(), requestsBeforeRelease);
         QVERIFY(!webView);
         QCOMPARE(placement->recorder.events, QStringList{"receive"});
     }
