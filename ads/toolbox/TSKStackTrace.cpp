@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <execinfo.h>
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdlib>
 #include <memory>
@@ -132,15 +133,16 @@ QString TSKStackTrace()
 {
     void *frames[MaxFrames];
     const int depth = backtrace(frames, MaxFrames);
-    if (depth <= 1)
+    // How many frames lie above the caller's depends on the build: this function's own, and one more
+    // when a runtime wraps backtrace() (the sanitizers do). The caller's frame is the one that returns
+    // where this call returns.
+    const auto callerFrame = std::find(frames, frames + depth, __builtin_return_address(0));
+    if (callerFrame == frames + depth)
         return QString("");
-    std::vector<quintptr> addresses(static_cast<size_t>(depth));
-    for (int i = 0; i < depth; ++i)
-        addresses[size_t(i)] = reinterpret_cast<quintptr>(frames[i]);
+    std::vector<quintptr> addresses;
+    for (auto frame = callerFrame; frame != frames + depth; ++frame)
+        addresses.push_back(reinterpret_cast<quintptr>(*frame));
     std::vector<TSKAddressDescriptor> descriptors(addresses.size());
     const size_t described = TSKGetStackAddressDescriptorsForAddresses(addresses.data(), descriptors.data(), addresses.size());
-    if (described <= 1)
-        return QString("");
-    // The first frame is this function itself.
-    return TSKStackTraceFromAddressDescriptors(descriptors.data() + 1, described - 1);
+    return TSKStackTraceFromAddressDescriptors(descriptors.data(), described);
 }

@@ -14,8 +14,9 @@ struct TSKAddressDescriptor
     QByteArray filename;   // path of the loaded image holding the address, empty if unknown
 };
 
-// The calling thread's stack, one line per frame below the caller of this function; "" when it cannot be had.
-QString TSKStackTrace();
+// The calling thread's stack, one line per frame from the caller of this function down; "" when it cannot
+// be had. Never inlined: the caller is found by this function's own return address.
+Q_NEVER_INLINE QString TSKStackTrace();
 
 // Fills `descriptors` for `addresses`; answers count, or 0 when either array is null or count is 0.
 size_t TSKGetStackAddressDescriptorsForAddresses(const quintptr *addresses, TSKAddressDescriptor *descriptors,

@@ -218,9 +218,14 @@ private slots:
         QVERIFY(placement->waitForEvents(1));
         QVERIFY(placement->loader()->reloadTimer());
         QPointer<WebView> webView = placement->banner->webView();
+        // A slow render (a sanitizer build) can outlast the period, whose timer starts when the page
+        // arrives, so a reload may have gone out before the release; none may go out after it. The
+        // server's live count, not its buffered log.
+        const int requestsBeforeRelease = server.stats().value("adRequests").toInt();
+        QVERIFY(requestsBeforeRelease >= 1);
         delete placement->banner;
         spin(1500);
-        QCOMPARE(server.requestsTo("/ad").size(), 1);
+        QCOMPARE(server.stats().value("adRequests").toInt(), requestsBeforeRelease);
         QVERIFY(!webView);
         QCOMPARE(placement->recorder.events, QStringList{"receive"});
     }

@@ -231,10 +231,10 @@ private slots:
         QTest::mouseRelease(label, Qt::LeftButton, {}, QPoint(40, 50));
         QTest::mouseClick(button, Qt::LeftButton);  // buttons keep theirs
 
-        auto *device = QTest::createTouchDevice();
-        QTest::touchEvent(window.get(), device).press(0, QPoint(30, 40), window.get());
-        QTest::touchEvent(window.get(), device).move(0, QPoint(35, 45), window.get());
-        QTest::touchEvent(window.get(), device).release(0, QPoint(35, 45), window.get());
+        const std::unique_ptr<QPointingDevice> device(QTest::createTouchDevice());
+        QTest::touchEvent(window.get(), device.get()).press(0, QPoint(30, 40), window.get());
+        QTest::touchEvent(window.get(), device.get()).move(0, QPoint(35, 45), window.get());
+        QTest::touchEvent(window.get(), device.get()).release(0, QPoint(35, 45), window.get());
 
         QCOMPARE(log, QStringList({"root.began 110,120", "root.moved 140,150", "root.ended 140,150",
                                    "root.began 30,40", "root.moved 35,45", "root.ended 35,45"}));
