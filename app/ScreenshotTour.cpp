@@ -1,4 +1,7 @@
+#include "Browser/TSKBrowserController.h"
+#include "MailComposeViewController.h"
 #include "View/TSKBannerView.h"
+#include "WebApp/TSKWebAppViewController.h"
 #include "WebView.h"
 #include "ScreenshotTour.h"
 
@@ -13,6 +16,7 @@
 #include "Window.h"
 
 #include <QDeadlineTimer>
+#include <QMouseEvent>
 #include <QCoreApplication>
 #include <QDir>
 #include <QTimer>
@@ -23,6 +27,14 @@ constexpr int kTicksPerSecond = 20;
 constexpr int kSecondsPlayed = 21;
 constexpr int kBannerWaitMs = 5000;
 constexpr int kBannerPaintMs = 400;
+constexpr int kAdPaintMs = 800;
+
+void spinUntil(const std::function<bool()> &done, int timeoutMs)
+{
+    QDeadlineTimer deadline(timeoutMs);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+}
 
 // Fixed seed: the same balls and pick-ups on every run.
 uint32_t nextRandom()
@@ -88,10 +100,12 @@ void ScreenshotTour::run()
 {
     Random::setSource(nextRandom);
     bool saved = QDir().mkpath(directory_) && save(QStringLiteral("menu"));
+    saved = tapAd(menu_) && saved;
 
     menu_->instructions();
     menu_->finishTransition();
     saved = save(QStringLiteral("instructions")) && saved;
+    saved = tapAd(menu_->modalViewController()) && saved;
     qobject_cast<Instructions *>(menu_->modalViewController())->back();
     menu_->finishTransition();
 
@@ -100,6 +114,8 @@ void ScreenshotTour::run()
     saved = save(QStringLiteral("about")) && saved;
     qobject_cast<About *>(menu_->modalViewController())->back();
     menu_->finishTransition();
+    waitForBanners();
+    saved = tapAd(menu_) && saved;
 
     menu_->menu();
     menu_->finishTransition();
@@ -114,6 +130,43 @@ void ScreenshotTour::run()
     QCoreApplication::exit(saved ? 0 : 1);
 }
 
+// Taps the screen's newest banner like a player and pictures what opens,
+// named by its kind: the in-app browser (while loading, then loaded), the web
+// app screen or the mail composer. Then closes it.
+bool ScreenshotTour::tapAd(ViewController *screen)
+{
+    const QList<TSKBannerView *> banners = screen->view()->findChildren<TSKBannerView *>();
+    if (banners.isEmpty())
+        return true;
+    // The press the library looks for, and the click the page acts on.
+    WebView *ad = banners.last()->webView();
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(160, 25), QPointF(160, 25), Qt::LeftButton, Qt::LeftButton, {});
+    QCoreApplication::sendEvent(ad, &press);
+    ad->evaluateJavaScript(QStringLiteral("document.getElementById('ad').click();"));
+    spinUntil([screen] { return screen->modalViewController() && !screen->isTransitioning(); }, kBannerWaitMs);
+    ViewController *shown = screen->modalViewController();
+    bool saved = true;
+    if (auto *browser = qobject_cast<TSKBrowserController *>(shown)) {
+        if (browser->webView()->isLoading())
+            saved = save(QStringLiteral("ad-browser-loading"));
+        spinUntil([browser] { return !browser->webView()->isLoading(); }, kBannerWaitMs);
+        spinUntil([] { return false; }, kAdPaintMs);
+        saved = save(QStringLiteral("ad-browser")) && saved;
+        browser->relinquishScreen();
+    } else if (auto *webApp = qobject_cast<TSKWebAppViewController *>(shown)) {
+        spinUntil([webApp] { return !webApp->webView()->isLoading(); }, kBannerWaitMs);
+        spinUntil([] { return false; }, kAdPaintMs);
+        saved = save(QStringLiteral("ad-webapp"));
+        webApp->relinquishScreen();
+    } else if (auto *mail = qobject_cast<MailComposeViewController *>(shown)) {
+        saved = save(QStringLiteral("ad-mail"));
+        mail->cancel();
+    }
+    screen->finishTransition();
+    spinUntil([screen] { return !screen->modalViewController(); }, kBannerWaitMs);
+    return saved;
+}
+
 // A screen is pictured with its live ad, as a player sees it: wait until the
 // ads on view have arrived and been painted (or the ad server is clearly away).
 void ScreenshotTour::waitForBanners()
@@ -125,12 +178,8 @@ void ScreenshotTour::waitForBanners()
         }
         return true;
     };
-    QDeadlineTimer deadline(kBannerWaitMs);
-    while (!arrived() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    QDeadlineTimer painted(kBannerPaintMs);
-    while (!painted.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    spinUntil(arrived, kBannerWaitMs);
+    spinUntil([] { return false; }, kBannerPaintMs);
 }
 
 bool ScreenshotTour::save(const QString &name)

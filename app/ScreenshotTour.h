@@ -4,6 +4,7 @@
 #include <QString>
 
 class VelmoraViewController;
+class ViewController;
 class Window;
 
 // `--screenshot DIR`: walks through every screen with a fixed random source,
@@ -26,6 +27,7 @@ private:
     void run();
     bool save(const QString &name);
     void waitForBanners();
+    bool tapAd(ViewController *screen);
 
     Window *window_;
     VelmoraViewController *menu_;

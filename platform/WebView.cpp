@@ -1,10 +1,13 @@
 #include "WebView.h"
 
 #include "DelayedPerform.h"
+#include "MonotonicClock.h"
 #include "WebPage.h"
 #include "WebProfile.h"
 
+#include <QChildEvent>
 #include <QWebEngineHistory>
+#include <limits>
 #include <QWebEngineHttpRequest>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineProfile>
@@ -21,6 +24,30 @@ WebView::WebView(QWidget *parent) : QWebEngineView(parent)
     setPage(new WebPage(this));
     connect(page(), &QWebEnginePage::loadingChanged, this, &WebView::onLoadingChanged);
     setContextMenuPolicy(Qt::NoContextMenu);
+    // The engine paints and takes input in a child widget it makes later.
+    installEventFilter(this);
+}
+
+bool WebView::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::ChildAdded:
+        if (watched == this)
+            static_cast<QChildEvent *>(event)->child()->installEventFilter(this);
+        break;
+    case QEvent::MouseButtonPress:
+    case QEvent::TouchBegin:
+        lastUserPress_ = MonotonicClock::seconds();
+        break;
+    default:
+        break;
+    }
+    return QWebEngineView::eventFilter(watched, event);
+}
+
+double WebView::secondsSinceUserPress() const
+{
+    return lastUserPress_ < 0 ? std::numeric_limits<double>::infinity() : MonotonicClock::seconds() - lastUserPress_;
 }
 
 WebView::~WebView()

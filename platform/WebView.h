@@ -46,8 +46,15 @@ public:
     QUrl requestURL() const;
     QString userAgent() const;
 
+    // Seconds since the user last pressed on the page (a mouse button or a
+    // touch); infinity if never. A page's script cannot fake one.
+    double secondsSinceUserPress() const;
+
     // Called by the page for every navigation it is about to start.
     bool shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType type, bool isMainFrame);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void loadFromReferrer(const QUrl &url, const QUrl &referrer);
@@ -62,4 +69,5 @@ private:
     // A load with a Referer goes through a page at the referring URL.
     QUrl referredURL_;
     QUrl steppingStone_;
+    double lastUserPress_ = -1;
 };

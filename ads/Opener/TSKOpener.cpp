@@ -12,6 +12,8 @@
 #include "WebApp/TSKWebAppViewController.h"
 
 
+#include <cstdio>
+
 int TSKOpener::deferredOpens_ = 0;
 
 namespace {
@@ -70,8 +72,21 @@ void TSKOpener::present(TSKViewController *screen)
         screen->deleteLater();
 }
 
+// The phone's sandbox let an ad act only on the user's tap; here the
+// library checks for one itself.
+bool TSKOpener::wasTapped(const QString &action, const QUrl &target) const
+{
+    if (!pressSource_ || pressSource_->secondsSinceUserPress() <= kTapWindowSeconds)
+        return true;
+    std::fprintf(stderr, "<Tiskos> Refused to open %s without a tap on the ad: %s\n", qUtf8Printable(action),
+                 qUtf8Printable(target.toString().left(200)));
+    return false;
+}
+
 void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int orientations)
 {
+    if (!wasTapped(QStringLiteral("the browser"), url))
+        return;
     auto *browser = new TSKBrowserController;
     browser->setSupportedOrientations(orientations);
     browser->loadReferringURL(url, referringURL_);
@@ -80,6 +95,8 @@ void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int orien
 
 void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int orientations)
 {
+    if (!wasTapped(QStringLiteral("a web app"), url))
+        return;
     auto *webApp = new TSKWebAppViewController;
     webApp->setSupportedOrientations(orientations);
     webApp->load(url);
@@ -88,6 +105,8 @@ void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int orientation
 
 void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int orientations)
 {
+    if (!wasTapped(QStringLiteral("a web app"), QUrl(QStringLiteral("about:blank"))))
+        return;
     auto *webApp = new TSKWebAppViewController;
     webApp->setSupportedOrientations(orientations);
     webApp->loadHTMLBaseURL(html, QUrl());
@@ -96,6 +115,8 @@ void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int
 
 void TSKOpener::openEmailComposer(const QUrl &url)
 {
+    if (!wasTapped(QStringLiteral("the mail composer"), url))
+        return;
     const QString rest = url.toString(QUrl::FullyEncoded).mid(int(qstrlen("mailto:")));
     const qsizetype question = rest.indexOf(QLatin1Char('?'));
     const QString recipient = QUrl::fromPercentEncoding(rest.left(question).toUtf8());
@@ -133,7 +154,7 @@ void TSKOpener::mailComposeControllerDidFinishWithResult(MailComposeViewControll
 
 void TSKOpener::openApp(const QUrl &url)
 {
-    if (url.isEmpty())
+    if (url.isEmpty() || !wasTapped(QStringLiteral("another program"), url))
         return;
     if (TSKClickTracker::activeTrackings() && deferredOpens_++ < kTrackingWaits) {
         performAfterDelay(this, [this, url] { openApp(url); }, kTrackingWaitSeconds);

@@ -2,6 +2,7 @@
 
 #include "MailComposeViewController.h"
 #include "ViewController.h"
+#include "WebView.h"
 
 #include <QObject>
 #include <QPointer>
@@ -30,6 +31,15 @@ public:
     const QUrl &referringURL() const { return referringURL_; }
     void setReferringURL(const QUrl &url) { referringURL_ = url; }
 
+    // How long after a press on the ad's page it may still open something.
+    static constexpr double kTapWindowSeconds = 5.0;
+
+    // The page whose messages this opener carries out. With one, nothing
+    // that covers the program or leaves it happens unless the user pressed
+    // on that page within the tap window; without one (a native button),
+    // every action goes ahead.
+    void setPressSource(WebView *page) { pressSource_ = page; }
+
     // Routes an "open" message by its "a", "u", "html" and "o" parameters.
     void openNotification(const TSKNotification &notification);
     void openBrowserToURLSupportedOrientations(const QUrl &url, int orientations);
@@ -49,10 +59,12 @@ public:
 
 private:
     static int orientationFromCode(const QString &code);
+    bool wasTapped(const QString &action, const QUrl &target) const;
     void present(TSKViewController *screen);
 
     std::shared_ptr<TSKDelegateManager> delegateManager_;
     QPointer<ViewController> viewController_;
     QUrl referringURL_;
+    QPointer<WebView> pressSource_;
     static int deferredOpens_;
 };

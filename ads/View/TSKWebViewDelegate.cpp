@@ -73,6 +73,7 @@ bool TSKWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetwork
     if (request.hasRawHeader("User-Agent"))
         TSKNetworkUtilities::setUserAgentString(QString::fromUtf8(request.rawHeader("User-Agent")));
     opener_->setViewController(viewController_);
+    opener_->setPressSource(webView);
 
     if (scheme == QLatin1String("file"))
         return false;

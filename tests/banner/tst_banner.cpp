@@ -17,6 +17,7 @@
 #include "WebView.h"
 
 #include <QDir>
+#include <QMouseEvent>
 #include <QJsonArray>
 #include <QTemporaryDir>
 
@@ -335,6 +336,9 @@ private slots:
         };
         const QString huge = "tsmsg:///log?string=" + QString(TSKWebViewDelegate::kMaximumMessageBytes, 'x');
         const Row rows[] = {
+            // Nothing leaves without a tap on the ad.
+            {"tsmsg:///open?a=app&u=velmora-arcade%3A%2F%2Fplay", WebViewDelegate::Other, false, "open",
+             "log:<Tiskos> Refused to open another program without a tap on the ad"},
             {"tsmsg:///click?u=" + click, WebViewDelegate::Other, false, "click", "server:/track/click"},
             {"tsmsg:///httpTrack?u=" + tap, WebViewDelegate::Other, false, "httpTrack", "server:/track/tap"},
             {"tsmsg://any-host/log?string=hello%20there", WebViewDelegate::Other, false, "log", "log:hello there"},
@@ -358,6 +362,10 @@ private slots:
         };
         WebView webView;
         TSKWebViewDelegate delegate;
+        const auto press = [&webView] {
+            QMouseEvent event(QEvent::MouseButtonPress, QPointF(5, 5), QPointF(5, 5), Qt::LeftButton, Qt::LeftButton, {});
+            QCoreApplication::sendEvent(&webView, &event);
+        };
         QList<QUrl> opened;
         Application::shared()->setUrlOpener([&](const QUrl &url) { opened << url; return true; });
         QStringList actions;
@@ -376,6 +384,8 @@ private slots:
             opened.clear();
             testsupport::StderrCapture log;
             const int served = int(server.requests().size());
+            if (row.effect.startsWith("desktop"))
+                press();
             QNetworkRequest request{QUrl(row.url)};
             QCOMPARE(delegate.webViewShouldStartLoad(&webView, request, row.type), row.allowed);
             QCOMPARE(actions, row.action == "-" ? QStringList() : QStringList{row.action});

@@ -21,6 +21,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -90,7 +91,17 @@ struct Stage
 
     TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
     bool shown() { return waitUntil([&] { return recorder.events.contains("receive"); }); }
-    void tap() { banner->webView()->evaluateJavaScript("document.getElementById('ad').click();"); }
+    // A player's tap: the press the library sees, and the click the page sees.
+    void tap()
+    {
+        press(banner->webView());
+        banner->webView()->evaluateJavaScript("document.getElementById('ad').click();");
+    }
+    static void press(WebView *view)
+    {
+        QMouseEvent event(QEvent::MouseButtonPress, QPointF(5, 5), QPointF(5, 5), Qt::LeftButton, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(view, &event);
+    }
     template <class Screen>
     Screen *presented(ViewController *over)
     {
@@ -177,6 +188,7 @@ private slots:
 
         // A browser opened from the web app is no new full-screen period.
         const QString story = "http://" + stage.server.host() + "/landing/story.html";
+        Stage::press(club->webView());
         club->webView()->evaluateJavaScript(
             QString("location.href = 'tsmsg:///open?a=browser&u=%1';").arg(QString(QUrl::toPercentEncoding(story))));
         auto *browser = stage.presented<TSKBrowserController>(club);
