@@ -1,5 +1,7 @@
+#include "Application.h"
 #include "Browser/TSKBrowserController.h"
 #include "MailComposeViewController.h"
+#include "Opener/TSKOpener.h"
 #include "View/TSKBannerView.h"
 #include "WebApp/TSKWebAppViewController.h"
 #include "WebView.h"
@@ -17,6 +19,7 @@
 
 #include <QDeadlineTimer>
 #include <QMouseEvent>
+#include <cstdio>
 #include <QCoreApplication>
 #include <QDir>
 #include <QTimer>
@@ -99,6 +102,11 @@ void ScreenshotTour::start()
 void ScreenshotTour::run()
 {
     Random::setSource(nextRandom);
+    // A picture tour leaves nothing to other programs.
+    Application::shared()->setUrlOpener([](const QUrl &url) {
+        std::fprintf(stderr, "velmora: the tour does not open %s\n", qPrintable(url.toString()));
+        return true;
+    });
     bool saved = QDir().mkpath(directory_) && save(QStringLiteral("menu"));
     saved = tapAd(menu_) && saved;
 
@@ -121,11 +129,14 @@ void ScreenshotTour::run()
     menu_->finishTransition();
     auto *round = qobject_cast<Touch *>(menu_->modalViewController());
     saved = save(QStringLiteral("start")) && saved;
+    saved = tapAd(round) && saved;
     playRound(round);
     saved = save(QStringLiteral("play")) && saved;
     endRound(round);
     round->finishTransition();
     saved = save(QStringLiteral("game-over")) && saved;
+    saved = tapAd(round->modalViewController()) && saved;
+    saved = showMailComposer(round->modalViewController()) && saved;
 
     QCoreApplication::exit(saved ? 0 : 1);
 }
@@ -147,8 +158,7 @@ bool ScreenshotTour::tapAd(ViewController *screen)
     ViewController *shown = screen->modalViewController();
     bool saved = true;
     if (auto *browser = qobject_cast<TSKBrowserController *>(shown)) {
-        if (browser->webView()->isLoading())
-            saved = save(QStringLiteral("ad-browser-loading"));
+        saved = grab(QStringLiteral("ad-browser-loading"));
         spinUntil([browser] { return !browser->webView()->isLoading(); }, kBannerWaitMs);
         spinUntil([] { return false; }, kAdPaintMs);
         saved = save(QStringLiteral("ad-browser")) && saved;
@@ -164,6 +174,24 @@ bool ScreenshotTour::tapAd(ViewController *screen)
     }
     screen->finishTransition();
     spinUntil([screen] { return !screen->modalViewController(); }, kBannerWaitMs);
+    return saved;
+}
+
+// The house mail ad's composer, as its tap opens it (the ads on screen take
+// turns, so the tour may not meet that ad itself).
+bool ScreenshotTour::showMailComposer(ViewController *screen)
+{
+    TSKOpener opener;
+    opener.setViewController(screen);
+    opener.openEmailComposer(QUrl(QStringLiteral(
+        "mailto:?subject=Can%20you%20beat%20me%20at%20Velmora%3F&body=Drag%20your%20ball%2C%20dodge%20the%20yellow%20ones.")));
+    screen->finishTransition();
+    auto *mail = qobject_cast<MailComposeViewController *>(screen->modalViewController());
+    if (!mail)
+        return false;
+    const bool saved = save(QStringLiteral("ad-mail"));
+    mail->cancel();
+    screen->finishTransition();
     return saved;
 }
 
@@ -185,6 +213,11 @@ void ScreenshotTour::waitForBanners()
 bool ScreenshotTour::save(const QString &name)
 {
     waitForBanners();
+    return grab(name);
+}
+
+bool ScreenshotTour::grab(const QString &name)
+{
     const QString path = QDir(directory_).filePath(name + QStringLiteral(".png"));
     if (window_->grabScreen().save(path))
         return true;

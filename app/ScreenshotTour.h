@@ -28,6 +28,8 @@ private:
     bool save(const QString &name);
     void waitForBanners();
     bool tapAd(ViewController *screen);
+    bool grab(const QString &name);
+    bool showMailComposer(ViewController *screen);
 
     Window *window_;
     VelmoraViewController *menu_;

@@ -67,6 +67,8 @@ void WebView::loadRequest(const QNetworkRequest &request)
     QWebEngineHttpRequest engineRequest(request.url());
     for (const QByteArray &name : request.rawHeaderList())
         engineRequest.setHeader(name, request.rawHeader(name));
+    // Loading from the moment it is asked for, as the phone's view was.
+    loading_ = true;
     load(engineRequest);
 }
 
@@ -82,6 +84,7 @@ void WebView::loadFromReferrer(const QUrl &url, const QUrl &referrer)
                                 .toUtf8();
     referredURL_ = url;
     steppingStone_ = referrer;
+    loading_ = true;
     page()->setContent(stone, QStringLiteral("text/html;charset=UTF-8"), referrer);
 }
 

@@ -94,6 +94,7 @@ void TSKWebAppViewController::buildCloseButton()
     button->setFlat(true);
     button->setStyleSheet(QStringLiteral("QPushButton { border: none; background: transparent; padding: 0; }"));
     button->setCursor(Qt::PointingHandCursor);
+    button->setFocusPolicy(Qt::NoFocus);
     connect(button, &QPushButton::clicked, this, &TSKWebAppViewController::relinquishScreen);
     button->show();
     button->raise();
