@@ -15,6 +15,7 @@
 #include "Utility/TSKPrivateUtilities.h"
 #include "View/TSKBannerView.h"
 #include "ViewController.h"
+#include "WebProfile.h"
 #include "WebView.h"
 
 #include <QApplication>
@@ -24,6 +25,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QTimer>
+#include <QWebEnginePage>
 #include <QWebEngineView>
 #include <algorithm>
 #include <cstdio>
@@ -126,9 +128,11 @@ struct Screen
     Arrivals arrivals;
 };
 
+// In the banners' profile, so it may share their renderer as they do.
 double bareLoad(const QUrl &url)
 {
     QWebEngineView view;
+    view.setPage(new QWebEnginePage(WebProfile::shared(), &view));
     bool done = false;
     QObject::connect(&view, &QWebEngineView::loadFinished, [&] { done = true; });
     QElapsedTimer clock;
