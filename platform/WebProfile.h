@@ -21,7 +21,7 @@ public:
     static bool isSchemeRegistered(const QByteArray &name);
 
     // Every page shares one renderer process: a page of its own costs about
-    // 7 MB and 100 ms of process start, a page in a shared one about 1 MB.
+    // 7 MB and a process start, a page in a shared one about 1 MB.
     // Process-model switches already in QTWEBENGINE_CHROMIUM_FLAGS win.
     static QByteArray sharedRendererSwitches(const QByteArray &engineFlags);
 

@@ -10,6 +10,7 @@
 #include <QWebEngineProfile>
 #include <csignal>
 #include <memory>
+#include <utility>
 
 namespace {
 
