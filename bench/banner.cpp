@@ -5,7 +5,7 @@
 //          and 50 banners on stacked screens;
 //   tick   the longest gap of a 50 ms timer (the play screen's clock) while a
 //          banner loads and reloads every second.
-// Usage: banner --host 127.0.0.1:PORT [--rounds N]   (the server runs with --refresh 1)
+// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory]   (the server runs with --refresh 1)
 #include "Application.h"
 #include "Network/TSKCachedFile.h"
 #include "Object/TSKObjectPrivate.h"
@@ -15,6 +15,7 @@
 #include "Utility/TSKPrivateUtilities.h"
 #include "View/TSKBannerView.h"
 #include "ViewController.h"
+#include "WebProfile.h"
 #include "WebView.h"
 
 #include <QApplication>
@@ -24,12 +25,15 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QTimer>
+#include <QWebEnginePage>
 #include <QWebEngineView>
 #include <algorithm>
 #include <cstdio>
 #include <vector>
 
 namespace {
+
+constexpr double kGameReloadSeconds = 30;
 
 class Arrivals : public QObject
 {
@@ -53,34 +57,51 @@ double median(std::vector<double> values)
     return values.empty() ? 0 : values[values.size() / 2];
 }
 
-// Proportional set size in MB of this process and its descendants (the web engine's).
-double pssOfProcessTree()
+double pssOfProcess(const QString &pid)
 {
-    double kilobytes = 0;
+    QFile rollup("/proc/" + pid + "/smaps_rollup");
+    if (!rollup.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : rollup.readAll().split('\n')) {
+        if (line.startsWith("Pss:"))
+            return line.simplified().split(' ').value(1).toDouble() / 1024.0;
+    }
+    return 0;
+}
+
+QStringList childrenOf(const QString &pid)
+{
+    QStringList children;
+    for (const QString &task : QDir("/proc/" + pid + "/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile file("/proc/" + pid + "/task/" + task + "/children");
+        if (file.open(QIODevice::ReadOnly))
+            children += QString::fromLatin1(file.readAll()).split(' ', Qt::SkipEmptyParts);
+    }
+    return children;
+}
+
+// PSS in MB of this process and of the web engine's processes under it.
+struct ProcessTreeMemory
+{
+    double browser = 0;
+    double others = 0;
+    int processes = 0;
+    double total() const { return browser + others; }
+};
+
+ProcessTreeMemory memoryOfProcessTree()
+{
+    ProcessTreeMemory memory;
     const QString self = QString::number(QCoreApplication::applicationPid());
-    QStringList tree{self};
-    for (const QString &pid : QDir("/proc").entryList(QDir::Dirs)) {
-        QFile stat("/proc/" + pid + "/stat");
-        if (stat.open(QIODevice::ReadOnly) && stat.readAll().split(' ').value(3) == self.toLatin1())
-            tree << pid;
+    memory.browser = pssOfProcess(self);
+    QStringList pending = childrenOf(self);
+    while (!pending.isEmpty()) {
+        const QString pid = pending.takeFirst();
+        memory.others += pssOfProcess(pid);
+        ++memory.processes;
+        pending += childrenOf(pid);
     }
-    // Zygote and renderers are grandchildren: one more level.
-    for (const QString &pid : QDir("/proc").entryList(QDir::Dirs)) {
-        QFile stat("/proc/" + pid + "/stat");
-        if (stat.open(QIODevice::ReadOnly) && tree.mid(1).contains(QString::fromLatin1(stat.readAll().split(' ').value(3)))
-            && !tree.contains(pid))
-            tree << pid;
-    }
-    for (const QString &pid : tree) {
-        QFile rollup("/proc/" + pid + "/smaps_rollup");
-        if (!rollup.open(QIODevice::ReadOnly))
-            continue;
-        for (const QByteArray &line : rollup.readAll().split('\n')) {
-            if (line.startsWith("Pss:"))
-                kilobytes += line.simplified().split(' ').value(1).toDouble();
-        }
-    }
-    return kilobytes / 1024.0;
+    return memory;
 }
 
 struct Screen
@@ -107,9 +128,11 @@ struct Screen
     Arrivals arrivals;
 };
 
+// In the banners' profile, so it may share their renderer as they do.
 double bareLoad(const QUrl &url)
 {
     QWebEngineView view;
+    view.setPage(new QWebEnginePage(WebProfile::shared(), &view));
     bool done = false;
     QObject::connect(&view, &QWebEngineView::loadFinished, [&] { done = true; });
     QElapsedTimer clock;
@@ -137,17 +160,22 @@ void measureTimes(int rounds)
 
 void measureMemory()
 {
-    const double before = pssOfProcessTree();
+    const ProcessTreeMemory before = memoryOfProcessTree();
     std::vector<std::unique_ptr<Screen>> screens;
     for (const int target : {1, 10, 50}) {
         while (int(screens.size()) < target) {
             screens.push_back(std::make_unique<Screen>());
             screens.back()->load();
+            // The game's banners reload on the house server's period, not this run's 1 s.
+            TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(screens.back()->banner)
+                ->scheduleReloadTimer(kGameReloadSeconds);
         }
         spinUntil([] { return false; }, 1500);
-        const double pss = pssOfProcessTree();
-        std::printf("PSS with %2d banners: %.1f MB (%.2f MB per banner over the %.1f MB before any)\n", target, pss,
-                    (pss - before) / target, before);
+        const ProcessTreeMemory now = memoryOfProcessTree();
+        std::printf("PSS with %2d banners: %.1f MB (%.2f MB per banner over the %.1f MB before any); "
+                    "this process %.1f MB, %d engine processes %.1f MB\n",
+                    target, now.total(), (now.total() - before.total()) / target, before.total(), now.browser,
+                    now.processes, now.others);
     }
 }
 
@@ -189,9 +217,15 @@ int main(int argc, char **argv)
     TSKNetworkConfiguration::setStaticContentHost(host);
     TSKNetworkConfiguration::setAdServerHost(host);
     Application::shared()->updateState(Application::Active);
-    measureTimes(rounds);
-    measureTicks();
-    measureMemory();
+    const int phasesIndex = int(arguments.indexOf("--phases"));
+    const QStringList phases = (phasesIndex > 0 ? arguments.value(phasesIndex + 1) : QStringLiteral("time,tick,memory"))
+                                   .split(',');
+    if (phases.contains("time"))
+        measureTimes(rounds);
+    if (phases.contains("tick"))
+        measureTicks();
+    if (phases.contains("memory"))
+        measureMemory();
     // Web views let go of inside their own callbacks are deleted later: now.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;

@@ -10,6 +10,10 @@
 
 namespace {
 
+const char *const kEngineFlagsVariable = "QTWEBENGINE_CHROMIUM_FLAGS";
+const char *const kProcessModelSwitches[] = {"--renderer-process-limit", "--process-per-site", "--process-per-tab",
+                                             "--single-process", "--site-per-process"};
+
 QList<QByteArray> &registeredSchemes()
 {
     static QList<QByteArray> names;
@@ -61,6 +65,7 @@ void WebProfile::registerSchemes(const QList<QByteArray> &names)
 {
     if (QCoreApplication::instance())
         return;
+    qputenv(kEngineFlagsVariable, sharedRendererSwitches(qgetenv(kEngineFlagsVariable)));
     for (const QByteArray &name : names) {
         if (isSchemeRegistered(name))
             continue;
@@ -70,6 +75,17 @@ void WebProfile::registerSchemes(const QList<QByteArray> &names)
         QWebEngineUrlScheme::registerScheme(scheme);
         registeredSchemes().append(name);
     }
+}
+
+QByteArray WebProfile::sharedRendererSwitches(const QByteArray &engineFlags)
+{
+    for (const QByteArray &flag : engineFlags.split(' ')) {
+        for (const char *model : kProcessModelSwitches) {
+            if (flag == model || flag.startsWith(QByteArray(model) + '='))
+                return engineFlags;
+        }
+    }
+    return (engineFlags + " --renderer-process-limit=1").trimmed();
 }
 
 bool WebProfile::isSchemeRegistered(const QByteArray &name)

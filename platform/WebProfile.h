@@ -15,9 +15,15 @@ class QWebEngineProfile;
 class WebProfile
 {
 public:
-    // Must run before the QApplication exists; later names are ignored.
+    // Must run before the QApplication exists; later names are ignored. It
+    // also settles the engine's process model (sharedRendererSwitches).
     static void registerSchemes(const QList<QByteArray> &names);
     static bool isSchemeRegistered(const QByteArray &name);
+
+    // Every page shares one renderer process: a page of its own costs about
+    // 7 MB and a process start, a page in a shared one about 1 MB.
+    // Process-model switches already in QTWEBENGINE_CHROMIUM_FLAGS win.
+    static QByteArray sharedRendererSwitches(const QByteArray &engineFlags);
 
     // Created on first use (after the QApplication), owned by the application.
     static QWebEngineProfile *shared();

@@ -11,6 +11,9 @@
 #include <QWebEngineHttpRequest>
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineProfile>
+#include <csignal>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -59,6 +62,7 @@ WebView::~WebView()
 
 void WebView::loadRequest(const QNetworkRequest &request)
 {
+    loadStopped_ = false;
     htmlBaseURL_.clear();
     if (request.hasRawHeader("Referer")) {
         loadFromReferrer(request.url(), QUrl::fromEncoded(request.rawHeader("Referer")));
@@ -100,6 +104,7 @@ void WebView::loadHTMLString(const QString &html, const QUrl &baseURL)
         }, 0);
         return;
     }
+    loadStopped_ = false;
     htmlBaseURL_ = baseURL.isValid() ? baseURL : QUrl(QStringLiteral("about:blank"));
     page()->setContent(data, QStringLiteral("text/html;charset=UTF-8"), baseURL);
 }
@@ -136,7 +141,22 @@ void WebView::reload()
 
 void WebView::stopLoading()
 {
+    loadStopped_ = true;
     page()->triggerAction(QWebEnginePage::Stop);
+    endRendererUnlessItAnswers();
+}
+
+void WebView::endRendererUnlessItAnswers()
+{
+    const qint64 pid = page()->renderProcessPid();
+    if (pid <= 0)
+        return;
+    auto answered = std::make_shared<bool>(false);
+    page()->runJavaScript(QStringLiteral("0"), [answered](const QVariant &) { *answered = true; });
+    performAfterDelay(this, [this, answered, pid] {
+        if (!*answered && page()->renderProcessPid() == pid)
+            ::kill(pid_t(pid), SIGKILL);
+    }, kScriptAnswerSeconds);
 }
 
 QUrl WebView::requestURL() const
@@ -179,6 +199,7 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
     switch (info.status()) {
     case QWebEngineLoadingInfo::LoadStartedStatus:
         loading_ = true;
+        loadStopped_ = false;
         if (delegate_)
             delegate_->webViewDidStartLoad(this);
         break;
@@ -192,6 +213,10 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
         loading_ = false;
         break;
     case QWebEngineLoadingInfo::LoadFailedStatus: {
+        if (std::exchange(loadStopped_, false)) {
+            loading_ = false;
+            break;
+        }
         Error error = Error::withMessage(kErrorDomain, info.errorCode(), info.errorString());
         error.userInfo.insert(Error::FailingURLKey, info.url());
         failLoad(error);

@@ -18,6 +18,7 @@ class WebView : public QWebEngineView
 public:
     // What setHtml can carry; a larger page fails to load instead.
     static constexpr qsizetype kMaximumHTMLStringBytes = 1536 * 1024;
+    static constexpr double kScriptAnswerSeconds = 3.0;
 
     explicit WebView(QWidget *parent = nullptr);
     ~WebView() override;
@@ -40,6 +41,10 @@ public:
     void goBack();
     void goForward();
     void reload();
+    // Also ends the page's renderer process if its script does not answer
+    // within kScriptAnswerSeconds: pages share that process (WebProfile), and
+    // a script that never yields would hold up every other page in it. The
+    // stopped load is not reported, however it ends.
     void stopLoading();
 
     // The URL of the page shown or being loaded.
@@ -60,9 +65,11 @@ private:
     void loadFromReferrer(const QUrl &url, const QUrl &referrer);
     void onLoadingChanged(const QWebEngineLoadingInfo &info);
     void failLoad(const Error &error);
+    void endRendererUnlessItAnswers();
 
     WebViewDelegate *delegate_ = nullptr;
     bool loading_ = false;
+    bool loadStopped_ = false;
     // While an HTML string loads, the engine navigates to a data: URL; the
     // delegate sees the base URL instead.
     QUrl htmlBaseURL_;

@@ -128,6 +128,58 @@ private slots:
         QCOMPARE(testsupport::evaluateInPage(view.page(), QStringLiteral("seen.join(',')")).toString(),
                  QStringLiteral("first,second"));
     }
+
+    // Pages share one renderer unless the engine flags choose a process model.
+    void engineFlagsShareOneRenderer_data()
+    {
+        QTest::addColumn<QByteArray>("flags");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("none") << QByteArray() << QByteArray("--renderer-process-limit=1");
+        QTest::newRow("others kept") << QByteArray("--disable-gpu") << QByteArray("--disable-gpu --renderer-process-limit=1");
+        QTest::newRow("a limit of the user's") << QByteArray("--renderer-process-limit=4 --disable-gpu")
+                                               << QByteArray("--renderer-process-limit=4 --disable-gpu");
+        QTest::newRow("a model of the user's") << QByteArray("--disable-gpu --process-per-site")
+                                               << QByteArray("--disable-gpu --process-per-site");
+        QTest::newRow("a switch that only looks like one") << QByteArray("--single-process-x")
+                                                          << QByteArray("--single-process-x --renderer-process-limit=1");
+    }
+
+    void engineFlagsShareOneRenderer()
+    {
+        QFETCH(QByteArray, flags);
+        QFETCH(QByteArray, expected);
+        QCOMPARE(WebProfile::sharedRendererSwitches(flags), expected);
+    }
+
+    // Pages share one renderer process: one whose script never yields loses
+    // it once stopped, and the others load again.
+    void stoppedScriptThatNeverYieldsHoldsUpNoOtherPage()
+    {
+        const QUrl base(QStringLiteral("http://127.0.0.1:9/ad/page.html"));
+        WebView other;
+        RecordingDelegate otherDelegate;
+        other.setDelegate(&otherDelegate);
+        other.loadHTMLString(QStringLiteral("<p>before</p>"), base);
+        QVERIFY(spinUntil([&] { return otherDelegate.finished == 1; }));
+
+        WebView spinning;
+        RecordingDelegate spinningDelegate;
+        spinning.setDelegate(&spinningDelegate);
+        spinning.loadHTMLString(QStringLiteral("<script>for (;;) {}</script>"), base);
+        QVERIFY(spinUntil([&] { return !spinningDelegate.asked.isEmpty(); }));
+        testsupport::spin(500);
+        spinning.stopLoading();
+
+        // A load held up behind that script fails rather than waits for ever.
+        other.loadHTMLString(QStringLiteral("<p>held up</p>"), base);
+        QVERIFY(spinUntil([&] { return otherDelegate.failures.size() == 1; }));
+        other.loadHTMLString(QStringLiteral("<p>after</p>"), base);
+        QVERIFY(spinUntil([&] { return otherDelegate.finished == 2; }));
+        QCOMPARE(testsupport::evaluateInPage(other.page(), QStringLiteral("document.body.innerText")).toString(),
+                 QStringLiteral("after"));
+        // The stopped page's caller has given up on it and hears nothing more.
+        QVERIFY(spinningDelegate.failures.isEmpty());
+    }
 };
 
 VELMORA_TEST_MAIN_WITH(TestWebView, [] { WebProfile::registerSchemes({"tsmsg", "mailto", "velmora-arcade"}); })
