@@ -35,7 +35,9 @@ void MailComposeViewController::loadView()
     screen->setObjectName(QStringLiteral("mailCompose"));
     screen->setAutoFillBackground(true);
     screen->setStyleSheet(QStringLiteral("#mailCompose { background: #f4f4f7; } QLabel { color: #555; }"
-                                         "QLineEdit, QPlainTextEdit { background: white; color: black; }"));
+                                         "QLineEdit, QPlainTextEdit { background: white; color: black; }"
+                                         "QPushButton { border: none; border-image: none; background: none; color: #0a64d8;"
+                                         " font-size: 15px; padding: 6px; min-height: 0; }"));
 
     auto *cancel = new QPushButton(QStringLiteral("Cancel"));
     auto *send = new QPushButton(QStringLiteral("Send"));

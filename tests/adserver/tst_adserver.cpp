@@ -16,6 +16,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QUrlQuery>
+#include <QWebEngineLoadingInfo>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
 #include <QWebEngineUrlRequestJob>
@@ -174,7 +175,11 @@ public:
     bool open(const QUrl &url, const QString &html = {})  // whether the first load of it succeeded
     {
         std::optional<bool> first;
-        const auto connection = connect(this, &QWebEnginePage::loadFinished, this, [&](bool ok) { first = first.value_or(ok); });
+        // A late word from the previous page's load must not pass for this one's.
+        const auto connection = connect(this, &QWebEnginePage::loadingChanged, this, [&](const QWebEngineLoadingInfo &info) {
+            if ((!html.isEmpty() || info.url() == url) && info.status() != QWebEngineLoadingInfo::LoadStartedStatus)
+                first = first.value_or(info.status() == QWebEngineLoadingInfo::LoadSucceededStatus);
+        });
         html.isEmpty() ? load(url) : setHtml(html, url);
         waitUntil([&] { return first.has_value(); });
         disconnect(connection);
