@@ -2,18 +2,12 @@
 
 #include "Browser/TSKBrowserController.h"
 #include "Statistics/TSKStatistics.h"
-#include "Timing/TSKTiming.h"
 
 namespace {
 
 const QString kLandingPageLoad = QStringLiteral("plpl");
 const QString kLandingPageDuration = QStringLiteral("plpd");
 
-bool isRunning(const QString &timing)
-{
-    const TSKTiming *found = TSKStatistics::sharedStatistics()->timingNamed(timing);
-    return found && found->isActive();
-}
 
 }  // namespace
 
@@ -37,14 +31,14 @@ bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebView *webView, const Q
 
 void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebView *)
 {
-    if (!isRunning(kLandingPageLoad))
+    if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageLoad))
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageLoad);
     browserController_->refreshToolbar();
 }
 
 void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebView *webView)
 {
-    if (!isRunning(kLandingPageDuration)) {
+    if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageDuration)) {
         TSKStatistics::sharedStatistics()->endTimingNamed(kLandingPageLoad);
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageDuration);
     }

@@ -205,6 +205,12 @@ void TSKStatistics::addClickTrackingURL(const QUrl &url)
         click->setValueForKey(path.mid(4), ImpressionTicket);
 }
 
+bool TSKStatistics::isTimingActive(const QString &name) const
+{
+    const TSKTiming *timing = timingNamed(name);
+    return timing && timing->isActive();
+}
+
 QUrl TSKStatistics::urlForClick(const QUrl &url)
 {
     if (TSKNotification::isNotificationURL(url) || url.toString() == QLatin1String("about:blank"))

@@ -55,6 +55,8 @@ public:
     void startTimingNamed(const QString &name);
     void endTimingNamed(const QString &name);
     TSKTiming *timingNamed(const QString &name) const;
+    // A timing of the name exists and has not ended.
+    bool isTimingActive(const QString &name) const;
     void removeTimingNamed(const QString &name);
     // True while the click timing runs.
     bool isTimingClick() const;

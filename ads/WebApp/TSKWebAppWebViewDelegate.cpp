@@ -4,19 +4,8 @@
 #include "Notification/TSKNotificationCenter.h"
 #include "Request/TSKRequest.h"
 #include "Statistics/TSKStatistics.h"
-#include "Timing/TSKTiming.h"
 #include "WebApp/TSKWebAppViewControllerPrivate.h"
 #include "WebView.h"
-
-namespace {
-
-bool isRunning(const QString &timing)
-{
-    const TSKTiming *found = TSKStatistics::sharedStatistics()->timingNamed(timing);
-    return found && found->isActive();
-}
-
-}  // namespace
 
 TSKWebAppWebViewDelegate::TSKWebAppWebViewDelegate(TSKWebAppViewControllerPrivate *webAppPrivate)
     : webAppPrivate_(webAppPrivate)
@@ -41,13 +30,13 @@ void TSKWebAppWebViewDelegate::postOnShowEvent()
 
 void TSKWebAppWebViewDelegate::webViewDidStartLoad(WebView *)
 {
-    if (!isRunning(QStringLiteral("plpl")))
+    if (!TSKStatistics::sharedStatistics()->isTimingActive(QStringLiteral("plpl")))
         TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpl"));
 }
 
 void TSKWebAppWebViewDelegate::webViewDidFinishLoad(WebView *webView)
 {
-    if (!isRunning(QStringLiteral("plpd"))) {
+    if (!TSKStatistics::sharedStatistics()->isTimingActive(QStringLiteral("plpd"))) {
         TSKStatistics::sharedStatistics()->endTimingNamed(QStringLiteral("plpl"));
         TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpd"));
     }

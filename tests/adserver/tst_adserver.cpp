@@ -1,4 +1,5 @@
 #include "AdServer.h"
+#include "EventLoopWait.h"
 #include "HttpDate.h"
 #include "ServerOptions.h"
 #include "TestMain.h"
@@ -27,6 +28,8 @@
 #include <optional>
 
 namespace {
+
+using testsupport::waitUntil;
 
 const QByteArray gameUnit = ServerOptions::gameAdUnit.toLatin1();
 const QByteArray adRequest = "/ad?slotname=" + gameUnit + "&preqs=1";
@@ -103,23 +106,6 @@ private:
     bool started_ = false;
     QString error_;
 };
-
-// Waits in a real event loop: QTest's waits sleep between rounds, and the
-// engine, which runs on this thread, then takes seconds for a page load.
-bool waitUntil(const std::function<bool()> &done, int timeoutMs = 30000)
-{
-    const QDeadlineTimer deadline(timeoutMs);
-    QEventLoop loop;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (done() || deadline.hasExpired())
-            loop.quit();
-    });
-    poll.start(5);
-    if (!done())
-        loop.exec();
-    return done();
-}
 
 // Without a registered scheme and a handler the engine drops tsmsg: and
 // mailto: navigations before asking the page; with them the page refuses them.
