@@ -154,7 +154,9 @@ bool ScreenshotTour::tapAd(ViewController *screen)
     QMouseEvent press(QEvent::MouseButtonPress, QPointF(160, 25), QPointF(160, 25), Qt::LeftButton, Qt::LeftButton, {});
     QCoreApplication::sendEvent(ad, &press);
     ad->evaluateJavaScript(QStringLiteral("document.getElementById('ad').click();"));
-    spinUntil([screen] { return screen->modalViewController() && !screen->isTransitioning(); }, kBannerWaitMs);
+    // Caught as it arrives, so a page is still loading in it.
+    spinUntil([screen] { return screen->modalViewController(); }, kBannerWaitMs);
+    screen->finishTransition();
     ViewController *shown = screen->modalViewController();
     bool saved = true;
     if (auto *browser = qobject_cast<TSKBrowserController *>(shown)) {

@@ -9,10 +9,30 @@
 #include "WebView.h"
 
 #include <QAction>
+#include <QPainter>
 #include <QApplication>
 #include <QStyle>
 #include <QToolBar>
 #include <QWidgetAction>
+
+namespace {
+
+// A disabled arrow reads as one: faded, not the bright white of an enabled one.
+QIcon withFadedDisabledState(const QPixmap &image)
+{
+    QPixmap faded(image.size());
+    faded.setDevicePixelRatio(image.devicePixelRatio());
+    faded.fill(Qt::transparent);
+    QPainter painter(&faded);
+    painter.setOpacity(0.3);
+    painter.drawPixmap(0, 0, image);
+    painter.end();
+    QIcon icon(image);
+    icon.addPixmap(faded, QIcon::Disabled);
+    return icon;
+}
+
+}  // namespace
 
 TSKBrowserController::TSKBrowserController(QObject *parent)
     : TSKViewController(std::make_unique<TSKBrowserControllerPrivate>(), parent)
@@ -118,9 +138,9 @@ void TSKBrowserController::createToolbarButtons()
 {
     TSKBrowserControllerPrivate *v = vars();
     const QStyle *style = QApplication::style();
-    v->backButton = buttonWithImage(TSKIntrinsicImages::browserBackButton(), QStringLiteral("Back"), false,
+    v->backButton = buttonWithImage(withFadedDisabledState(TSKIntrinsicImages::browserBackButton()), QStringLiteral("Back"), false,
                                     &TSKBrowserController::back);
-    v->forwardButton = buttonWithImage(TSKIntrinsicImages::browserForwardButton(), QStringLiteral("Forward"), false,
+    v->forwardButton = buttonWithImage(withFadedDisabledState(TSKIntrinsicImages::browserForwardButton()), QStringLiteral("Forward"), false,
                                        &TSKBrowserController::forward);
     v->reloadButton = buttonWithImage(style->standardIcon(QStyle::SP_BrowserReload), QStringLiteral("Reload"), true,
                                       &TSKBrowserController::reload);
