@@ -12,6 +12,11 @@ namespace testsupport {
 
 AdServerProcess::AdServerProcess(const QStringList &arguments)
 {
+    // VELMORA_KEEP_TEST_LOGS keeps each server's request log for a look afterwards.
+    if (qEnvironmentVariableIsSet("VELMORA_KEEP_TEST_LOGS")) {
+        dir_.setAutoRemove(false);
+        qInfo("velmora-adserver request log: %s", qPrintable(logPath()));
+    }
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process_.start(QStringLiteral(VELMORA_ADSERVER_BINARY),
                    QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", logPath()} + arguments);
@@ -69,7 +74,8 @@ QJsonObject AdServerProcess::stats() const
 {
     QNetworkAccessManager network;
     std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(QUrl(QStringLiteral("http://%1/stats").arg(host())))));
-    QTest::qWaitFor([&] { return reply->isFinished(); }, 20000);
+    if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 20000))
+        return {};
     return QJsonDocument::fromJson(reply->readAll()).object();
 }
 
