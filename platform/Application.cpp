@@ -17,6 +17,12 @@ constexpr int kMaximumScale = 16;
 
 bool hadVisibleWindow = false;
 
+QStringList &openableSchemes()
+{
+    static QStringList schemes{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("mailto")};
+    return schemes;
+}
+
 // Without a scale from the user, pick the largest that fits: the scale is the
 // process's device pixel ratio and must be in the environment before the
 // QApplication exists, but the desktop's size is only known after. So when
@@ -108,7 +114,25 @@ bool Application::openURL(const QUrl &url)
 {
     if (!url.isValid())
         return false;
+    if (!isOpenable(url)) {
+        std::fprintf(stderr, "Application: refused to hand %s to the desktop\n",
+                     qUtf8Printable(url.toDisplayString().left(200)));
+        return false;
+    }
     return urlOpener_ ? urlOpener_(url) : QDesktopServices::openUrl(url);
+}
+
+void Application::allowApplicationLinkSchemes(const QStringList &schemes)
+{
+    for (const QString &scheme : schemes) {
+        if (!openableSchemes().contains(scheme.toLower()))
+            openableSchemes().append(scheme.toLower());
+    }
+}
+
+bool Application::isOpenable(const QUrl &url)
+{
+    return openableSchemes().contains(url.scheme().toLower());
 }
 
 Window *Application::keyWindow() const
