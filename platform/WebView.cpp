@@ -13,6 +13,7 @@ namespace {
 
 const QString kErrorDomain = QStringLiteral("WebKitErrorDomain");
 constexpr qint64 kTooLargeCode = -1103;
+constexpr qint64 kRendererEndedCode = -1105;
 
 }  // namespace
 
@@ -20,6 +21,7 @@ WebView::WebView(QWidget *parent) : QWebEngineView(parent)
 {
     setPage(new WebPage(this));
     connect(page(), &QWebEnginePage::loadingChanged, this, &WebView::onLoadingChanged);
+    connect(page(), &QWebEnginePage::renderProcessTerminated, this, &WebView::onRenderProcessTerminated);
     setContextMenuPolicy(Qt::NoContextMenu);
 }
 
@@ -119,6 +121,7 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
     switch (info.status()) {
     case QWebEngineLoadingInfo::LoadStartedStatus:
         loading_ = true;
+        rendererEndedLoad_ = false;
         if (delegate_)
             delegate_->webViewDidStartLoad(this);
         break;
@@ -132,12 +135,28 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
         loading_ = false;
         break;
     case QWebEngineLoadingInfo::LoadFailedStatus: {
+        // Already reported when its renderer ended.
+        if (std::exchange(rendererEndedLoad_, false))
+            break;
         Error error = Error::withMessage(kErrorDomain, info.errorCode(), info.errorString());
         error.userInfo.insert(Error::FailingURLKey, info.url());
         failLoad(error);
         break;
     }
     }
+}
+
+// A page that dies after loading leaves an empty view for the next load; a
+// previous page dying must not fail a load that has not begun.
+void WebView::onRenderProcessTerminated(QWebEnginePage::RenderProcessTerminationStatus status, int exitCode)
+{
+    if (!loading_)
+        return;
+    rendererEndedLoad_ = true;
+    failLoad(Error::withMessage(kErrorDomain, kRendererEndedCode,
+                                QStringLiteral("The page's renderer ended (status %1, exit code %2).")
+                                    .arg(int(status))
+                                    .arg(exitCode)));
 }
 
 void WebView::failLoad(const Error &error)

@@ -64,6 +64,8 @@ void TSKBannerWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Erro
 {
     if (private_->state() == TSKObjectPrivate::Shown)
         return;
+    // Failed, so the render deadline finds nothing left to end.
+    private_->changeState(TSKObjectPrivate::Failed);
     private_->delegateManager()->didFailToReceiveAdWithError(
         TSKRequestError::errorWithCodeRequest(TSKRequestError::NetworkError, private_->request()));
 }
