@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QSignalSpy>
+#include <csignal>
 
 namespace {
 
@@ -75,6 +76,29 @@ private slots:
         // A page too large for the engine fails instead of idling.
         view.loadHTMLString(QString(WebView::kMaximumHTMLStringBytes + 1, 'x'), base);
         QVERIFY(spinUntil([&] { return delegate.failures.size() == 1; }));
+    }
+
+    // A renderer killed under a loading page fails that load once; a
+    // renderer that dies with no load under way is no failure; either way
+    // the next load gets a fresh renderer.
+    void deadRendererFailsOnlyTheLoadUnderIt()
+    {
+        WebView view;
+        RecordingDelegate delegate;
+        view.setDelegate(&delegate);
+        const QUrl base("http://127.0.0.1:9/ad/page.html");
+        view.loadHTMLString(QStringLiteral("<body><script>for (;;) {}</script></body>"), base);
+        QVERIFY(spinUntil([&] { return view.isLoading() && view.page()->renderProcessPid() > 0; }));
+        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
+        QVERIFY(spinUntil([&] { return !delegate.failures.isEmpty(); }));
+        view.loadHTMLString(QStringLiteral("<body>plain</body>"), base);
+        QVERIFY(spinUntil([&] { return delegate.finished == 1; }));
+        QSignalSpy ended(view.page(), &QWebEnginePage::renderProcessTerminated);
+        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
+        QVERIFY(spinUntil([&] { return ended.size() == 1; }));
+        view.loadHTMLString(QStringLiteral("<body>again</body>"), base);
+        QVERIFY(spinUntil([&] { return delegate.finished == 2; }));
+        QCOMPARE(delegate.failures.size(), 1);
     }
 
     void htmlStringRunsUnseenUnderItsBaseURLAndTakesScripts()
