@@ -227,9 +227,8 @@ private:
 };
 
 // Banners whose pages may share a renderer with a creative that spins forever:
-// how long
-// their pages go unanswered, what the loader's render deadline (it stops the
-// load) does about it, and what a reload of the spinning banner does.
+// how long their pages go unanswered, what the loader's render deadline (it
+// stops the load) does about it, and what a reload of the spinning banner does.
 void measureSharedRendererStall()
 {
     std::vector<std::unique_ptr<Screen>> others;
