@@ -10,8 +10,6 @@
 
 #include <QNetworkCookie>
 #include <QScopeGuard>
-#include <QTcpSocket>
-#include <QTimer>
 #include <QTimeZone>
 
 namespace {
@@ -146,13 +144,7 @@ private slots:
     void dripCannotStretchTheDeadline()
     {
         HttpTestServer server;
-        server.on("/drip", [](const QHttpServerRequest &, QHttpServerResponder &responder) {
-            QTcpSocket *socket = responder.socket();
-            socket->write("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
-            auto *drip = new QTimer(socket);
-            QObject::connect(drip, &QTimer::timeout, socket, [socket] { socket->write("x"); });
-            drip->start(20);
-        });
+        server.drip("/drip", 20);
         URLConnection::setDeadlineMilliseconds(600);
         const auto restore = qScopeGuard([] { URLConnection::setDeadlineMilliseconds(URLConnection::defaultDeadlineMilliseconds); });
         Recorder recorder;
