@@ -17,12 +17,6 @@ constexpr int kMaximumScale = 16;
 
 bool hadVisibleWindow = false;
 
-QStringList &openableSchemes()
-{
-    static QStringList schemes{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("mailto")};
-    return schemes;
-}
-
 // Without a scale from the user, pick the largest that fits: the scale is the
 // process's device pixel ratio and must be in the environment before the
 // QApplication exists, but the desktop's size is only known after. So when
@@ -120,6 +114,12 @@ bool Application::openURL(const QUrl &url)
         return false;
     }
     return urlOpener_ ? urlOpener_(url) : QDesktopServices::openUrl(url);
+}
+
+QStringList &Application::openableSchemes()
+{
+    static QStringList schemes{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("mailto")};
+    return schemes;
 }
 
 void Application::allowApplicationLinkSchemes(const QStringList &schemes)

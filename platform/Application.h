@@ -110,6 +110,7 @@ protected:
 private:
     Application();
 
+    static QStringList &openableSchemes();
     void stepTowards(State target);
     void scheduleStateUpdate();
     void post(const QString &name);

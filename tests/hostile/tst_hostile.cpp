@@ -281,7 +281,7 @@ private slots:
 
         testsupport::StderrCapture log;
         Outcomes outcomes;
-        auto *banner = new TSKBannerView(QRectF(0, 430, 320, 50), screen_.view());
+        const auto banner = std::make_unique<TSKBannerView>(QRectF(0, 430, 320, 50), screen_.view());
         banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
         banner->setRootViewController(&screen_);
         banner->setDelegate(&outcomes);
@@ -289,7 +289,7 @@ private slots:
         QVERIFY(waitUntil([&] { return !outcomes.seen.isEmpty(); }));
         // Long enough for a page's script, a tracker or an opener's wait to act.
         spin(1500);
-        Scene scene{network, banner, outcomes, log};
+        Scene scene{network, banner.get(), outcomes, log};
         if (row.check)
             row.check(scene);
         QCOMPARE(outcomes.seen, row.outcomes);
@@ -297,7 +297,6 @@ private slots:
         QCOMPARE(visibleWindowCount(), windows);
         QVERIFY2(residentMegabytes() - memory < 100, qPrintable(QString::number(residentMegabytes() - memory)));
         QVERIFY(ticks > 0);
-        delete banner;
     }
 };
 
