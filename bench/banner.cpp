@@ -5,7 +5,11 @@
 //          and 50 banners on stacked screens;
 //   tick   the longest gap of a 50 ms timer (the play screen's clock) while a
 //          banner loads and reloads every second.
-// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory]   (the server runs with --refresh 1)
+//   stall  (--stall, alone) how long banners stall that share a renderer with
+//          a creative that spins forever; BANNER_FLAGS=--renderer-process-limit=1
+//          makes them share one (--process-per-site does not, for pages
+//          loaded from strings).
+// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory] [--stall]   (the server runs with --refresh 1)
 #include "Application.h"
 #include "Network/TSKCachedFile.h"
 #include "Object/TSKObjectPrivate.h"
@@ -202,6 +206,102 @@ void measureTicks()
                 screen.arrivals.received - before, gaps[gaps.size() / 2], gaps[gaps.size() * 99 / 100], gaps.back());
 }
 
+// Asks each view's page for a trivial answer every 20 ms and keeps, per view,
+// the longest time it went unanswered.
+class StallProbe : public QObject
+{
+public:
+    explicit StallProbe(const std::vector<QWebEngineView *> &views) : views_(views), lastAnswer_(views.size(), 0)
+    {
+        clock_.start();
+        connect(&poll_, &QTimer::timeout, this, [this] { ask(); });
+        poll_.start(20);
+    }
+    double now() const { return clock_.nsecsElapsed() / 1e6; }
+    // The longest silence of any view since `since`, counting one still going on.
+    double longestStallSince(double since) const
+    {
+        double longest = 0;
+        for (const auto &[at, gap] : gaps_) {
+            if (at >= since)
+                longest = std::max(longest, gap);
+        }
+        for (const double last : lastAnswer_)
+            longest = std::max(longest, now() - std::max(last, since));
+        return longest;
+    }
+    bool allAnsweredSince(double since) const
+    {
+        return std::all_of(lastAnswer_.begin(), lastAnswer_.end(), [since](double last) { return last > since; });
+    }
+
+private:
+    void ask()
+    {
+        for (size_t i = 0; i < views_.size(); ++i) {
+            views_[i]->page()->runJavaScript(QStringLiteral("1"), [this, i](const QVariant &) {
+                const double at = now();
+                gaps_.emplace_back(at, at - lastAnswer_[i]);
+                lastAnswer_[i] = at;
+            });
+        }
+    }
+
+    std::vector<QWebEngineView *> views_;
+    std::vector<double> lastAnswer_;
+    std::vector<std::pair<double, double>> gaps_;
+    QElapsedTimer clock_;
+    QTimer poll_;
+};
+
+// Banners whose pages may share a renderer with a creative that spins forever:
+// how long their pages go unanswered, what the loader's render deadline (it
+// stops the load) does about it, and what a reload of the spinning banner does.
+void measureSharedRendererStall()
+{
+    std::vector<std::unique_ptr<Screen>> others;
+    std::vector<QWebEngineView *> views;
+    for (int i = 0; i < 3; ++i) {
+        others.push_back(std::make_unique<Screen>());
+        others.back()->controller.view()->show();
+        others.back()->load();
+        // Their own reloads would replace the pages being watched.
+        TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(others.back()->banner)->deactivateReloadTimer();
+        views.push_back(others.back()->banner->webView());
+    }
+    const QUrl adPage = TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(others[0]->banner)->adHTML()->httpDestinationURL();
+    StallProbe probe(views);
+    spinUntil([] { return false; }, 1000);
+    const double calm = probe.longestStallSince(0);
+
+    WebView spinner;
+    spinner.resize(320, 50);
+    spinner.show();
+    const double spinStart = probe.now();
+    spinner.loadHTMLString(QStringLiteral("<body>ad<script>for (;;) {}</script></body>"), adPage);
+    spinUntil([] { return false; }, int(TSKObjectPrivate::kRenderDeadlineSeconds * 1000));
+    const double stalledByDeadline = probe.longestStallSince(spinStart);
+    const double deadline = probe.now();
+    spinner.stopLoading();
+    spinUntil([&] { return probe.allAnsweredSince(deadline); }, 5000);
+    const bool recoveredByStop = probe.allAnsweredSince(deadline);
+
+    const double reload = probe.now();
+    spinner.loadHTMLString(QStringLiteral("<body>next ad</body>"), adPage);
+    spinUntil([&] { return probe.allAnsweredSince(reload); }, 15000);
+    const bool recoveredByReload = probe.allAnsweredSince(reload);
+    const double stalledAfterReload = probe.now() - reload;
+    std::printf("shared renderer with a spinning creative (3 banners): calm longest gap %.0f ms; stalled %.0f ms "
+                "until the render deadline; stopping the load %s; the spinning banner's reload %s after %.0f ms; "
+                "renderer pids: banners %lld %lld %lld, spinner %lld\n",
+                calm, stalledByDeadline, recoveredByStop ? "ends the stall" : "does not end it",
+                recoveredByReload ? "ends it" : "does not end it", stalledAfterReload,
+                static_cast<long long>(views[0]->page()->renderProcessPid()),
+                static_cast<long long>(views[1]->page()->renderProcessPid()),
+                static_cast<long long>(views[2]->page()->renderProcessPid()),
+                static_cast<long long>(spinner.page()->renderProcessPid()));
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -217,6 +317,10 @@ int main(int argc, char **argv)
     TSKNetworkConfiguration::setStaticContentHost(host);
     TSKNetworkConfiguration::setAdServerHost(host);
     Application::shared()->updateState(Application::Active);
+    if (arguments.contains("--stall")) {
+        measureSharedRendererStall();
+        return 0;
+    }
     const int phasesIndex = int(arguments.indexOf("--phases"));
     const QStringList phases = (phasesIndex > 0 ? arguments.value(phasesIndex + 1) : QStringLiteral("time,tick,memory"))
                                    .split(',');

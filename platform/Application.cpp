@@ -127,7 +127,31 @@ bool Application::openURL(const QUrl &url)
 {
     if (!url.isValid())
         return false;
+    if (!isOpenable(url)) {
+        std::fprintf(stderr, "Application: refused to hand %s to the desktop\n",
+                     qUtf8Printable(url.toDisplayString().left(200)));
+        return false;
+    }
     return urlOpener_ ? urlOpener_(url) : QDesktopServices::openUrl(url);
+}
+
+QStringList &Application::openableSchemes()
+{
+    static QStringList schemes{QStringLiteral("http"), QStringLiteral("https"), QStringLiteral("mailto")};
+    return schemes;
+}
+
+void Application::allowApplicationLinkSchemes(const QStringList &schemes)
+{
+    for (const QString &scheme : schemes) {
+        if (!openableSchemes().contains(scheme.toLower()))
+            openableSchemes().append(scheme.toLower());
+    }
+}
+
+bool Application::isOpenable(const QUrl &url)
+{
+    return openableSchemes().contains(url.scheme().toLower());
 }
 
 Window *Application::keyWindow() const

@@ -79,8 +79,14 @@ public:
     // Tells the delegate, then posts did-finish-launching.
     void finishLaunching();
 
-    // Hands the URL to the desktop (QDesktopServices) or the installed opener.
+    // Hands the URL to the desktop (QDesktopServices) or the installed opener
+    // when its scheme is http, https, mailto or one of the program's own
+    // application links; any other URL is refused and logged.
     Q_INVOKABLE bool openURL(const QUrl &url);
+    // The application-link schemes the program registers (its own, say);
+    // callable before the application object exists.
+    static void allowApplicationLinkSchemes(const QStringList &schemes);
+    static bool isOpenable(const QUrl &url);
     // Replaces how URLs are opened; an empty function restores the desktop's.
     void setUrlOpener(UrlOpener opener) { urlOpener_ = std::move(opener); }
 
@@ -104,6 +110,7 @@ protected:
 private:
     Application();
 
+    static QStringList &openableSchemes();
     void stepTowards(State target);
     void scheduleStateUpdate();
     void post(const QString &name);

@@ -7,6 +7,28 @@
 
 const QString URLConnection::errorDomain = QStringLiteral("NSURLErrorDomain");
 
+namespace {
+
+int deadline = URLConnection::defaultDeadlineMilliseconds;
+
+}  // namespace
+
+int URLConnection::deadlineMilliseconds()
+{
+    return deadline;
+}
+
+void URLConnection::setDeadlineMilliseconds(int milliseconds)
+{
+    deadline = milliseconds;
+}
+
+bool URLConnection::isWebURL(const QUrl &url)
+{
+    const QString scheme = url.scheme().toLower();
+    return scheme == QLatin1String("http") || scheme == QLatin1String("https");
+}
+
 std::unique_ptr<URLConnection> URLConnection::connectionWithRequest(const QNetworkRequest &request,
                                                                     URLConnectionDelegate *delegate)
 {
@@ -18,6 +40,9 @@ std::unique_ptr<URLConnection> URLConnection::connectionWithRequest(const QNetwo
 URLConnection::URLConnection(const QNetworkRequest &request, URLConnectionDelegate *delegate)
     : delegate_(delegate), request_(request)
 {
+    deadline_.setSingleShot(true);
+    connect(&deadline_, &QTimer::timeout, this, &URLConnection::deadlinePassed);
+    deadline_.start(deadline);
     QMetaObject::invokeMethod(this, [this] { send(request_, std::nullopt); }, Qt::QueuedConnection);
 }
 
@@ -41,6 +66,14 @@ void URLConnection::cancel()
 {
     done_ = true;
     dropReply();
+}
+
+void URLConnection::deadlinePassed()
+{
+    if (done_)
+        return;
+    fail(makeError(TimedOut, QStringLiteral("The fetch did not end within %1 ms.").arg(deadline_.interval()),
+                   request_.url()));
 }
 
 void URLConnection::dropReply()
@@ -69,12 +102,15 @@ void URLConnection::send(const QNetworkRequest &request, const std::optional<URL
             fail(makeError(UnsupportedURL, QStringLiteral("unsupported URL"), request.url()));
         return;
     }
+    if (!isWebURL(next.url())) {
+        fail(makeError(UnsupportedURL, QStringLiteral("Only http and https are fetched."), next.url()));
+        return;
+    }
 
     request_ = next;
     request_.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     request_.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
     request_.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request_.setTransferTimeout(timeoutMilliseconds);
     reply_ = sharedManager()->get(request_);
     connect(reply_, &QNetworkReply::metaDataChanged, this, &URLConnection::onMetaDataChanged);
     connect(reply_, &QNetworkReply::readyRead, this, &URLConnection::onReadyRead);
@@ -198,7 +234,6 @@ Error URLConnection::errorOfReply() const
     case QNetworkReply::HostNotFoundError:
         return makeError(CannotFindHost, description, reply_->url());
     case QNetworkReply::TimeoutError:
-    case QNetworkReply::OperationCanceledError:  // only the transfer timeout cancels a live reply
         return makeError(TimedOut, description, reply_->url());
     case QNetworkReply::ProtocolUnknownError:
         return makeError(UnsupportedURL, description, reply_->url());

@@ -7,6 +7,7 @@
 #include <QNetworkRequest>
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
 #include <memory>
 
 class QNetworkAccessManager;
@@ -17,6 +18,12 @@ class URLConnectionDelegate;
 // the delegate sees each one and may decline it. Local caches are never
 // consulted, cookies go through the persistent jar, and no User-Agent is
 // added unless the request carries one.
+//
+// Only the web goes on the wire: a request or redirect to any scheme but
+// http and https fails as an unsupported URL, after the delegate has seen it
+// (a redirect to an application link is how a click finds its program). A
+// fetch has one deadline from its start to its last byte, redirects included,
+// so a server that drips its answer cannot keep it open.
 class URLConnection : public QObject
 {
     Q_OBJECT
@@ -32,10 +39,18 @@ public:
         NetworkConnectionLost = -1005,
         HTTPTooManyRedirects = -1007,
         BadServerResponse = -1011,
+        DataLengthExceedsMaximum = -1103,
     };
 
     static constexpr int maximumRedirects = 16;
-    static constexpr int timeoutMilliseconds = 60000;
+    static constexpr int defaultDeadlineMilliseconds = 30000;
+
+    static bool isWebURL(const QUrl &url);
+    static Error makeError(ErrorCode code, const QString &description, const QUrl &url);
+
+    // The deadline of connections started from now on (tests shorten it).
+    static int deadlineMilliseconds();
+    static void setDeadlineMilliseconds(int milliseconds);
 
     // Starts on the next turn of the event loop; null for a request without
     // a valid URL. The delegate must outlive the connection or cancel it.
@@ -63,12 +78,13 @@ private:
 
     URLResponse responseOfReply() const;
     Error errorOfReply() const;
+    void deadlinePassed();
     static bool isTransportFailure(QNetworkReply::NetworkError code);
-    static Error makeError(ErrorCode code, const QString &description, const QUrl &url);
 
     URLConnectionDelegate *delegate_;
     QNetworkRequest request_;
     QPointer<QNetworkReply> reply_;
+    QTimer deadline_;
     int redirects_ = 0;
     bool responseDelivered_ = false;
     bool done_ = false;

@@ -19,6 +19,7 @@ namespace {
 
 const QString kErrorDomain = QStringLiteral("WebKitErrorDomain");
 constexpr qint64 kTooLargeCode = -1103;
+constexpr qint64 kRendererEndedCode = -1105;
 
 }  // namespace
 
@@ -26,6 +27,7 @@ WebView::WebView(QWidget *parent) : QWebEngineView(parent)
 {
     setPage(new WebPage(this));
     connect(page(), &QWebEnginePage::loadingChanged, this, &WebView::onLoadingChanged);
+    connect(page(), &QWebEnginePage::renderProcessTerminated, this, &WebView::onRenderProcessTerminated);
     setContextMenuPolicy(Qt::NoContextMenu);
     // The engine paints and takes input in a child widget it makes later.
     installEventFilter(this);
@@ -200,6 +202,7 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
     case QWebEngineLoadingInfo::LoadStartedStatus:
         loading_ = true;
         loadStopped_ = false;
+        rendererEndedLoad_ = false;
         if (delegate_)
             delegate_->webViewDidStartLoad(this);
         break;
@@ -217,12 +220,29 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
             loading_ = false;
             break;
         }
+        // Already reported when its renderer ended.
+        if (std::exchange(rendererEndedLoad_, false))
+            break;
         Error error = Error::withMessage(kErrorDomain, info.errorCode(), info.errorString());
         error.userInfo.insert(Error::FailingURLKey, info.url());
         failLoad(error);
         break;
     }
     }
+}
+
+// A page that dies after loading leaves an empty view for the next load; a
+// previous page dying must not fail a load that has not begun.
+void WebView::onRenderProcessTerminated(QWebEnginePage::RenderProcessTerminationStatus status, int exitCode)
+{
+    // A renderer ended after a stop was asked for ends nothing more.
+    if (!loading_ || loadStopped_)
+        return;
+    rendererEndedLoad_ = true;
+    failLoad(Error::withMessage(kErrorDomain, kRendererEndedCode,
+                                QStringLiteral("The page's renderer ended (status %1, exit code %2).")
+                                    .arg(int(status))
+                                    .arg(exitCode)));
 }
 
 void WebView::failLoad(const Error &error)

@@ -12,6 +12,8 @@ class QWebEngineLoadingInfo;
 // A web view with the phone's interface over Qt WebEngine. It works without
 // ever being shown, so it can also run pages nobody sees. Its page lives in
 // the shared WebProfile; the delegate (not owned) decides every navigation.
+// A renderer that dies under a loading page fails that load; the next load
+// starts a fresh one.
 class WebView : public QWebEngineView
 {
     Q_OBJECT
@@ -64,12 +66,14 @@ protected:
 private:
     void loadFromReferrer(const QUrl &url, const QUrl &referrer);
     void onLoadingChanged(const QWebEngineLoadingInfo &info);
+    void onRenderProcessTerminated(QWebEnginePage::RenderProcessTerminationStatus status, int exitCode);
     void failLoad(const Error &error);
     void endRendererUnlessItAnswers();
 
     WebViewDelegate *delegate_ = nullptr;
     bool loading_ = false;
     bool loadStopped_ = false;
+    bool rendererEndedLoad_ = false;
     // While an HTML string loads, the engine navigates to a data: URL; the
     // delegate sees the base URL instead.
     QUrl htmlBaseURL_;

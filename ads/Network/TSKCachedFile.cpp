@@ -203,7 +203,16 @@ void TSKCachedFile::connectionDidReceiveResponse(URLConnection *, const URLRespo
 
 void TSKCachedFile::connectionDidReceiveData(URLConnection *, const QByteArray &data)
 {
-    receivedData_.append(data);
+    if (receivedData_.size() + data.size() <= maximumBytes_) {
+        receivedData_.append(data);
+        return;
+    }
+    cleanUpConnection();
+    if (delegate_)
+        delegate_->cachedFileDownloadDidFail(
+            this, URLConnection::makeError(URLConnection::DataLengthExceedsMaximum,
+                                           QStringLiteral("The body is longer than %1 bytes.").arg(maximumBytes_),
+                                           httpDestinationURL_));
 }
 
 void TSKCachedFile::connectionDidFinishLoading(URLConnection *)

@@ -16,10 +16,14 @@ class URLConnection;
 // One URL downloaded into a file in the caches directory and revalidated
 // with If-Modified-Since, so an unchanged resource is not fetched again.
 // The file outlives the object: a later object for the same URL finds it.
+// A body longer than the file's maximum fails the download like a broken
+// connection, and leaves the earlier file as it was.
 class TSKCachedFile : public QObject, private URLConnectionDelegate
 {
     Q_OBJECT
 public:
+    static constexpr qsizetype kDefaultMaximumBytes = 1024 * 1024;
+
     // The delegate is not owned and must outlive the object or be cleared.
     TSKCachedFile(TSKCachedFileDelegate *delegate, const QUrl &url, QObject *parent = nullptr);
     ~TSKCachedFile() override;
@@ -31,6 +35,8 @@ public:
     const QUrl &httpDestinationURL() const { return httpDestinationURL_; }
     int httpStatusCode() const { return httpStatusCode_; }
     const QVariantMap &httpHeaders() const { return httpHeaders_; }
+    qsizetype maximumBytes() const { return maximumBytes_; }
+    void setMaximumBytes(qsizetype bytes) { maximumBytes_ = bytes; }
 
     // Both do nothing while a download runs.
     void validate();
@@ -69,4 +75,5 @@ private:
     QUrl httpDestinationURL_;
     int httpStatusCode_ = 0;
     QVariantMap httpHeaders_;
+    qsizetype maximumBytes_ = kDefaultMaximumBytes;
 };

@@ -4,6 +4,7 @@
 #include "Request/TSKRequestError.h"
 #include "Selector.h"
 #include "Statistics/TSKStatistics.h"
+#include "URLConnection.h"
 
 unsigned TSKClickTracker::activeTrackingCount_ = 0;
 
@@ -94,7 +95,7 @@ void TSKClickTracker::cachedFileDownloadDidFail(TSKCachedFile *, const std::opti
 
 std::optional<Error> TSKClickTracker::cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url)
 {
-    if (url.scheme().toLower().startsWith(QLatin1StringView("http")))
+    if (URLConnection::isWebURL(url))
         return std::nullopt;
     // The tracking is complete; the error only stops the download, and its
     // failure report is ignored because this one came first.

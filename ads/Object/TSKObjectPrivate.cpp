@@ -12,6 +12,7 @@
 #include "Statistics/TSKStatistics.h"
 #include "Statistics/TSKStatisticsCore.h"
 #include "Timer.h"
+#include "URLConnection.h"
 #include "Utility/TSKIdentifierUtilities.h"
 #include "Utility/TSKMacros.h"
 #include "Utility/TSKNetworkConfiguration.h"
@@ -54,12 +55,6 @@ QString headerValue(const QVariantMap &headers, QStringView name)
             return it.value().toString();
     }
     return {};
-}
-
-bool isWebURL(const QUrl &url)
-{
-    const QString scheme = url.scheme().toLower();
-    return scheme == QLatin1String("http") || scheme == QLatin1String("https");
 }
 
 void logLine(const QString &line)
@@ -185,6 +180,7 @@ void TSKObjectPrivate::ensureSupportFiles()
     if (!buildAdJS_) {
         changeState(FetchingCoreScript);
         buildAdJS_ = std::make_unique<TSKCachedFile>(asFileDelegate(), coreScriptURL());
+        buildAdJS_->setMaximumBytes(kMaximumCoreScriptBytes);
     }
     TSKStatisticsCore store(QStringLiteral("TSKObjectPrivate"));
     const QDateTime expireDate = store.dateForKey(kExpireDateKey).toDateTime();
@@ -299,8 +295,9 @@ void TSKObjectPrivate::setAdHTML(std::unique_ptr<TSKCachedFile> file)
     pendingTrackingURLs_.clear();
     if (!adHTML_)
         return;
+    adHTML_->setMaximumBytes(kMaximumAdPageBytes);
     // The ad network names the page; only the web may be fetched.
-    if (!isWebURL(adHTML_->sourceURL())) {
+    if (!URLConnection::isWebURL(adHTML_->sourceURL())) {
         failedAdRequestWithErrorFile(adHTML_.get());
         return;
     }
@@ -376,7 +373,7 @@ std::optional<Error> TSKObjectPrivate::cachedFileShouldRedirectToURL(TSKCachedFi
             pendingTrackingURLs_.append(trackingURL);
     }
     supportedOrientations_ = TSKFullScreen::orientationFromString(headerValue(headers, u"X-Tiskos-Orientation"));
-    if (!isWebURL(url))
+    if (!URLConnection::isWebURL(url))
         return Error::withMessage(TSKRequestError::Domain, TSKRequestError::NetworkError,
                                   QStringLiteral("The ad network redirected away from the web."));
     return std::nullopt;

@@ -43,6 +43,10 @@ public:
         Failed = 7
     };
 
+    // Longest core script and ad page fetched; both stay well under what a
+    // web view takes as a string.
+    static constexpr qsizetype kMaximumCoreScriptBytes = 512 * 1024;
+    static constexpr qsizetype kMaximumAdPageBytes = 1024 * 1024;
     // Most impression trackers taken from one ad; the rest are dropped.
     static constexpr qsizetype kMaximumTrackingURLs = 16;
     // An ad page that has not finished rendering by then (its script spins,

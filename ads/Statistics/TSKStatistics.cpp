@@ -33,6 +33,13 @@ const QString AppOpenNoFill = QStringLiteral("aoi_nofill");
 
 const QString ClickDateKey = QStringLiteral("date");
 
+// The domain itself or one of its subdomains, never a host that merely ends alike.
+bool isInDomain(const QString &host, const QString &domain)
+{
+    return host.compare(domain, Qt::CaseInsensitive) == 0
+        || host.endsWith(QLatin1Char('.') + domain, Qt::CaseInsensitive);
+}
+
 TSKStatistics *&sharedInstance()
 {
     static TSKStatistics *instance = nullptr;
@@ -196,7 +203,7 @@ bool TSKStatistics::isTimingClick() const
 
 void TSKStatistics::addClickTrackingURL(const QUrl &url)
 {
-    if (!url.host().endsWith(TSKNetworkConfiguration::clickTrackingDomainSuffix()))
+    if (!isInDomain(url.host(), TSKNetworkConfiguration::clickTrackingDomainSuffix()))
         return;
     const QString path = url.path();
     if (path.size() < 5)

@@ -1,5 +1,6 @@
 #include "View/TSKBannerView.h"
 
+#include "Application.h"
 #include "Delegate/TSKDelegateContainer.h"
 #include "Delegate/TSKDelegateManager.h"
 #include "NotificationCenter.h"
@@ -16,6 +17,7 @@
 void TSKBannerView::registerSchemes(const QStringList &applicationLinkSchemes)
 {
     TSKWebViewDelegate::registerSchemes(applicationLinkSchemes);
+    Application::allowApplicationLinkSchemes(applicationLinkSchemes);
 }
 
 TSKBannerView::TSKBannerView(const QRectF &frame, QWidget *parent) : QWidget(parent)

@@ -64,9 +64,8 @@ void TSKBannerWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Erro
 {
     if (private_->state() == TSKObjectPrivate::Shown)
         return;
-    // Failed once: the render deadline has nothing left to report.
-    if (private_->state() == TSKObjectPrivate::Rendering)
-        private_->changeState(TSKObjectPrivate::Failed);
+    // Failed, so the render deadline finds nothing left to end.
+    private_->changeState(TSKObjectPrivate::Failed);
     private_->delegateManager()->didFailToReceiveAdWithError(
         TSKRequestError::errorWithCodeRequest(TSKRequestError::NetworkError, private_->request()));
 }

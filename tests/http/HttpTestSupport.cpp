@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QStandardPaths>
 #include <QTcpSocket>
+#include <QTimer>
 
 HttpTestServer::HttpTestServer()
 {
@@ -27,6 +28,17 @@ void HttpTestServer::respond(QHttpServerResponder &responder, int status, const 
     for (const auto &[name, value] : headers)
         bytes += name + ": " + value + "\r\n";
     responder.socket()->write(bytes + "\r\n" + body);
+}
+
+void HttpTestServer::drip(const QString &path, int intervalMs)
+{
+    on(path, [intervalMs](const QHttpServerRequest &, QHttpServerResponder &responder) {
+        QTcpSocket *socket = responder.socket();
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+        auto *drip = new QTimer(socket);
+        QObject::connect(drip, &QTimer::timeout, socket, [socket] { socket->write("x"); });
+        drip->start(intervalMs);
+    });
 }
 
 QString NginxServer::start()

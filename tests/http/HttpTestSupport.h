@@ -37,6 +37,8 @@ public:
         on(path, [=](const QHttpServerRequest &, QHttpServerResponder &responder) { respond(responder, status, headers, body); });
     }
     void redirect(const QString &path, const QString &location) { reply(path, 302, {{"Location", location.toUtf8()}}); }
+    // A 200 that promises a long body and sends one byte of it per interval.
+    void drip(const QString &path, int intervalMs);
     void refuseConnections() { for (QTcpServer *listener : server_.servers()) listener->close(); }
     QList<Request> requestsTo(const QString &path) const
     {

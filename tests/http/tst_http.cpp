@@ -123,6 +123,39 @@ private slots:
         QCOMPARE(server.requestsTo("/second").size(), 1);
     }
 
+    // Nothing but http and https is fetched, first or after a redirect; the
+    // delegate still sees where a redirect pointed.
+    void onlyTheWebGoesOnTheWire()
+    {
+        HttpTestServer server;
+        const QUrl passwd("file:///etc/passwd");
+        server.redirect("/to-file", passwd.toString());
+        for (const QUrl &url : {server.url("/to-file"), passwd, QUrl("data:text/plain,secret"), QUrl("qrc:/x")}) {
+            Recorder recorder;
+            load(QNetworkRequest(url), recorder);
+            QCOMPARE(recorder.errors.size(), 1);
+            QCOMPARE(recorder.errors[0].code, URLConnection::UnsupportedURL);
+            QCOMPARE(recorder.sentURLs.last(), url.scheme() == "http" ? passwd : url);
+            QVERIFY(recorder.responses.isEmpty() && recorder.body.isEmpty() && recorder.finished == 0);
+        }
+    }
+
+    // A fetch ends at its deadline however steadily its bytes arrive.
+    void dripCannotStretchTheDeadline()
+    {
+        HttpTestServer server;
+        server.drip("/drip", 20);
+        URLConnection::setDeadlineMilliseconds(600);
+        const auto restore = qScopeGuard([] { URLConnection::setDeadlineMilliseconds(URLConnection::defaultDeadlineMilliseconds); });
+        Recorder recorder;
+        load(QNetworkRequest(server.url("/drip")), recorder);
+        QCOMPARE(recorder.errors.size(), 1);
+        QCOMPARE(recorder.errors[0].code, URLConnection::TimedOut);
+        QCOMPARE(recorder.responses.size(), 1);
+        QVERIFY(!recorder.body.isEmpty() && recorder.body.size() < 100000);
+        QCOMPARE(recorder.finished, 0);
+    }
+
     void cancelAndDestructionSilenceTheConnection()
     {
         HttpTestServer server;
@@ -234,6 +267,10 @@ private slots:
         QTest::newRow("redirect loop") << QByteArray("HTTP/1.1 302 Found\r\nLocation: /ad\r\nContent-Length: 0\r\n\r\n")
                                        << int(URLConnection::HTTPTooManyRedirects);
         QTest::newRow("connection refused") << QByteArray("refuse") << int(URLConnection::CannotConnectToHost);
+        const qsizetype tooLong = TSKCachedFile::kDefaultMaximumBytes + 1;
+        QTest::newRow("body longer than the maximum")
+            << "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(tooLong) + "\r\n\r\n" + QByteArray(tooLong, 'x')
+            << int(URLConnection::DataLengthExceedsMaximum);
         // A good answer, but not even root can make a directory where a file stands.
         QTest::newRow("unwritable caches directory") << QByteArray("unwritable") << 513;
     }

@@ -124,12 +124,17 @@ private slots:
     {
         QList<QUrl> opened;
         App::shared()->setUrlOpener([&opened](const QUrl &url) { opened << url; return url.scheme() == "http"; });
-        const QList<bool> results{App::shared()->openURL(QUrl("http://example.test/landing")),
-                                  App::shared()->openURL(QUrl("mailto:someone@example.test")), App::shared()->openURL(QUrl())};
+        const auto open = [](const char *url) { return App::shared()->openURL(QUrl(url)); };
+        const QList<bool> results{open("http://example.test/landing"), open("mailto:someone@example.test"), open(""),
+                                  open("file:///bin/sh"), open("velmora-arcade://play"), open("HTTPS://example.test/")};
+        // Only the program's own application links join the web and mail.
+        App::allowApplicationLinkSchemes({"Velmora-Arcade"});
+        open("velmora-arcade://play");
         App::shared()->setUrlOpener({});
-        QCOMPARE(results, QList<bool>({true, false, false}));
-        // An empty URL never reaches the opener.
-        QCOMPARE(opened, QList<QUrl>({QUrl("http://example.test/landing"), QUrl("mailto:someone@example.test")}));
+        QCOMPARE(results, QList<bool>({true, false, false, false, false, false}));
+        // Empty, local and unregistered URLs never reach the opener.
+        QCOMPARE(opened, QList<QUrl>({QUrl("http://example.test/landing"), QUrl("mailto:someone@example.test"),
+                                      QUrl("HTTPS://example.test/"), QUrl("velmora-arcade://play")}));
     }
 
     void scaleComesFromTheCommandLineOrTheDesktop()

@@ -6,6 +6,7 @@
 #include "TestMain.h"
 #include "Timing/TSKTimingManager.h"
 #include "UserDefaults.h"
+#include "Utility/TSKNetworkConfiguration.h"
 
 #include <QDateTime>
 #include <QProcess>
@@ -155,6 +156,15 @@ private slots:
         QVERIFY(!ticket().isValid());
         statistics_->addClickTrackingURL(QUrl("http://127.0.0.1:8470/abcd"));
         QCOMPARE(ticket().toString(), QStringLiteral("d"));
+        // The click domain and its subdomains, not hosts that merely end alike.
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix("ads.example");
+        const std::pair<QString, bool> hosts[] = {
+            {"evil-ads.example", false}, {"trk.ads.example", true}, {"ads.example.evil", false}, {"ads.example", true}};
+        for (const auto &[host, kept] : hosts) {
+            statistics_->addClickTrackingURL(QUrl("http://" + host + "/trk/" + host));
+            QVERIFY2((ticket().toString() == "/" + host) == kept, qPrintable(host));
+        }
+        TSKNetworkConfiguration::setClickTrackingDomainSuffix(QString());
         statistics_->addClickTrackingURL(QUrl("http://127.0.0.1/trk/ticket?q=1"));
         now_ += 5;
         statistics_->endTimingNamed("pcl");

@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <csignal>
 
 namespace {
 
@@ -108,6 +109,27 @@ private slots:
         const QByteArray all = requests.join("\n---\n");
         QVERIFY2(requests.first().contains("Referer: http://127.0.0.1:9/ad/page.html"), all.constData());
         QVERIFY2(!requests.last().contains("ad/page.html"), all.constData());
+    // A renderer killed under a loading page fails that load once; a
+    // renderer that dies with no load under way is no failure; either way
+    // the next load gets a fresh renderer.
+    void deadRendererFailsOnlyTheLoadUnderIt()
+    {
+        WebView view;
+        RecordingDelegate delegate;
+        view.setDelegate(&delegate);
+        const QUrl base("http://127.0.0.1:9/ad/page.html");
+        view.loadHTMLString(QStringLiteral("<body><script>for (;;) {}</script></body>"), base);
+        QVERIFY(spinUntil([&] { return view.isLoading() && view.page()->renderProcessPid() > 0; }));
+        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
+        QVERIFY(spinUntil([&] { return !delegate.failures.isEmpty(); }));
+        view.loadHTMLString(QStringLiteral("<body>plain</body>"), base);
+        QVERIFY(spinUntil([&] { return delegate.finished == 1; }));
+        QSignalSpy ended(view.page(), &QWebEnginePage::renderProcessTerminated);
+        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
+        QVERIFY(spinUntil([&] { return ended.size() == 1; }));
+        view.loadHTMLString(QStringLiteral("<body>again</body>"), base);
+        QVERIFY(spinUntil([&] { return delegate.finished == 2; }));
+        QCOMPARE(delegate.failures.size(), 1);
     }
 
     void htmlStringRunsUnseenUnderItsBaseURLAndTakesScripts()
