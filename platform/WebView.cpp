@@ -176,6 +176,9 @@ QString WebView::userAgent() const
 
 bool WebView::shouldStartLoad(const QUrl &url, WebViewDelegate::NavigationType type, bool isMainFrame)
 {
+    // Bringing back a page that was already shown is nobody's new navigation.
+    if (isMainFrame && std::exchange(reviving_, false))
+        return true;
     if (isMainFrame && referredURL_.isValid()) {
         if (url.scheme() == QLatin1String("data"))
             return true;
@@ -236,8 +239,15 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
 void WebView::onRenderProcessTerminated(QWebEnginePage::RenderProcessTerminationStatus status, int exitCode)
 {
     // A renderer ended after a stop was asked for ends nothing more.
-    if (!loading_ || loadStopped_)
+    if (loadStopped_)
         return;
+    // Pages that share a renderer die with it: one that was shown comes
+    // back, in a fresh renderer.
+    if (!loading_) {
+        reviving_ = true;
+        page()->triggerAction(QWebEnginePage::Reload);
+        return;
+    }
     rendererEndedLoad_ = true;
     failLoad(Error::withMessage(kErrorDomain, kRendererEndedCode,
                                 QStringLiteral("The page's renderer ended (status %1, exit code %2).")

@@ -80,5 +80,6 @@ private:
     // A load with a Referer goes through a page at the referring URL.
     QUrl referredURL_;
     QUrl steppingStone_;
+    bool reviving_ = false;
     double lastUserPress_ = -1;
 };
