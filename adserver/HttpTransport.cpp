@@ -131,8 +131,10 @@ private:
     const HttpLimits limits_;
     const Handler handler_;
     std::atomic<std::size_t> openSessions_{0};
-    net::io_context io_{1};
+    // A pending accept holds a socket of a worker's context: the workers go
+    // after the listening context has dropped it.
     std::vector<std::unique_ptr<net::io_context>> workers_;
+    net::io_context io_{1};
     std::size_t turn_ = 0;
     tcp::acceptor acceptor_{io_};
     net::steady_timer retry_{io_};
