@@ -6,6 +6,7 @@
 #include "Request/TSKRequestError.h"
 #include "Request/TSKRequestPrivate.h"
 #include "Statistics/TSKStatistics.h"
+#include "URLConnection.h"
 #include "ViewController/TSKFullScreen.h"
 #include "WebView.h"
 
@@ -33,8 +34,7 @@ bool TSKBannerWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QN
     const QUrl clickURL = TSKStatistics::sharedStatistics()->urlForClick(request.url());
     if (TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type)) {
         opener()->setReferringURL(webView->requestURL());
-        const QString scheme = clickURL.scheme().toLower();
-        if (scheme == QLatin1String("http") || scheme == QLatin1String("https"))
+        if (URLConnection::isWebURL(clickURL))
             opener()->openBrowserToURLSupportedOrientations(clickURL, TSKFullScreen::Any);
     }
     return false;

@@ -7,6 +7,7 @@
 #include "Opener/TSKOpener.h"
 #include "Request/TSKDeviceSignals.h"
 #include "Selector.h"
+#include "URLConnection.h"
 #include "Utility/TSKNetworkUtilities.h"
 #include "ViewController.h"
 #include "WebProfile.h"
@@ -133,10 +134,9 @@ bool TSKWebViewDelegate::decideOrdinaryURL(WebView *webView, const QUrl &url, Na
     // The page's own first load, or a script's load of a bare host, is no action.
     if (!(type == Other && url.path().size() < 2))
         postWebAction(webView, url, QString());
-    const QString scheme = url.scheme().toLower();
-    if (scheme == QLatin1String("http") || scheme == QLatin1String("https"))
+    if (URLConnection::isWebURL(url))
         return true;
-    if (scheme == QLatin1String("mailto"))
+    if (url.scheme().compare(QLatin1String("mailto"), Qt::CaseInsensitive) == 0)
         opener_->openEmailComposer(url);
     else
         opener_->openApp(url);
