@@ -7,6 +7,8 @@
 #include <QLineF>
 #include <QPushButton>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 QPointF nextCentre(const Ball *ball)

@@ -16,6 +16,8 @@
 #include <QWindow>
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 // The bot looks and moves as often as the balls do.

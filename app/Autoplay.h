@@ -11,8 +11,10 @@
 class Autopilot;
 class Over;
 class Touch;
+namespace Velmora::Platform {
 class ViewController;
 class Window;
+}
 
 // `--autoplay N`: a bot that plays N rounds the way a player does, through
 // mouse events on the window. In each round it presses Start, drags the
@@ -27,7 +29,7 @@ class Autoplay : public QObject
 public:
     static constexpr double kDefaultRoundLimitSeconds = 60;
 
-    Autoplay(Window *window, ViewController *root, int rounds, double roundLimitSeconds);
+    Autoplay(Velmora::Platform::Window *window, Velmora::Platform::ViewController *root, int rounds, double roundLimitSeconds);
     ~Autoplay() override;
 
     // The N of "--autoplay N" / "--autoplay=N"; empty when absent or not a count.
@@ -43,17 +45,17 @@ signals:
 
 private:
     void step();
-    ViewController *topScreen() const;
+    Velmora::Platform::ViewController *topScreen() const;
     void play(Touch *round);
     void leave(Over *over);
     QPointF target(Touch *round) const;
 
-    void click(const char *buttonName, ViewController *screen);
-    void drag(ViewController *screen, QPointF location);
+    void click(const char *buttonName, Velmora::Platform::ViewController *screen);
+    void drag(Velmora::Platform::ViewController *screen, QPointF location);
     void sendMouse(int type, QPointF windowLocation, int button, int buttons);
 
-    Window *window_;
-    QPointer<ViewController> root_;
+    Velmora::Platform::Window *window_;
+    QPointer<Velmora::Platform::ViewController> root_;
     int rounds_;
     double roundLimitSeconds_;
     int roundsPlayed_ = 0;

@@ -2,6 +2,8 @@
 
 #include "ViewGeometry.h"
 
+using namespace Velmora::Platform;
+
 Ball::Ball(const QPixmap &image, QWidget *parent)
     : QLabel(parent)
 {

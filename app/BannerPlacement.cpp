@@ -1,9 +1,11 @@
 #include "BannerPlacement.h"
 
-#include "Request/TSKRequest.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKRequest.h>
+#include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "ViewGeometry.h"
+
+using namespace Velmora::Platform;
 
 TSKBannerView *BannerPlacement::place(ViewController *screen)
 {

@@ -1,7 +1,9 @@
 #pragma once
 
 class TSKBannerView;
+namespace Velmora::Platform {
 class ViewController;
+}
 
 // The one way a game screen shows its banner: 320 by 50 points along the
 // bottom of its view, the game's ad unit, a fresh request. The game never
@@ -10,6 +12,6 @@ namespace BannerPlacement {
 
 inline constexpr const char *kAdUnitID = "a1f3c29b07d5e64";
 
-TSKBannerView *place(ViewController *screen);
+TSKBannerView *place(Velmora::Platform::ViewController *screen);
 
 }  // namespace BannerPlacement

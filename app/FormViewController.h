@@ -12,12 +12,12 @@
 // may be incomplete where this header is included, so everything that needs the generated form happens in the constructor, which
 // subclasses define next to the form's header.
 template <typename Form>
-class FormViewController : public ViewController
+class FormViewController : public Velmora::Platform::ViewController
 {
 public:
     void loadView() override
     {
-        ViewController::loadView();
+        Velmora::Platform::ViewController::loadView();
         setUpForm_(view());
         Artwork::showImages(view());
         InterfaceActions::connect(view(), this);
@@ -25,7 +25,7 @@ public:
 
 protected:
     explicit FormViewController(QObject *parent)
-        : ViewController(parent)
+        : Velmora::Platform::ViewController(parent)
         , ui(std::make_unique<Form>())
         , setUpForm_([form = ui.get()](QWidget *view) { form->setupUi(view); })
     {

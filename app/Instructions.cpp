@@ -3,6 +3,8 @@
 
 #include "ui_Instructions.h"
 
+using namespace Velmora::Platform;
+
 Instructions::Instructions(QObject *parent)
     : FormViewController(parent)
 {

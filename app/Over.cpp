@@ -5,6 +5,8 @@
 #include "VelmoraViewController.h"
 #include "ui_Over.h"
 
+using namespace Velmora::Platform;
+
 Over::Over(QObject *parent)
     : FormViewController(parent)
 {

@@ -2,7 +2,7 @@
 #include "Browser/TSKBrowserController.h"
 #include "MailComposeViewController.h"
 #include "Opener/TSKOpener.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "WebApp/TSKWebAppViewController.h"
 #include "WebView.h"
 #include "ScreenshotTour.h"
@@ -23,6 +23,8 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QTimer>
+
+using namespace Velmora::Platform;
 
 namespace {
 

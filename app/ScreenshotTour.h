@@ -4,8 +4,10 @@
 #include <QString>
 
 class VelmoraViewController;
+namespace Velmora::Platform {
 class ViewController;
 class Window;
+}
 
 // `--screenshot DIR`: walks through every screen with a fixed random source,
 // saves each as a PNG in DIR and quits (status 1 if a file cannot be written).
@@ -15,7 +17,7 @@ class ScreenshotTour : public QObject
 {
     Q_OBJECT
 public:
-    ScreenshotTour(Window *window, VelmoraViewController *menu, QString directory);
+    ScreenshotTour(Velmora::Platform::Window *window, VelmoraViewController *menu, QString directory);
 
     // The DIR of "--screenshot DIR" or "--screenshot=DIR"; empty when absent.
     static QString directoryOption(const QStringList &arguments);
@@ -27,11 +29,11 @@ private:
     void run();
     bool save(const QString &name);
     void waitForBanners();
-    bool tapAd(ViewController *screen);
+    bool tapAd(Velmora::Platform::ViewController *screen);
     bool grab(const QString &name);
-    bool showMailComposer(ViewController *screen);
+    bool showMailComposer(Velmora::Platform::ViewController *screen);
 
-    Window *window_;
+    Velmora::Platform::Window *window_;
     VelmoraViewController *menu_;
     QString directory_;
 };

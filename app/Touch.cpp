@@ -12,6 +12,8 @@
 
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 // Shared by every play screen of the process, so a later round inherits a pause.

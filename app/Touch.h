@@ -9,7 +9,9 @@ class Ball;
 class QLabel;
 class QPushButton;
 class TSKBannerView;
+namespace Velmora::Platform {
 class Timer;
+}
 
 namespace Ui {
 class Touch;
@@ -26,8 +28,8 @@ public:
 
     void loadView() override;
     void viewDidLoad() override;
-    void touchesBegan(const QList<TouchPoint> &touches, const TouchEvent &event) override;
-    void touchesMoved(const QList<TouchPoint> &touches, const TouchEvent &event) override;
+    void touchesBegan(const QList<Velmora::Platform::TouchPoint> &touches, const Velmora::Platform::TouchEvent &event) override;
+    void touchesMoved(const QList<Velmora::Platform::TouchPoint> &touches, const Velmora::Platform::TouchEvent &event) override;
 
     void checkcollision();
     void alertViewDidDismissWithButtonIndex(QObject *alertView, int buttonIndex);
@@ -75,9 +77,9 @@ private:
     QLabel *power = nullptr;
     int mainInt = 0;
     QLabel *lab = nullptr;
-    Timer *randomMain = nullptr;
+    Velmora::Platform::Timer *randomMain = nullptr;
     int scoreInteger = 0;
-    Timer *invisi = nullptr;
+    Velmora::Platform::Timer *invisi = nullptr;
     QPointF *poss = nullptr;
     TSKBannerView *bannerView_ = nullptr;
 };

@@ -10,6 +10,8 @@
 #include <QApplication>
 #include <QFile>
 
+using namespace Velmora::Platform;
+
 VelmoraAppDelegate::VelmoraAppDelegate()
 {
     loadMainInterface();

@@ -8,20 +8,22 @@
 class Autoplay;
 class ScreenshotTour;
 class VelmoraViewController;
+namespace Velmora::Platform {
 class Window;
+}
 
 // Puts the menu on the screen at launch. The window and the menu come from
 // the main interface file, read when the delegate is made.
-class VelmoraAppDelegate : public ApplicationDelegate
+class VelmoraAppDelegate : public Velmora::Platform::ApplicationDelegate
 {
 public:
     VelmoraAppDelegate();
     ~VelmoraAppDelegate() override;
 
-    Window *window() const { return window_.get(); }
+    Velmora::Platform::Window *window() const { return window_.get(); }
     VelmoraViewController *viewController() const { return viewController_.get(); }
 
-    bool applicationDidFinishLaunchingWithOptions(Application *application,
+    bool applicationDidFinishLaunchingWithOptions(Velmora::Platform::Application *application,
                                                   const QVariantMap &launchOptions) override;
 
 private:
@@ -29,7 +31,7 @@ private:
     void startAutoplay(const QStringList &arguments);
 
     // Declared in this order so the menu goes before the window.
-    std::unique_ptr<Window> window_;
+    std::unique_ptr<Velmora::Platform::Window> window_;
     std::unique_ptr<VelmoraViewController> viewController_;
     std::unique_ptr<ScreenshotTour> screenshotTour_;
     std::unique_ptr<Autoplay> autoplay_;

@@ -6,6 +6,8 @@
 #include "Touch.h"
 #include "ui_VelmoraViewController.h"
 
+using namespace Velmora::Platform;
+
 VelmoraViewController::VelmoraViewController(QObject *parent)
     : FormViewController(parent)
 {

@@ -25,7 +25,7 @@ public slots:
     void about();
 
 private:
-    void present(ViewController *screen);
+    void present(Velmora::Platform::ViewController *screen);
 
     TSKBannerView *bannerView_ = nullptr;
 };

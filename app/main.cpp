@@ -1,8 +1,10 @@
 #include "Application.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "VelmoraAppDelegate.h"
 
 #include <QCoreApplication>
+
+using namespace Velmora::Platform;
 
 int main(int argc, char **argv)
 {

@@ -13,11 +13,11 @@
 #include "Application.h"
 #include "Network/TSKCachedFile.h"
 #include "Object/TSKObjectPrivate.h"
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatisticsCore.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "WebProfile.h"
 #include "WebView.h"
@@ -34,6 +34,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <vector>
+
+using namespace Velmora::Platform;
 
 namespace {
 

@@ -33,6 +33,8 @@
 #include <chrono>
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 constexpr double kStackingRoundLimitSeconds = 0.1;

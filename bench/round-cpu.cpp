@@ -24,6 +24,8 @@
 
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 constexpr int kSteeringIntervalMs = 50;

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+using namespace Velmora::Platform;
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QString header = QString::fromUtf8(reinterpret_cast<const char *>(data), qsizetype(size));

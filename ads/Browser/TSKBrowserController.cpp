@@ -15,6 +15,8 @@
 #include <QToolBar>
 #include <QWidgetAction>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 // A disabled arrow reads as one: faded, not the bright white of an enabled one.

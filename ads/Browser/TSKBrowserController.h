@@ -8,7 +8,9 @@ class QAction;
 class QPixmap;
 class QToolBar;
 class TSKBrowserControllerPrivate;
+namespace Velmora::Platform {
 class WebView;
+}
 
 // The full-screen browser in which a tapped ad's landing page opens without
 // leaving the program: the page above a toolbar with back, forward, reload
@@ -21,7 +23,7 @@ public:
 
     explicit TSKBrowserController(QObject *parent = nullptr);
 
-    WebView *webView() const;
+    Velmora::Platform::WebView *webView() const;
     QToolBar *toolbar() const;
 
     // The first request carries the referring page as its Referer. Asked for

@@ -6,11 +6,13 @@
 #include <QUrl>
 #include <memory>
 
+namespace Velmora::Platform {
 class ActivityIndicator;
+class WebView;
+}
 class QAction;
 class QToolBar;
 class TSKBrowserWebViewDelegate;
-class WebView;
 
 // The in-app browser's widgets and the load asked for before they exist.
 // The widgets belong to the browser's view; this only points at them.
@@ -21,7 +23,7 @@ public:
     TSKBrowserControllerPrivate();
     ~TSKBrowserControllerPrivate() override;
 
-    ActivityIndicator *spinner = nullptr;
+    Velmora::Platform::ActivityIndicator *spinner = nullptr;
     QAction *spinnerContainingButton = nullptr;
     QAction *doneButton = nullptr;
     QAction *openOutsideButton = nullptr;
@@ -29,7 +31,7 @@ public:
     QAction *forwardButton = nullptr;
     QAction *backButton = nullptr;
     QToolBar *toolbar = nullptr;
-    QPointer<WebView> webView;
+    QPointer<Velmora::Platform::WebView> webView;
     std::unique_ptr<TSKBrowserWebViewDelegate> webViewDelegate;
     QUrl referringURLToLoad;
     QUrl urlToLoad;

@@ -3,6 +3,8 @@
 #include "Browser/TSKBrowserController.h"
 #include "Statistics/TSKStatistics.h"
 
+using namespace Velmora::Platform;
+
 namespace {
 
 const QString kLandingPageLoad = QStringLiteral("plpl");

@@ -12,10 +12,10 @@ class TSKBrowserWebViewDelegate : public TSKWebViewDelegate
 public:
     explicit TSKBrowserWebViewDelegate(TSKBrowserController *browserController);
 
-    bool webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type) override;
-    void webViewDidStartLoad(WebView *webView) override;
-    void webViewDidFinishLoad(WebView *webView) override;
-    void webViewDidFailLoadWithError(WebView *webView, const Error &error) override;
+    bool webViewShouldStartLoad(Velmora::Platform::WebView *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidStartLoad(Velmora::Platform::WebView *webView) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
+    void webViewDidFailLoadWithError(Velmora::Platform::WebView *webView, const Velmora::Platform::Error &error) override;
 
 private:
     TSKBrowserController *browserController_;

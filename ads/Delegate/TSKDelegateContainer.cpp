@@ -1,5 +1,7 @@
 #include "Delegate/TSKDelegateContainer.h"
 
+using namespace Velmora::Platform;
+
 std::shared_ptr<TSKDelegateContainer> TSKDelegateContainer::containerWithDelegate(QObject *delegate, QObject *object)
 {
     return std::make_shared<TSKDelegateContainer>(delegate, object);

@@ -25,7 +25,7 @@ public:
     void setInternal(bool internal) { internal_ = internal; }
 
     // Whether the delegate implements the selector; a gone delegate does not.
-    bool didYouNilOutYourDelegate(const Selector &selector) const;
+    bool didYouNilOutYourDelegate(const Velmora::Platform::Selector &selector) const;
 
 private:
     QPointer<QObject> delegate_;

@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #include <QThread>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 Selector objectSelector(const char *name)

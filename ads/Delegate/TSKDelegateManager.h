@@ -7,7 +7,9 @@
 #include <QVariant>
 #include <memory>
 
+namespace Velmora::Platform {
 class Selector;
+}
 class TSKDelegateContainer;
 
 // Fans the six ad events out to every registered delegate, under the banner
@@ -33,7 +35,7 @@ public:
     QList<TSKDelegateContainer *> delegateContainers() const;
 
     void didReceiveAd();
-    void didFailToReceiveAdWithError(const Error &error);
+    void didFailToReceiveAdWithError(const Velmora::Platform::Error &error);
     void willPresentScreen();
     void willDismissScreen();
     void didDismissScreen();
@@ -44,9 +46,9 @@ private:
 
     // Works on a snapshot, so a delegate that destroys the ad (and this
     // manager) or changes the registrations does not disturb the round.
-    static void callActiveSelectors(Containers containers, const Selector &banner,
-                                    const Selector &interstitial, const QVariant &argument);
-    void deliver(const Selector &banner, const Selector &interstitial, const QVariant &argument = {});
+    static void callActiveSelectors(Containers containers, const Velmora::Platform::Selector &banner,
+                                    const Velmora::Platform::Selector &interstitial, const QVariant &argument);
+    void deliver(const Velmora::Platform::Selector &banner, const Velmora::Platform::Selector &interstitial, const QVariant &argument = {});
 
     Containers delegateContainers_;
 };

@@ -15,6 +15,8 @@
 #include <QStringDecoder>
 #include <sys/time.h>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 // Seconds between 1970 and the reference date of absolute times, 1 January 2001.

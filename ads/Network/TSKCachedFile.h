@@ -11,14 +11,16 @@
 #include <optional>
 
 class TSKCachedFileDelegate;
+namespace Velmora::Platform {
 class URLConnection;
+}
 
 // One URL downloaded into a file in the caches directory and revalidated
 // with If-Modified-Since, so an unchanged resource is not fetched again.
 // The file outlives the object: a later object for the same URL finds it.
 // A body longer than the file's maximum fails the download like a broken
 // connection, and leaves the earlier file as it was.
-class TSKCachedFile : public QObject, private URLConnectionDelegate
+class TSKCachedFile : public QObject, private Velmora::Platform::URLConnectionDelegate
 {
     Q_OBJECT
 public:
@@ -54,22 +56,22 @@ public:
 
 private:
     void beginFetchWithCacheBuster(bool cacheBuster);
-    void saveHeadersFromResponse(const URLResponse &response);
+    void saveHeadersFromResponse(const Velmora::Platform::URLResponse &response);
     void cleanUpConnection();
     void writeReceivedData();
     static void setFileTimes(const QString &path, const QString &modificationDate);
 
-    QNetworkRequest connectionWillSendRequest(URLConnection *connection, const QNetworkRequest &request,
-                                              const std::optional<URLResponse> &redirectResponse) override;
-    void connectionDidReceiveResponse(URLConnection *connection, const URLResponse &response) override;
-    void connectionDidReceiveData(URLConnection *connection, const QByteArray &data) override;
-    void connectionDidFinishLoading(URLConnection *connection) override;
-    void connectionDidFailWithError(URLConnection *connection, const Error &error) override;
+    QNetworkRequest connectionWillSendRequest(Velmora::Platform::URLConnection *connection, const QNetworkRequest &request,
+                                              const std::optional<Velmora::Platform::URLResponse> &redirectResponse) override;
+    void connectionDidReceiveResponse(Velmora::Platform::URLConnection *connection, const Velmora::Platform::URLResponse &response) override;
+    void connectionDidReceiveData(Velmora::Platform::URLConnection *connection, const QByteArray &data) override;
+    void connectionDidFinishLoading(Velmora::Platform::URLConnection *connection) override;
+    void connectionDidFailWithError(Velmora::Platform::URLConnection *connection, const Velmora::Platform::Error &error) override;
 
     TSKCachedFileDelegate *delegate_;
     QUrl sourceURL_;
     mutable QString filePath_;
-    std::unique_ptr<URLConnection> connection_;
+    std::unique_ptr<Velmora::Platform::URLConnection> connection_;
     QByteArray receivedData_;
     QString receivedModificationDate_;
     QUrl httpDestinationURL_;

@@ -1,10 +1,12 @@
 #include "Network/TSKClickTracker.h"
 
 #include "Network/TSKCachedFile.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 #include "Selector.h"
 #include "Statistics/TSKStatistics.h"
 #include "URLConnection.h"
+
+using namespace Velmora::Platform;
 
 unsigned TSKClickTracker::activeTrackingCount_ = 0;
 

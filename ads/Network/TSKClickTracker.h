@@ -44,8 +44,8 @@ private:
     void endBackgroundTask();
 
     void cachedFileDownloadDidEnd(TSKCachedFile *file) override;
-    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Error> &error) override;
-    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
+    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Velmora::Platform::Error> &error) override;
+    std::optional<Velmora::Platform::Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
 
     QPointer<QObject> delegate_;
     std::unique_ptr<TSKCachedFile> tracker_;

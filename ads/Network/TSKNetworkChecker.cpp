@@ -1,7 +1,9 @@
 #include "Network/TSKNetworkChecker.h"
 
 #include "Reachability.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
+
+using namespace Velmora::Platform;
 
 TSKNetworkChecker *TSKNetworkChecker::sharedChecker()
 {

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <memory>
 
+namespace Velmora::Platform {
 class Reachability;
+}
 
 // The device's connection type, kept current from reachability notifications
 // about the ad network's host; the ad request sends it as "net".
@@ -38,7 +40,7 @@ public slots:
     void setNetworkTypeFromFlags(uint32_t flags);
 
 private:
-    std::unique_ptr<Reachability> networkRef_;
+    std::unique_ptr<Velmora::Platform::Reachability> networkRef_;
     int networkType_ = Unknown;
     unsigned changeCount_ = 0;
 };

@@ -7,6 +7,8 @@
 
 #include <QPointer>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 const QString pageMessageFunction = QStringLiteral("TISKOS_ReceiveMessage");

@@ -7,13 +7,15 @@
 
 #include <optional>
 
+namespace Velmora::Platform {
 class WebView;
+}
 
 // The ad library's view of the process's one notification center: it adds
 // posting from page bridge URLs and messages from native code to a page.
 // Observers added through it or through NotificationCenter::defaultCenter()
 // are the same registrations.
-class TSKNotificationCenter : public NotificationCenter
+class TSKNotificationCenter : public Velmora::Platform::NotificationCenter
 {
     Q_OBJECT
 public:
@@ -30,7 +32,7 @@ public:
     // Calls the page's message function: TISKOS_ReceiveMessage('name', {json})
     // or, without user info, TISKOS_ReceiveMessage('name'). Its result is ignored.
     void postJSNotificationUserInfoWebView(const QString &name, const std::optional<QVariantMap> &userInfo,
-                                           WebView *webView);
+                                           Velmora::Platform::WebView *webView);
 
 private:
     TSKNotificationCenter();

@@ -7,7 +7,7 @@
 #include "Network/TSKClickTracker.h"
 #include "Notification/TSKNotificationCenter.h"
 #include "Request/TSKDeviceSignals.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 #include "Request/TSKRequestPrivate.h"
 #include "Statistics/TSKStatistics.h"
 #include "Statistics/TSKStatisticsCore.h"
@@ -15,7 +15,7 @@
 #include "URLConnection.h"
 #include "Utility/TSKIdentifierUtilities.h"
 #include "Utility/TSKMacros.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKNetworkUtilities.h"
 #include "Utility/TSKPropertyListDescription.h"
 #include "View/TSKBannerWebViewDelegate.h"
@@ -26,6 +26,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+
+using namespace Velmora::Platform;
 
 namespace {
 

@@ -14,7 +14,9 @@
 #include <optional>
 #include <vector>
 
+namespace Velmora::Platform {
 class Notification;
+}
 class TSKBannerWebViewDelegate;
 class TSKCachedFile;
 class TSKClickTracker;
@@ -64,9 +66,9 @@ public:
     QString adUnitID() const { return adUnitID_; }
     void setAdUnitID(const QString &adUnitID) { adUnitID_ = adUnitID; }
     const std::shared_ptr<TSKDelegateManager> &delegateManager() const { return delegateManager_; }
-    ViewController *rootViewController() const { return rootViewController_; }
-    void setRootViewController(ViewController *controller) { rootViewController_ = controller; }
-    WebView *webView() const { return webView_; }
+    Velmora::Platform::ViewController *rootViewController() const { return rootViewController_; }
+    void setRootViewController(Velmora::Platform::ViewController *controller) { rootViewController_ = controller; }
+    Velmora::Platform::WebView *webView() const { return webView_; }
     TSKRequestPrivate *request() const { return request_.get(); }
     TSKCachedFile *adHTML() const { return adHTML_.get(); }
     int state() const { return state_; }
@@ -75,7 +77,7 @@ public:
     int supportedOrientations() const { return supportedOrientations_; }
     double reloadSeconds() const { return reloadSeconds_; }
     // The pending reload, if any.
-    Timer *reloadTimer() const { return reloadTimer_; }
+    Velmora::Platform::Timer *reloadTimer() const { return reloadTimer_; }
     const QList<QUrl> &pendingTrackingURLs() const { return pendingTrackingURLs_; }
     qsizetype pendingTrackerCount() const { return qsizetype(trackers_.size()); }
 
@@ -94,7 +96,7 @@ public:
     static double periodFromHeader(const QString &text);
 
     Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *tracker, const QUrl &url);
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *tracker, const std::optional<Error> &error);
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *tracker, const std::optional<Velmora::Platform::Error> &error);
 
 private:
     static bool isAppActive();
@@ -105,9 +107,9 @@ private:
     void buildAdUrl();
     void setupBuildAdWebView();
     void resetBuildAdWebView();
-    void loadAdURL(const Notification &notification);
-    void invalidRequest(const Notification &notification);
-    void unableToServe(const Notification &notification);
+    void loadAdURL(const Velmora::Platform::Notification &notification);
+    void invalidRequest(const Velmora::Platform::Notification &notification);
+    void unableToServe(const Velmora::Platform::Notification &notification);
     void setAdHTML(std::unique_ptr<TSKCachedFile> file);
     void showAd();
     void renderDeadlinePassed(int render);
@@ -123,15 +125,15 @@ private:
     TSKCachedFileDelegate *asFileDelegate() { return this; }
 
     void cachedFileDownloadDidEnd(TSKCachedFile *file) override;
-    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Error> &error) override;
-    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
+    void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Velmora::Platform::Error> &error) override;
+    std::optional<Velmora::Platform::Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
 
     QPointer<QWidget> adView_;
     QString adUnitID_;
     std::shared_ptr<TSKDelegateManager> delegateManager_;
-    QPointer<ViewController> rootViewController_;
-    QPointer<WebView> webView_;
-    std::unique_ptr<WebView> buildAdWebView_;
+    QPointer<Velmora::Platform::ViewController> rootViewController_;
+    QPointer<Velmora::Platform::WebView> webView_;
+    std::unique_ptr<Velmora::Platform::WebView> buildAdWebView_;
     std::unique_ptr<TSKBannerWebViewDelegate> webViewDelegate_;
     std::unique_ptr<TSKWebViewDelegate> buildAdWebViewDelegate_;
     std::unique_ptr<TSKCachedFile> buildAdJS_;
@@ -140,7 +142,7 @@ private:
     int state_ = Idle;
     std::vector<std::unique_ptr<TSKClickTracker>> trackers_;
     QList<QUrl> pendingTrackingURLs_;
-    QPointer<Timer> reloadTimer_;
+    QPointer<Velmora::Platform::Timer> reloadTimer_;
     double reloadSeconds_ = 0;
     bool hasAutoRefreshed_ = false;
     int supportedOrientations_ = 1;

@@ -14,6 +14,8 @@
 
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 int TSKOpener::deferredOpens_ = 0;
 
 namespace {

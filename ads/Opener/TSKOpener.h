@@ -16,7 +16,7 @@ class TSKViewController;
 
 // Carries out what a tap on an ad asks for: a page in the in-app browser, a
 // full-screen web app, a mail, or another program (which leaves this one).
-class TSKOpener : public QObject, public MailComposeDelegate
+class TSKOpener : public QObject, public Velmora::Platform::MailComposeDelegate
 {
     Q_OBJECT
 public:
@@ -25,8 +25,8 @@ public:
     // Told when the application is about to be left; shared with the ad.
     const std::shared_ptr<TSKDelegateManager> &delegateManager() const { return delegateManager_; }
     void setDelegateManager(std::shared_ptr<TSKDelegateManager> manager) { delegateManager_ = std::move(manager); }
-    ViewController *viewController() const { return viewController_; }
-    void setViewController(ViewController *controller) { viewController_ = controller; }
+    Velmora::Platform::ViewController *viewController() const { return viewController_; }
+    void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
     // The page on which the click happened; the browser's first Referer.
     const QUrl &referringURL() const { return referringURL_; }
     void setReferringURL(const QUrl &url) { referringURL_ = url; }
@@ -38,7 +38,7 @@ public:
     // that covers the program or leaves it happens unless the user pressed
     // on that page within the tap window; without one (a native button),
     // every action goes ahead.
-    void setPressSource(WebView *page) { pressSource_ = page; }
+    void setPressSource(Velmora::Platform::WebView *page) { pressSource_ = page; }
 
     // Routes an "open" message by its "a", "u", "html" and "o" parameters.
     void openNotification(const TSKNotification &notification);
@@ -51,8 +51,8 @@ public:
     // Fills the mail composer from a mailto: URL's recipient, cc, bcc,
     // subject and body.
     void openEmailComposer(const QUrl &url);
-    void mailComposeControllerDidFinishWithResult(MailComposeViewController *controller, Result result,
-                                                  const std::optional<Error> &error) override;
+    void mailComposeControllerDidFinishWithResult(Velmora::Platform::MailComposeViewController *controller, Result result,
+                                                  const std::optional<Velmora::Platform::Error> &error) override;
 
     // Opens of other programs put off so far; shared by every opener.
     static int deferredOpenCount();
@@ -63,8 +63,8 @@ private:
     void present(TSKViewController *screen);
 
     std::shared_ptr<TSKDelegateManager> delegateManager_;
-    QPointer<ViewController> viewController_;
+    QPointer<Velmora::Platform::ViewController> viewController_;
     QUrl referringURL_;
-    QPointer<WebView> pressSource_;
+    QPointer<Velmora::Platform::WebView> pressSource_;
     static int deferredOpens_;
 };

@@ -1,4 +1,4 @@
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 
 #include "Request/TSKRequestPrivate.h"
 

@@ -1,7 +1,9 @@
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 
 #include "Request/TSKRequestPrivate.h"
 #include "Utility/TSKIdentifierUtilities.h"
+
+using namespace Velmora::Platform;
 
 TSKRequestError::TSKRequestError(qint64 code, const TSKRequest *request) : Error{Domain, code, {}}
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 #include "Utility/TSKLocation.h"
 
 #include <memory>
@@ -29,7 +29,7 @@ public:
 
     std::unique_ptr<TSKRequest> copy() const override;
 
-    bool testing() const override { return testing_; }
+    bool isTesting() const override { return testing_; }
     void setTesting(bool testing) override { testing_ = testing; }
     std::optional<QVariantMap> additionalParameters() const override { return additionalParameters_; }
     void setAdditionalParameters(const std::optional<QVariantMap> &parameters) override;

@@ -1,7 +1,7 @@
 #include "Statistics/TSKStatistics.h"
 
 #include "Notification/TSKNotification.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKNetworkUtilities.h"
 
 #include <QDateTime>

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+using namespace Velmora::Platform;
+
 TSKStatisticsCore::TSKStatisticsCore(const QString &identifier) : identifier_(identifier)
 {
     statistics_.insert(UserDefaults::standard().dictionaryForKey(userDefaultsKey()));

@@ -5,6 +5,8 @@
 
 #include <cmath>
 
+using namespace Velmora::Platform;
+
 TSKTiming::TSKTiming(const QString &category) : category_(category) {}
 
 std::optional<TSKTiming> TSKTiming::fromDictionaryRepresentation(const QVariant &representation)

@@ -4,6 +4,8 @@
 #include "NotificationCenter.h"
 #include "UserDefaults.h"
 
+using namespace Velmora::Platform;
+
 TSKTimingManager::TSKTimingManager(const QString &identifier, QObject *parent)
     : QObject(parent), identifier_(identifier)
 {

@@ -13,6 +13,8 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+using namespace Velmora::Platform;
+
 QByteArray HashedDeviceIdentifier()
 {
     return QCryptographicHash::hash(Device::uniqueIdentifier().toUtf8(), QCryptographicHash::Md5);

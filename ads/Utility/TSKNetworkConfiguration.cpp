@@ -1,4 +1,4 @@
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 
 #include <QCommandLineParser>
 #include <QUrl>

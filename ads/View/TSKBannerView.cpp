@@ -1,11 +1,11 @@
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 
 #include "Application.h"
 #include "Delegate/TSKDelegateContainer.h"
 #include "Delegate/TSKDelegateManager.h"
 #include "NotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 #include "Request/TSKRequestPrivate.h"
 #include "Utility/TSKPrivateUtilities.h"
 #include "View/TSKWebViewDelegate.h"
@@ -13,6 +13,8 @@
 #include "WebView.h"
 
 #include <cstdio>
+
+using namespace Velmora::Platform;
 
 void TSKBannerView::registerSchemes(const QStringList &applicationLinkSchemes)
 {

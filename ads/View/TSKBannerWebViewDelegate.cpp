@@ -3,12 +3,14 @@
 #include "Delegate/TSKDelegateManager.h"
 #include "Object/TSKObjectPrivate.h"
 #include "Opener/TSKOpener.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 #include "Request/TSKRequestPrivate.h"
 #include "Statistics/TSKStatistics.h"
 #include "URLConnection.h"
 #include "ViewController/TSKFullScreen.h"
 #include "WebView.h"
+
+using namespace Velmora::Platform;
 
 TSKBannerWebViewDelegate::TSKBannerWebViewDelegate(TSKObjectPrivate *objectPrivate) : private_(objectPrivate)
 {

@@ -15,12 +15,12 @@ public:
     explicit TSKBannerWebViewDelegate(TSKObjectPrivate *objectPrivate);
     ~TSKBannerWebViewDelegate() override;
 
-    bool webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type) override;
-    void webViewDidFinishLoad(WebView *webView) override;
-    void webViewDidFailLoadWithError(WebView *webView, const Error &error) override;
+    bool webViewShouldStartLoad(Velmora::Platform::WebView *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
+    void webViewDidFailLoadWithError(Velmora::Platform::WebView *webView, const Velmora::Platform::Error &error) override;
 
 private:
-    void showAd(WebView *webView);
+    void showAd(Velmora::Platform::WebView *webView);
 
     TSKObjectPrivate *private_;
 };

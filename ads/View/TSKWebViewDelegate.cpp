@@ -16,6 +16,8 @@
 #include <QApplication>
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 const QList<QByteArray> kPageSchemes = {"tsmsg", "tiskos", "mailto", "tel"};
@@ -145,10 +147,10 @@ bool TSKWebViewDelegate::decideOrdinaryURL(WebView *webView, const QUrl &url, Na
 
 void TSKWebViewDelegate::postWebAction(WebView *webView, const QUrl &url, const QString &action)
 {
-    QVariantMap userInfo{{QStringLiteral("u"), url.toString(QUrl::FullyEncoded)}};
+    QVariantMap userInfo{{TSKWebViewNotification::URLKey, url.toString(QUrl::FullyEncoded)}};
     if (!action.isNull())
-        userInfo.insert(QStringLiteral("a"), action);
-    TSKNotificationCenter::defaultCenter()->postNotificationName(DidReceiveWebAction, webView, userInfo);
+        userInfo.insert(TSKWebViewNotification::ActionKey, action);
+    TSKNotificationCenter::defaultCenter()->postNotificationName(TSKWebViewNotification::DidReceiveWebAction, webView, userInfo);
 }
 
 void TSKWebViewDelegate::webViewDidFinishLoad(WebView *webView)

@@ -3,6 +3,8 @@
 #include "ViewController.h"
 #include "WebViewDelegate.h"
 
+#include <VelmoraAds/TSKWebViewNotification.h>
+
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -19,15 +21,10 @@ class TSKOpener;
 // delegate refuses those navigations and acts on them. It also keeps pages
 // from leaving the web: local files are refused, mail and other programs'
 // links go to the opener, only http and https load.
-class TSKWebViewDelegate : public QObject, public WebViewDelegate
+class TSKWebViewDelegate : public QObject, public Velmora::Platform::WebViewDelegate
 {
     Q_OBJECT
 public:
-    // Posted on the default notification center, with the web view as object,
-    // for every navigation a page starts: {"u": URL} plus {"a": name} for a
-    // bridge message.
-    static inline const QString DidReceiveWebAction = QStringLiteral("didReceiveWebAction");
-
     // Longest page message read, and most parameters in one; larger ones are
     // dropped unread, since parsing them would hold up the game.
     static constexpr qsizetype kMaximumMessageBytes = 64 * 1024;
@@ -39,7 +36,7 @@ public:
     static bool areSchemesRegistered();
 
     // Evaluates the page's orientation getter and change handler.
-    static void notifyWebViewOfOrientationChange(WebView *webView, int orientation);
+    static void notifyWebViewOfOrientationChange(Velmora::Platform::WebView *webView, int orientation);
     // The value as an integer, or -1 when the key is absent.
     static int intForKeyFromDictionary(const QString &key, const QVariantMap &dictionary);
 
@@ -47,24 +44,24 @@ public:
     ~TSKWebViewDelegate() override;
 
     // Not owned: presents what the opener shows, and receives "close".
-    ViewController *viewController() const { return viewController_; }
-    void setViewController(ViewController *controller) { viewController_ = controller; }
+    Velmora::Platform::ViewController *viewController() const { return viewController_; }
+    void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
     TSKOpener *opener() const { return opener_.get(); }
 
-    bool webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type) override;
-    void webViewDidFinishLoad(WebView *webView) override;
+    bool webViewShouldStartLoad(Velmora::Platform::WebView *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
 
     void trackURLStringAppendSpamSignals(const QString &urlString, bool appendSpamSignals);
     void processTouchSignals(const QVariantMap &parameters);
 
 private:
-    void performBridgeMessage(WebView *webView, const TSKNotification &message, const QUrl &url);
+    void performBridgeMessage(Velmora::Platform::WebView *webView, const TSKNotification &message, const QUrl &url);
     void closeViewController();
-    bool decideOrdinaryURL(WebView *webView, const QUrl &url, NavigationType type);
+    bool decideOrdinaryURL(Velmora::Platform::WebView *webView, const QUrl &url, NavigationType type);
     static bool isOversizedMessage(const QUrl &url);
-    static void postWebAction(WebView *webView, const QUrl &url, const QString &action);
+    static void postWebAction(Velmora::Platform::WebView *webView, const QUrl &url, const QString &action);
 
     std::unique_ptr<TSKOpener> opener_;
     std::unique_ptr<TSKClickTracker> tracker_;
-    QPointer<ViewController> viewController_;
+    QPointer<Velmora::Platform::ViewController> viewController_;
 };

@@ -11,6 +11,8 @@
 
 #include <cstdio>
 
+using namespace Velmora::Platform;
+
 TSKViewController::TSKViewController(std::unique_ptr<TSKViewControllerPrivate> data, QObject *parent)
     : ViewController(parent)
 {
@@ -169,7 +171,7 @@ void TSKViewController::viewDidDisappear(bool animated)
         delegateManager()->didDismissScreen();
 }
 
-bool TSKViewController::shouldAutorotateToInterfaceOrientation(int orientation)
+bool TSKViewController::shouldAutorotateToInterfaceOrientation(InterfaceOrientation orientation)
 {
     switch (supportedOrientations()) {
     case TSKFullScreen::Portrait:

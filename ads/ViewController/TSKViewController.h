@@ -5,7 +5,9 @@
 
 #include <memory>
 
+namespace Velmora::Platform {
 class Notification;
+}
 class TSKDelegateManager;
 class TSKViewControllerPrivate;
 
@@ -14,7 +16,7 @@ class TSKViewControllerPrivate;
 // alive until it relinquishes the screen; over the application it tells the
 // publisher's delegate, hides the status bar meanwhile, and, like every ad
 // screen, pauses all banners' reloads while it is up.
-class TSKViewController : public ViewController
+class TSKViewController : public Velmora::Platform::ViewController
 {
     Q_OBJECT
 public:
@@ -35,11 +37,11 @@ public:
     bool statusBarWasHidden() const;
     void setStatusBarWasHidden(bool hidden);
 
-    void presentFromViewController(ViewController *parent);
+    void presentFromViewController(Velmora::Platform::ViewController *parent);
     Q_INVOKABLE void relinquishScreen();
     bool isFirstTSKViewController() const;
 
-    bool shouldAutorotateToInterfaceOrientation(int orientation) override;
+    bool shouldAutorotateToInterfaceOrientation(InterfaceOrientation orientation) override;
     void viewDidAppear(bool animated) override;
     void viewDidDisappear(bool animated) override;
 
@@ -49,9 +51,9 @@ protected:
     TSKViewControllerPrivate *privateData() const;
 
 private:
-    void presentSelfFrom(ViewController *parent);
+    void presentSelfFrom(Velmora::Platform::ViewController *parent);
     void hideStatusBar();
     void restoreStatusBar();
-    void settingsChanged(const Notification &notification);
+    void settingsChanged(const Velmora::Platform::Notification &notification);
     void postFullScreenNotification(const QString &name);
 };

@@ -9,6 +9,8 @@
 
 #include <QPushButton>
 
+using namespace Velmora::Platform;
+
 TSKWebAppViewController::TSKWebAppViewController(QObject *parent)
     : TSKViewController(std::make_unique<TSKWebAppViewControllerPrivate>(), parent)
 {

@@ -5,7 +5,9 @@
 #include <QUrl>
 
 class TSKWebAppViewControllerPrivate;
+namespace Velmora::Platform {
 class WebView;
+}
 
 // A rich ad as a full-screen page: a close button in the corner and a
 // spinner until the page has loaded. The page hears "onshow" once per
@@ -18,7 +20,7 @@ public:
 
     explicit TSKWebAppViewController(QObject *parent = nullptr);
 
-    WebView *webView() const;
+    Velmora::Platform::WebView *webView() const;
 
     void load(const QUrl &url);
     // A null base URL shows the page at about:blank.

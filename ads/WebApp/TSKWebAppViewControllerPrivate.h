@@ -6,10 +6,12 @@
 #include <QUrl>
 #include <memory>
 
+namespace Velmora::Platform {
 class ActivityIndicator;
+class WebView;
+}
 class QPushButton;
 class TSKWebAppWebViewDelegate;
-class WebView;
 
 // The web app screen's widgets and the load asked for before they exist.
 class TSKWebAppViewControllerPrivate : public TSKViewControllerPrivate
@@ -19,10 +21,10 @@ public:
     TSKWebAppViewControllerPrivate();
     ~TSKWebAppViewControllerPrivate() override;
 
-    QPointer<ActivityIndicator> loadingSpinner;
+    QPointer<Velmora::Platform::ActivityIndicator> loadingSpinner;
     bool loaded = false;
     QPointer<QPushButton> closeButton;
-    QPointer<WebView> webView;
+    QPointer<Velmora::Platform::WebView> webView;
     std::unique_ptr<TSKWebAppWebViewDelegate> webViewDelegate;
     QUrl htmlBaseURLToLoad;
     QString htmlToLoad;

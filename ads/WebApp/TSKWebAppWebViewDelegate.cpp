@@ -2,10 +2,12 @@
 
 #include "ActivityIndicator.h"
 #include "Notification/TSKNotificationCenter.h"
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatistics.h"
 #include "WebApp/TSKWebAppViewControllerPrivate.h"
 #include "WebView.h"
+
+using namespace Velmora::Platform;
 
 TSKWebAppWebViewDelegate::TSKWebAppWebViewDelegate(TSKWebAppViewControllerPrivate *webAppPrivate)
     : webAppPrivate_(webAppPrivate)

@@ -18,8 +18,8 @@ public:
     void setPendingOnShow(bool pending);
     void postOnShowEvent();
 
-    void webViewDidStartLoad(WebView *webView) override;
-    void webViewDidFinishLoad(WebView *webView) override;
+    void webViewDidStartLoad(Velmora::Platform::WebView *webView) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
 
 private:
     TSKWebAppViewControllerPrivate *webAppPrivate_;

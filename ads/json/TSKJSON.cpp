@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace Velmora::Platform;
+
 const QString TSKJSONErrorDomain = QStringLiteral("org.velmora.ads.JSON");
 
 namespace {

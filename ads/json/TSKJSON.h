@@ -18,7 +18,7 @@ extern const QString TSKJSONErrorDomain;
 class TSKJSON
 {
 public:
-    using OptionalError = std::optional<Error>;
+    using OptionalError = std::optional<Velmora::Platform::Error>;
 
     unsigned maxDepth() const { return maxDepth_; }
     // Deepest nesting the reader accepts; 0 lifts the limit (then the call stack is the limit).

@@ -14,8 +14,8 @@
 // Random numbers the test decides, in order; 0 once the script runs out.
 struct ScriptedRandom
 {
-    ScriptedRandom() { Random::setSource([this] { return values.isEmpty() ? 0u : values.dequeue(); }); }
-    ~ScriptedRandom() { Random::setSource({}); }
+    ScriptedRandom() { Velmora::Platform::Random::setSource([this] { return values.isEmpty() ? 0u : values.dequeue(); }); }
+    ~ScriptedRandom() { Velmora::Platform::Random::setSource({}); }
     void push(std::initializer_list<uint32_t> more) { values.append(more); }
     QQueue<uint32_t> values;
 };
@@ -32,7 +32,7 @@ struct RoundStage
 
     QLabel *label(const char *name) const { return round->view()->findChild<QLabel *>(QLatin1String(name)); }
     QLabel *player() const { return label("one"); }
-    void movePlayer(QPointF centre) const { ViewGeometry::setCenter(player(), centre); }
+    void movePlayer(QPointF centre) const { Velmora::Platform::ViewGeometry::setCenter(player(), centre); }
     // Far from every ball, so motion can be watched without a game over.
     void parkPlayer() const { movePlayer(QPointF(-1000, -1000)); }
     void ticks(int count) const
@@ -42,9 +42,9 @@ struct RoundStage
     }
     // Timers aimed at the screen, oldest first: the three pick-up placers
     // (hide, minus, plus), then motion, seconds and score once started.
-    QList<Timer *> timers() const { return Timer::timersOf(round.get()); }
+    QList<Velmora::Platform::Timer *> timers() const { return Velmora::Platform::Timer::timersOf(round.get()); }
 
     ScriptedRandom random;
-    Window window;
+    Velmora::Platform::Window window;
     std::unique_ptr<Touch> round = std::make_unique<Touch>();
 };

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <unistd.h>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 // What the code under test writes to standard output while `work` runs.
@@ -312,7 +314,7 @@ private slots:
         }
         auto *over = qobject_cast<Over *>(stage.round->modalViewController());
         QVERIFY(over);
-        QCOMPARE(over->modalTransitionStyle(), int(ViewController::CrossDissolve));
+        QCOMPARE(over->modalTransitionStyle(), ViewController::CrossDissolve);
         QCOMPARE(stage.round->findChildren<Over *>().size(), 1);
         for (const char *label : {"lab", "TopScore"})
             QCOMPARE(over->view()->findChild<QLabel *>(label)->text(), QStringLiteral("40"));

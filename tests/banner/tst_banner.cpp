@@ -3,14 +3,14 @@
 #include "EventLoopWait.h"
 #include "Notification/TSKNotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
-#include "Request/TSKRequest.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequest.h>
+#include <VelmoraAds/TSKRequestError.h>
 #include "Statistics/TSKStatisticsCore.h"
 #include "StderrCapture.h"
 #include "TestMain.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "ViewController/TSKFullScreen.h"
 #include "View/TSKWebViewDelegate.h"
@@ -20,6 +20,8 @@
 #include <QMouseEvent>
 #include <QJsonArray>
 #include <QTemporaryDir>
+
+using namespace Velmora::Platform;
 
 using testsupport::AdServerProcess;
 using testsupport::spin;
@@ -373,7 +375,7 @@ private slots:
         QObject observer;
         NotificationCenter *center = NotificationCenter::defaultCenter();
         center->addObserver(&observer, QString(), &webView, [&](const Notification &n) {
-            if (n.name() == TSKWebViewDelegate::DidReceiveWebAction)
+            if (n.name() == TSKWebViewNotification::DidReceiveWebAction)
                 actions << n.userInfo().value("a", QString()).toString();
             else
                 posted << n.name();

@@ -15,6 +15,8 @@
 
 #include <numeric>
 
+using namespace Velmora::Platform;
+
 struct Opaque { int x = 0; };
 Q_DECLARE_METATYPE(Opaque)
 

@@ -1,10 +1,12 @@
 #include "Delegate/TSKDelegateContainer.h"
 #include "Delegate/TSKDelegateManager.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 #include "Statistics/TSKStatistics.h"
 #include "TestMain.h"
 
 #include <QThread>
+
+using namespace Velmora::Platform;
 
 class AdView : public QObject { Q_OBJECT };
 

@@ -8,6 +8,8 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
+using namespace Velmora::Platform;
+
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);

@@ -5,7 +5,7 @@
 #include "TestMain.h"
 #include "UserDefaults.h"
 #include "Utility/TSKIdentifierUtilities.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 
 #include <QCommandLineParser>
 #include <QCryptographicHash>
@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 
 #include <sys/utsname.h>
+
+using namespace Velmora::Platform;
 
 namespace {
 

@@ -11,6 +11,8 @@
 
 #include <sys/stat.h>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 const QVariantMap Sample{{"count", qint64(42)}, {"ratio", 2.5}, {"whole", 2.0}, {"yes", true},

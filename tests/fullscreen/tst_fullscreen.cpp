@@ -6,11 +6,11 @@
 #include "Object/TSKObjectPrivate.h"
 #include "Opener/TSKOpener.h"
 #include "PageScript.h"
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 #include "TestMain.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "WebApp/TSKWebAppViewController.h"
 #include "WebView.h"
@@ -26,6 +26,8 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QToolBar>
+
+using namespace Velmora::Platform;
 
 using testsupport::AdServerProcess;
 using testsupport::waitUntil;

@@ -2,14 +2,14 @@
 #include "EventLoopWait.h"
 #include "HttpTestSupport.h"
 #include "Object/TSKObjectPrivate.h"
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatisticsCore.h"
 #include "StderrCapture.h"
 #include "TestMain.h"
 #include "URLConnection.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
-#include "View/TSKBannerView.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "WebProfile.h"
 
@@ -18,6 +18,8 @@
 #include <QTimer>
 #include <QWebEngineProfile>
 #include <QWindow>
+
+using namespace Velmora::Platform;
 
 using testsupport::spin;
 using testsupport::waitUntil;

@@ -88,17 +88,17 @@ class CachedFileRecorder : public TSKCachedFileDelegate
 {
 public:
     void cachedFileDownloadDidEnd(TSKCachedFile *) override { ++ended; }
-    void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Error> &error) override { failures.append(error); }
-    std::optional<Error> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
+    void cachedFileDownloadDidFail(TSKCachedFile *, const std::optional<Velmora::Platform::Error> &error) override { failures.append(error); }
+    std::optional<Velmora::Platform::Error> cachedFileShouldRedirectToURL(TSKCachedFile *, const QUrl &url) override
     {
-        return url == refusedURL ? std::optional<Error>(refusal) : std::nullopt;
+        return url == refusedURL ? std::optional<Velmora::Platform::Error>(refusal) : std::nullopt;
     }
     int endings() const { return ended + int(failures.size()); }
 
     int ended = 0;
-    QList<std::optional<Error>> failures;
+    QList<std::optional<Velmora::Platform::Error>> failures;
     QUrl refusedURL;
-    Error refusal{QStringLiteral("TestDomain"), 7, {}};
+    Velmora::Platform::Error refusal{QStringLiteral("TestDomain"), 7, {}};
 };
 
 // Hears a click tracker's two reports and can act inside them.
@@ -107,12 +107,12 @@ class TrackerRecorder : public QObject
     Q_OBJECT
 public:
     Q_INVOKABLE void trackerDidRedirect(TSKClickTracker *, const QUrl &url) { redirects.append(url); reported(); }
-    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Error> &error) { failures.append(error); reported(); }
+    Q_INVOKABLE void trackerDidFailWithError(TSKClickTracker *, const std::optional<Velmora::Platform::Error> &error) { failures.append(error); reported(); }
     int reports() const { return int(redirects.size() + failures.size()); }
     void reported() { if (onReport) onReport(); }
 
     QList<QUrl> redirects;
-    QList<std::optional<Error>> failures;
+    QList<std::optional<Velmora::Platform::Error>> failures;
     std::function<void()> onReport;
 };
 

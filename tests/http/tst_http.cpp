@@ -6,11 +6,13 @@
 #include "Timing/TSKTiming.h"
 #include "URLConnection.h"
 #include "URLConnectionDelegate.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 
 #include <QNetworkCookie>
 #include <QScopeGuard>
 #include <QTimeZone>
+
+using namespace Velmora::Platform;
 
 namespace {
 

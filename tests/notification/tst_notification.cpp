@@ -1,12 +1,14 @@
 #include "Notification/TSKNotification.h"
 #include "Notification/TSKNotificationCenter.h"
 #include "PageScript.h"
-#include "Request/TSKRequest.h"
+#include <VelmoraAds/TSKRequest.h>
 #include "TestMain.h"
 #include "View/TSKWebViewDelegate.h"
 #include "WebView.h"
 
 #include <QSignalSpy>
+
+using namespace Velmora::Platform;
 
 class TestNotification : public QObject
 {

@@ -13,6 +13,8 @@
 #include <QPushButton>
 #include <QSignalSpy>
 
+using namespace Velmora::Platform;
+
 using App = Application;
 
 namespace {
@@ -193,7 +195,7 @@ private slots:
     // A controller already presenting ignores a second presentation.
     void animatedTransitionsDeferTheClosingCalls()
     {
-        for (int style : {ViewController::CoverVertical, ViewController::FlipHorizontal,
+        for (ViewController::TransitionStyle style : {ViewController::CoverVertical, ViewController::FlipHorizontal,
                           ViewController::CrossDissolve}) {
             auto *modal = new Screen("modal", &log);
             modal->setModalTransitionStyle(style);

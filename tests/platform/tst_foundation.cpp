@@ -8,6 +8,8 @@
 #include <QLabel>
 #include <QPointer>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 struct Target : QObject

@@ -1,5 +1,5 @@
 #include "Request/TSKDeviceSignals.h"
-#include "Request/TSKRequestError.h"
+#include <VelmoraAds/TSKRequestError.h>
 #include "Request/TSKRequestPrivate.h"
 #include "Statistics/TSKStatistics.h"
 #include "TestMain.h"
@@ -16,6 +16,8 @@
 #include <QPointer>
 #include <QTimer>
 #include <QtEndian>
+
+using namespace Velmora::Platform;
 
 namespace {
 

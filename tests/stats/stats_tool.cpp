@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 
+using namespace Velmora::Platform;
+
 int main(int argc, char **argv)
 {
     if (argc < 2)

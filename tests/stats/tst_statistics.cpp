@@ -6,11 +6,13 @@
 #include "TestMain.h"
 #include "Timing/TSKTimingManager.h"
 #include "UserDefaults.h"
-#include "Utility/TSKNetworkConfiguration.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
 
 #include <QDateTime>
 #include <QProcess>
 #include <QTemporaryDir>
+
+using namespace Velmora::Platform;
 
 namespace {
 

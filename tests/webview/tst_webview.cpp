@@ -11,6 +11,8 @@
 #include <QTcpSocket>
 #include <csignal>
 
+using namespace Velmora::Platform;
+
 namespace {
 
 // Records what the view asks and tells, and refuses all but http pages.

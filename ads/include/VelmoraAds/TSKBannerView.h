@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QRectF>
+#include <QStringList>
+#include <QWidget>
+
+class TSKObjectPrivate;
+class TSKRequest;
+namespace Velmora::Platform {
+class ViewController;
+class WebView;
+}
+
+/// A banner ad: place it (320 by 50 points is the usual size), give it an ad
+/// unit and a root view controller, and call loadRequest(). It refreshes
+/// itself on the ad network's schedule and carries out taps on the ad.
+///
+/// Delegates are QObjects that declare the events they want to hear as
+/// invokables, such as
+/// `Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *view);`
+/// (all of them: \ref delegate-events).
+class TSKBannerView : public QWidget
+{
+    Q_OBJECT
+public:
+    /// Ad pages reach the library through web engine schemes that must be
+    /// known before the QApplication exists: call this first in main(), with
+    /// the schemes of other programs' links that ads may open.
+    static void registerSchemes(const QStringList &applicationLinkSchemes = {});
+
+    /// The frame is in points, in the parent's coordinates.
+    explicit TSKBannerView(const QRectF &frame, QWidget *parent = nullptr);
+    explicit TSKBannerView(QWidget *parent = nullptr);
+    ~TSKBannerView() override;
+
+    QString adUnitID() const;
+    void setAdUnitID(const QString &adUnitID);
+    /// Presents what a tap opens; not owned.
+    Velmora::Platform::ViewController *rootViewController() const;
+    void setRootViewController(Velmora::Platform::ViewController *controller);
+    /// The first delegate set. Setting another adds it: all of them hear the events.
+    QObject *delegate() const;
+    void setDelegate(QObject *delegate);
+    /// Whether the current ad came from a reload the server scheduled.
+    bool hasAutoRefreshed() const;
+    /// The page that shows the ad.
+    Velmora::Platform::WebView *webView() const;
+
+    /// Loads an ad for a copy of the request (an empty one for null).
+    void loadRequest(const TSKRequest *request);
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    void commonInitializer();
+    TSKObjectPrivate *privateObject() const;
+};

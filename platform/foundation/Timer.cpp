@@ -1,0 +1,81 @@
+#include "Timer.h"
+
+#include <QTimerEvent>
+#include <cmath>
+
+namespace Velmora::Platform {
+
+Timer::Timer(double seconds, QObject *target, Action action, const QVariant &userInfo,
+             bool repeats)
+    : QObject(target),
+      seconds_(seconds),
+      intervalMs_(toIntervalMs(seconds)),
+      repeats_(repeats),
+      userInfo_(userInfo),
+      action_(std::move(action))
+{
+    // Precise: the phone's timers do not drift by the few percent a coarse
+    // Qt timer may, and the game counts its ticks.
+    basicTimer_.start(intervalMs_, Qt::PreciseTimer, this);
+}
+
+Timer *Timer::schedule(double seconds, QObject *target, Action action, const QVariant &userInfo,
+                       bool repeats)
+{
+    if (!target || !action)
+        return nullptr;
+    return new Timer(seconds, target, std::move(action), userInfo, repeats);
+}
+
+int Timer::toIntervalMs(double seconds)
+{
+    if (!(seconds > 0))  // also NaN
+        return kMinimumIntervalMs;
+    const double ms = std::round(seconds * 1000.0);
+    if (ms >= double(std::numeric_limits<int>::max()))
+        return std::numeric_limits<int>::max();
+    return std::max(kMinimumIntervalMs, int(ms));
+}
+
+void Timer::fire()
+{
+    if (!valid_)
+        return;
+    // Guard: the action may invalidate us or delete our target (and us with it).
+    QPointer<Timer> self(this);
+    action_(this);
+    if (self && !repeats_)
+        invalidate();
+}
+
+void Timer::invalidate()
+{
+    if (!valid_)
+        return;
+    valid_ = false;
+    basicTimer_.stop();
+    deleteLater();
+}
+
+QList<Timer *> Timer::timersOf(const QObject *target)
+{
+    QList<Timer *> timers;
+    if (!target)
+        return timers;
+    for (QObject *child : target->children()) {
+        auto *timer = qobject_cast<Timer *>(child);
+        if (timer && timer->isValid())
+            timers.append(timer);
+    }
+    return timers;
+}
+
+void Timer::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == basicTimer_.timerId())
+        fire();
+    else
+        QObject::timerEvent(event);
+}
+
+}  // namespace Velmora::Platform

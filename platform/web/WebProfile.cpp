@@ -1,0 +1,104 @@
+#include "WebProfile.h"
+
+#include <QCoreApplication>
+#include <QWebEngineDownloadRequest>
+#include <QWebEngineProfile>
+#include <QWebEngineSettings>
+#include <QWebEngineUrlRequestJob>
+#include <QWebEngineUrlScheme>
+#include <QWebEngineUrlSchemeHandler>
+
+namespace Velmora::Platform {
+
+namespace {
+
+const char *const kEngineFlagsVariable = "QTWEBENGINE_CHROMIUM_FLAGS";
+const char *const kProcessModelSwitches[] = {"--renderer-process-limit", "--process-per-site", "--process-per-tab",
+                                             "--single-process", "--site-per-process"};
+
+QList<QByteArray> &registeredSchemes()
+{
+    static QList<QByteArray> names;
+    return names;
+}
+
+// Navigations to these schemes are decided by the web view's delegate; should
+// one ever get as far as a fetch, it fails.
+class RefusingSchemeHandler : public QWebEngineUrlSchemeHandler
+{
+public:
+    using QWebEngineUrlSchemeHandler::QWebEngineUrlSchemeHandler;
+    void requestStarted(QWebEngineUrlRequestJob *job) override { job->fail(QWebEngineUrlRequestJob::RequestDenied); }
+};
+
+void closeOffTheDesktop(QWebEngineSettings *settings)
+{
+    using S = QWebEngineSettings;
+    for (const S::WebAttribute attribute :
+         {S::LocalContentCanAccessFileUrls, S::LocalContentCanAccessRemoteUrls, S::JavascriptCanOpenWindows,
+          S::JavascriptCanAccessClipboard, S::JavascriptCanPaste, S::FullScreenSupportEnabled, S::PluginsEnabled,
+          S::AllowWindowActivationFromJavaScript, S::ScreenCaptureEnabled, S::NavigateOnDropEnabled,
+          S::ErrorPageEnabled, S::LocalStorageEnabled, S::AutoLoadIconsForPage, S::TouchIconsEnabled,
+          S::HyperlinkAuditingEnabled, S::AllowGeolocationOnInsecureOrigins, S::AllowRunningInsecureContent})
+        settings->setAttribute(attribute, false);
+    settings->setAttribute(S::WebRTCPublicInterfacesOnly, true);
+    settings->setAttribute(S::PlaybackRequiresUserGesture, true);
+}
+
+QWebEngineProfile *makeProfile()
+{
+    // No storage name: an off-the-record profile, nothing written to disk.
+    auto *profile = new QWebEngineProfile(QCoreApplication::instance());
+    profile->setHttpCacheType(QWebEngineProfile::MemoryHttpCache);
+    profile->setPersistentCookiesPolicy(QWebEngineProfile::NoPersistentCookies);
+    profile->setSpellCheckEnabled(false);
+    closeOffTheDesktop(profile->settings());
+    QObject::connect(profile, &QWebEngineProfile::downloadRequested, profile,
+                     [](QWebEngineDownloadRequest *download) { download->cancel(); });
+    auto *handler = new RefusingSchemeHandler(profile);
+    for (const QByteArray &name : registeredSchemes())
+        profile->installUrlSchemeHandler(name, handler);
+    return profile;
+}
+
+}  // namespace
+
+void WebProfile::registerSchemes(const QList<QByteArray> &names)
+{
+    if (QCoreApplication::instance())
+        return;
+    qputenv(kEngineFlagsVariable, sharedRendererSwitches(qgetenv(kEngineFlagsVariable)));
+    for (const QByteArray &name : names) {
+        if (isSchemeRegistered(name))
+            continue;
+        QWebEngineUrlScheme scheme(name);
+        // Path syntax keeps the URL exactly as the page wrote it.
+        scheme.setSyntax(QWebEngineUrlScheme::Syntax::Path);
+        QWebEngineUrlScheme::registerScheme(scheme);
+        registeredSchemes().append(name);
+    }
+}
+
+QByteArray WebProfile::sharedRendererSwitches(const QByteArray &engineFlags)
+{
+    for (const QByteArray &flag : engineFlags.split(' ')) {
+        for (const char *model : kProcessModelSwitches) {
+            if (flag == model || flag.startsWith(QByteArray(model) + '='))
+                return engineFlags;
+        }
+    }
+    return (engineFlags + " --renderer-process-limit=1").trimmed();
+}
+
+bool WebProfile::isSchemeRegistered(const QByteArray &name)
+{
+    return registeredSchemes().contains(name);
+}
+
+QWebEngineProfile *WebProfile::shared()
+{
+    static QWebEngineProfile *const profile = makeProfile();
+    return profile;
+}
+
+}  // namespace Velmora::Platform
