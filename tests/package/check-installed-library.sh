@@ -2,9 +2,9 @@
 # Installs the ad library into a scratch prefix and uses it as a publisher
 # would: its headers must stand on their own, and examples/banner-demo, built
 # with nothing but find_package, must show an ad from the house server.
-#   check-installed-library.sh <build dir> <source dir> <velmora-adserver>
+#   check-installed-library.sh <build dir> <source dir> <velmora-adserver> <version>
 set -euo pipefail
-build=$1 source=$2 adserver=$3
+build=$1 source=$2 adserver=$3 version=$4
 scratch=$(mktemp -d)
 server_pid=
 cleanup() {
@@ -37,6 +37,7 @@ launcher=()
 command -v ccache > /dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 cmake -S "$source/examples/banner-demo" -B "$scratch/demo" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" "${launcher[@]}" > "$scratch/configure.log" \
     || { cat "$scratch/configure.log"; fail "the example does not configure against the package"; }
+grep -q "Using the Velmora ad library $version\$" "$scratch/configure.log" || fail "the package does not say it is version $version"
 cmake --build "$scratch/demo" -j2 || fail "the example does not build against the package"
 
 "$adserver" --port 0 > "$scratch/server.out" 2>&1 &
