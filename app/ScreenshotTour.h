@@ -17,9 +17,6 @@ class ScreenshotTour : public QObject
 public:
     ScreenshotTour(Window *window, VelmoraViewController *menu, QString directory);
 
-    // The DIR of "--screenshot DIR" or "--screenshot=DIR"; empty when absent.
-    static QString directoryOption(const QStringList &arguments);
-
     // Runs the tour on the next turn of the event loop.
     void start();
 
