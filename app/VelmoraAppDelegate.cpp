@@ -49,7 +49,9 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
 void VelmoraAppDelegate::addQuitShortcut()
 {
     auto *quit = new QAction(QObject::tr("Quit"), window_.get());
-    quit->setShortcut(QKeySequence::Quit);
+    // Ctrl+Q where the platform names no quit key (Windows, the headless platform).
+    const QList<QKeySequence> keys = QKeySequence::keyBindings(QKeySequence::Quit);
+    quit->setShortcuts(keys.isEmpty() ? QList<QKeySequence>{QKeySequence(Qt::CTRL | Qt::Key_Q)} : keys);
     QObject::connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
     window_->addAction(quit);
 }
