@@ -44,7 +44,11 @@ bool ServerOptions::isWellFormedUnit(const QString &unit)
 
 QString ServerOptions::defaultWwwDir()
 {
-    return QCoreApplication::applicationDirPath() + QStringLiteral("/www");
+    // Beside the program in the build tree; under share/ once installed.
+    const QDir programDir(QCoreApplication::applicationDirPath());
+    if (programDir.exists(QStringLiteral("www")))
+        return programDir.filePath(QStringLiteral("www"));
+    return QDir::cleanPath(programDir.filePath(QStringLiteral(VELMORA_ADSERVER_INSTALLED_WWW)));
 }
 
 QString ServerOptions::defaultLogFile()
@@ -78,7 +82,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto unitsOption = option("units", QStringLiteral("Comma-separated ad units to serve."), "UNITS", gameAdUnit);
     const auto refreshOption = option("refresh", QStringLiteral("Banner refresh period in seconds, 1 to 86400; 0 sends none."), "SECONDS", QStringLiteral("30"));
     const auto fillOption = option("fill-rate", QStringLiteral("Share of ad requests that get an ad, 0 to 1."), "RATE", QStringLiteral("1"));
-    const auto wwwOption = option("www", QStringLiteral("Site directory (core script, creatives, pages). Default: www/ beside the program."), "DIR");
+    const auto wwwOption = option("www", QStringLiteral("Site directory (core script, creatives, pages). Default: www/ beside the program, else the installed one."), "DIR");
     const auto logOption = option("log", QStringLiteral("Request log file (JSON lines); SIGHUP reopens it."), "FILE", defaultLogFile());
     const auto databaseOption = option("db", QStringLiteral("Count database (SQLite). Default: beside the log, named after it (requests.sqlite)."), "FILE");
     const auto recentOption = option("recent", QStringLiteral("Ad requests kept for /stats."), "N", QStringLiteral("100"));

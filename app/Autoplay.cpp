@@ -27,19 +27,6 @@ constexpr int kMenuEveryRounds = 4;
 constexpr double kSafePickupDistance = 90;
 const QRectF kField(0, 0, 320, 480);
 
-// The value of "--name V" or "--name=V"; null when absent.
-QString optionValue(const QStringList &arguments, const QString &name)
-{
-    const QString prefix = name + u'=';
-    for (int i = 1; i < arguments.size(); ++i) {
-        if (arguments[i] == name && i + 1 < arguments.size())
-            return arguments[i + 1];
-        if (arguments[i].startsWith(prefix))
-            return arguments[i].mid(prefix.size());
-    }
-    return {};
-}
-
 }  // namespace
 
 Autoplay::Autoplay(Window *window, ViewController *root, int rounds, double roundLimitSeconds)
@@ -53,22 +40,6 @@ Autoplay::Autoplay(Window *window, ViewController *root, int rounds, double roun
 }
 
 Autoplay::~Autoplay() = default;
-
-std::optional<int> Autoplay::roundsOption(const QStringList &arguments)
-{
-    bool ok = false;
-    const int rounds = optionValue(arguments, QStringLiteral("--autoplay")).toInt(&ok);
-    if (!ok || rounds < 0)
-        return std::nullopt;
-    return rounds;
-}
-
-double Autoplay::roundLimitOption(const QStringList &arguments)
-{
-    bool ok = false;
-    const double seconds = optionValue(arguments, QStringLiteral("--round-limit")).toDouble(&ok);
-    return ok && seconds >= 0 ? seconds : kDefaultRoundLimitSeconds;
-}
 
 void Autoplay::start()
 {

@@ -27,15 +27,8 @@ class Autoplay : public QObject
 {
     Q_OBJECT
 public:
-    static constexpr double kDefaultRoundLimitSeconds = 60;
-
     Autoplay(Velmora::Platform::Window *window, Velmora::Platform::ViewController *root, int rounds, double roundLimitSeconds);
     ~Autoplay() override;
-
-    // The N of "--autoplay N" / "--autoplay=N"; empty when absent or not a count.
-    static std::optional<int> roundsOption(const QStringList &arguments);
-    // The seconds of "--round-limit S" / "--round-limit=S", else the default.
-    static double roundLimitOption(const QStringList &arguments);
 
     void start();
     int roundsPlayed() const { return roundsPlayed_; }

@@ -85,17 +85,6 @@ ScreenshotTour::ScreenshotTour(Window *window, VelmoraViewController *menu, QStr
 {
 }
 
-QString ScreenshotTour::directoryOption(const QStringList &arguments)
-{
-    for (int i = 1; i < arguments.size(); ++i) {
-        if (arguments[i] == QLatin1String("--screenshot") && i + 1 < arguments.size())
-            return arguments[i + 1];
-        if (arguments[i].startsWith(QLatin1String("--screenshot=")))
-            return arguments[i].section(u'=', 1);
-    }
-    return {};
-}
-
 void ScreenshotTour::start()
 {
     QTimer::singleShot(0, this, &ScreenshotTour::run);

@@ -19,9 +19,6 @@ class ScreenshotTour : public QObject
 public:
     ScreenshotTour(Velmora::Platform::Window *window, VelmoraViewController *menu, QString directory);
 
-    // The DIR of "--screenshot DIR" or "--screenshot=DIR"; empty when absent.
-    static QString directoryOption(const QStringList &arguments);
-
     // Runs the tour on the next turn of the event loop.
     void start();
 

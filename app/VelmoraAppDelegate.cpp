@@ -7,12 +7,13 @@
 #include "Window.h"
 #include "ui_MainWindow.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QFile>
 
 using namespace Velmora::Platform;
 
-VelmoraAppDelegate::VelmoraAppDelegate()
+VelmoraAppDelegate::VelmoraAppDelegate(GameOptions options) : options_(std::move(options))
 {
     loadMainInterface();
 }
@@ -29,6 +30,7 @@ void VelmoraAppDelegate::loadMainInterface()
 
     window_ = std::make_unique<Window>();
     Ui::MainWindow().setupUi(window_.get());
+    addQuitShortcut();
     viewController_ = std::make_unique<VelmoraViewController>();
 }
 
@@ -37,22 +39,31 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
     window_->addSubview(viewController_->view());
     window_->makeKeyAndVisible();
 
-    const QString screenshotDirectory = ScreenshotTour::directoryOption(QCoreApplication::arguments());
-    if (!screenshotDirectory.isEmpty()) {
-        screenshotTour_ = std::make_unique<ScreenshotTour>(window_.get(), viewController_.get(), screenshotDirectory);
+    if (!options_.screenshotDirectory().isEmpty()) {
+        screenshotTour_ = std::make_unique<ScreenshotTour>(window_.get(), viewController_.get(),
+                                                           options_.screenshotDirectory());
         screenshotTour_->start();
     }
-    startAutoplay(QCoreApplication::arguments());
+    startAutoplay();
     return true;
 }
 
-void VelmoraAppDelegate::startAutoplay(const QStringList &arguments)
+void VelmoraAppDelegate::addQuitShortcut()
 {
-    const std::optional<int> rounds = Autoplay::roundsOption(arguments);
+    auto *quit = new QAction(QObject::tr("Quit"), window_.get());
+    // Ctrl+Q where the platform names no quit key (Windows, the headless platform).
+    const QList<QKeySequence> keys = QKeySequence::keyBindings(QKeySequence::Quit);
+    quit->setShortcuts(keys.isEmpty() ? QList<QKeySequence>{QKeySequence(Qt::CTRL | Qt::Key_Q)} : keys);
+    QObject::connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit);
+    window_->addAction(quit);
+}
+
+void VelmoraAppDelegate::startAutoplay()
+{
+    const std::optional<int> rounds = options_.autoplayRounds();
     if (!rounds)
         return;
-    autoplay_ = std::make_unique<Autoplay>(window_.get(), viewController_.get(), *rounds,
-                                           Autoplay::roundLimitOption(arguments));
+    autoplay_ = std::make_unique<Autoplay>(window_.get(), viewController_.get(), *rounds, options_.roundLimitSeconds());
     QObject::connect(autoplay_.get(), &Autoplay::finished, qApp, [] { QCoreApplication::exit(0); });
     autoplay_->start();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "ApplicationDelegate.h"
+#include "GameOptions.h"
 
-#include <QStringList>
 #include <memory>
 
 class Autoplay;
@@ -12,12 +12,13 @@ namespace Velmora::Platform {
 class Window;
 }
 
-// Puts the menu on the screen at launch. The window and the menu come from
-// the main interface file, read when the delegate is made.
+// Puts the menu on the screen at launch, and starts the screenshot tour or
+// the autoplay bot when the command line asks for one. The window and the
+// menu come from the main interface file, read when the delegate is made.
 class VelmoraAppDelegate : public Velmora::Platform::ApplicationDelegate
 {
 public:
-    VelmoraAppDelegate();
+    explicit VelmoraAppDelegate(GameOptions options = {});
     ~VelmoraAppDelegate() override;
 
     Velmora::Platform::Window *window() const { return window_.get(); }
@@ -28,8 +29,10 @@ public:
 
 private:
     void loadMainInterface();
-    void startAutoplay(const QStringList &arguments);
+    void addQuitShortcut();
+    void startAutoplay();
 
+    GameOptions options_;
     // Declared in this order so the menu goes before the window.
     std::unique_ptr<Velmora::Platform::Window> window_;
     std::unique_ptr<VelmoraViewController> viewController_;
