@@ -139,8 +139,10 @@ public:
 
     BridgeRecorder()
     {
-        for (const QByteArray scheme : {"tsmsg", "mailto"})
-            profile()->installUrlSchemeHandler(scheme, new RefusingSchemeHandler(profile()));
+        for (const QByteArray scheme : {"tsmsg", "mailto"}) {
+            if (!profile()->urlSchemeHandler(scheme))
+                profile()->installUrlSchemeHandler(scheme, new RefusingSchemeHandler(profile()));
+        }
         // Hidden pages get their timers throttled to once a second; a tap's messages leave 40 ms apart.
         connect(this, &QWebEnginePage::loadStarted, this, [this] { setVisible(true); });
     }
@@ -192,34 +194,33 @@ protected:
 
 }  // namespace
 
-// Web pages share one server and one page: a page costs far more than a check.
+// Web pages share one server; each check gets a fresh page, so nothing a page
+// still sends can reach the next check.
 class TestAdServer : public QObject
 {
     Q_OBJECT
 
     AdServerHarness harness;
-    BridgeRecorder page;
+    std::unique_ptr<BridgeRecorder> page;
     QByteArray script;
 
     bool build(const QByteArray &json)  // the page the library builds around the core script
     {
-        page.setHtml(QString::fromUtf8("<html><head><script>" + script + "</script><script>TISKOS_buildAdURL(" + json
+        page->setHtml(QString::fromUtf8("<html><head><script>" + script + "</script><script>TISKOS_buildAdURL(" + json
                                        + ");</script></head><body></body></html>"),
                      QUrl(QString::fromLatin1(harness.base())));
-        return waitUntil([&] { return !page.messages().isEmpty(); });
+        return waitUntil([&] { return !page->messages().isEmpty(); });
     }
 
-    bool show(const QByteArray &path) { return page.open(QUrl::fromEncoded(harness.base() + path)); }
+    bool show(const QByteArray &path) { return page->open(QUrl::fromEncoded(harness.base() + path)); }
 
 private slots:
     void initTestCase() { script = harness.get(coreScript).body; }
     void init()
     {
         // The last check's page may still be sending bridge messages, and one arriving while the next page
-        // loads spoils that load: replace it with a blank one first.
-        for (int attempt = 0; attempt < 3 && !page.open(QUrl(QStringLiteral("about:blank"))); ++attempt) {
-        }
-        page.intercepted.clear();
+        // loads spoils that load: every check gets a page of its own.
+        page = std::make_unique<BridgeRecorder>();
     }
 
     // One GET to a server started with `arguments` ("->": then follow the Location); the pattern goes
@@ -430,12 +431,12 @@ private slots:
             {"ad_frame", QJsonObject{{"x", 0}, {"y", 430}, {"w", 320}, {"h", 50}}},
         };
         QVERIFY(build(QJsonDocument(params).toJson()));
-        QCOMPARE(page.messages().size(), 1);
-        const BridgeRecorder::Message answer = page.messages().first();
+        QCOMPARE(page->messages().size(), 1);
+        const BridgeRecorder::Message answer = page->messages().first();
         QCOMPARE(answer.name, QStringLiteral("loadAdURL"));
         QCOMPARE(answer.value("type"), QStringLiteral("html"));
         // The app's query reader splits at "&", ";" and "=": the ad URL must survive it whole.
-        const QString rawQuery = page.intercepted.first().query(QUrl::FullyEncoded);
+        const QString rawQuery = page->intercepted.first().query(QUrl::FullyEncoded);
         QCOMPARE(rawQuery.count('&') + rawQuery.count(';'), 1);
         QCOMPARE(rawQuery.count('='), 2);
         const QUrl adUrl(answer.value("url"));
@@ -461,10 +462,10 @@ private slots:
             {"{\"slotname\": 12345}", "invalidRequest"}, {"[\"a1f3c29b07d5e64\"]", "invalidRequest"},
             {"{\"slotname\": \"a0000000000000f\"}", "unableToServe"}};
         for (const auto &[json, expected] : cases) {
-            page.intercepted.clear();
+            page->intercepted.clear();
             QVERIFY2(build(json), json);
-            QVERIFY2(page.messages().size() == 1 && page.messages().first().name == expected, json);
-            QVERIFY2(!page.messages().first().value("reason").isEmpty(), json);
+            QVERIFY2(page->messages().size() == 1 && page->messages().first().name == expected, json);
+            QVERIFY2(!page->messages().first().value("reason").isEmpty(), json);
         }
     }
 
@@ -485,10 +486,10 @@ private slots:
         QFETCH(QString, opens);
         const QString action = opens.section(' ', 0, 0), target = opens.section(' ', 1);
         QVERIFY2(show("/page/" + creative.toLatin1() + "?unit=" + gameUnit + "&rid=9"), "a bridge message spoilt the load");
-        QVERIFY(page.intercepted.isEmpty());
-        page.run(QStringLiteral("document.getElementById('ad').click()"));
-        QVERIFY(waitUntil([&] { return page.intercepted.size() == 5; }));
-        const QList<BridgeRecorder::Message> tap = page.messages();
+        QVERIFY(page->intercepted.isEmpty());
+        page->run(QStringLiteral("document.getElementById('ad').click()"));
+        QVERIFY(waitUntil([&] { return page->intercepted.size() == 5; }));
+        const QList<BridgeRecorder::Message> tap = page->messages();
         QStringList sent;
         for (const auto &message : tap)
             sent << message.name;
@@ -506,9 +507,9 @@ private slots:
         QCOMPARE(tap[3].value("a"), action);
         if (target.isEmpty()) {
             QVERIFY(tap[3].value("u").isEmpty());  // the inline page closes itself
-            QVERIFY(page.open(QUrl(), tap[3].value("html")));
-            page.run(QStringLiteral("document.querySelector('button').click()"));
-            QVERIFY(waitUntil([&] { return page.messages("close").size() == 1; }));
+            QVERIFY(page->open(QUrl(), tap[3].value("html")));
+            page->run(QStringLiteral("document.querySelector('button').click()"));
+            QVERIFY(waitUntil([&] { return page->messages("close").size() == 1; }));
             return;
         }
         const auto click = harness.get(tap[3].value("u").toUtf8());
@@ -520,13 +521,13 @@ private slots:
     void webAppPagesAnswerShowHideAndClose()
     {
         QVERIFY(show("/webapp/index.html"));
-        page.run(QStringLiteral("TISKOS_ReceiveMessage('onshow', {version: 'tiskos-sdk-i-v4.0.2'})"));
-        QVERIFY(page.run(QStringLiteral("document.getElementById('status').textContent")).toString().contains("v4.0.2"));
-        page.run(QStringLiteral("TISKOS_ReceiveMessage('onhide')"));
-        QVERIFY(waitUntil([&] { return page.messages("log").size() == 1; }));
-        QCOMPARE(page.run(QStringLiteral("document.getElementById('status').textContent")).toString(), QStringLiteral("Paused"));
-        page.run(QStringLiteral("document.getElementById('close').click()"));
-        QVERIFY(waitUntil([&] { return page.messages("close").size() == 1; }));
+        page->run(QStringLiteral("TISKOS_ReceiveMessage('onshow', {version: 'tiskos-sdk-i-v4.0.2'})"));
+        QVERIFY(page->run(QStringLiteral("document.getElementById('status').textContent")).toString().contains("v4.0.2"));
+        page->run(QStringLiteral("TISKOS_ReceiveMessage('onhide')"));
+        QVERIFY(waitUntil([&] { return page->messages("log").size() == 1; }));
+        QCOMPARE(page->run(QStringLiteral("document.getElementById('status').textContent")).toString(), QStringLiteral("Paused"));
+        page->run(QStringLiteral("document.getElementById('close').click()"));
+        QVERIFY(waitUntil([&] { return page->messages("close").size() == 1; }));
     }
 
     // Last, as the page never stops. The engine lets 200 navigations through per
@@ -534,7 +535,7 @@ private slots:
     void floodCreativeKeepsSending()
     {
         show("/page/flood");  // its first load fails: it sends while loading
-        QVERIFY(waitUntil([&] { return page.messages("log").size() >= 300; }));
+        QVERIFY(waitUntil([&] { return page->messages("log").size() >= 300; }));
     }
 };
 
