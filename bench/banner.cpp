@@ -3,13 +3,16 @@
 //          against a bare QWebEngineView loading the same ad page URL;
 //   memory PSS of this process and all its web engine processes with 1, 10
 //          and 50 banners on stacked screens;
+//   cpu    the CPU share of this process and its web engine processes over
+//          one reload period with 200 banners (a hundred rounds' worth) on
+//          covered screens, reloading on the game's 30 s period;
 //   tick   the longest gap of a 50 ms timer (the play screen's clock) while a
 //          banner loads and reloads every second.
 //   stall  (--stall, alone) how long banners stall that share a renderer with
 //          a creative that spins forever; BANNER_FLAGS=--renderer-process-limit=1
 //          makes them share one (--process-per-site does not, for pages
 //          loaded from strings).
-// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory] [--stall]   (the server runs with --refresh 1)
+// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory,cpu] [--stall]   (the server runs with --refresh 1)
 #include "Application.h"
 #include "Network/TSKCachedFile.h"
 #include "Object/TSKObjectPrivate.h"
@@ -33,6 +36,7 @@
 #include <QWebEngineView>
 #include <algorithm>
 #include <cstdio>
+#include <unistd.h>
 #include <vector>
 
 using namespace Velmora::Platform;
@@ -75,6 +79,18 @@ double pssOfProcess(const QString &pid)
     return 0;
 }
 
+// User and system clock ticks of a process, all its threads included.
+qint64 cpuTicksOfProcess(const QString &pid)
+{
+    QFile stat("/proc/" + pid + "/stat");
+    if (!stat.open(QIODevice::ReadOnly))
+        return 0;
+    // The command name may hold spaces; the fields after it do not.
+    const QByteArray line = stat.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    return fields.value(11).toLongLong() + fields.value(12).toLongLong();
+}
+
 QStringList childrenOf(const QString &pid)
 {
     QStringList children;
@@ -108,6 +124,19 @@ ProcessTreeMemory memoryOfProcessTree()
         pending += childrenOf(pid);
     }
     return memory;
+}
+
+qint64 cpuTicksOfProcessTree()
+{
+    const QString self = QString::number(QCoreApplication::applicationPid());
+    qint64 ticks = cpuTicksOfProcess(self);
+    QStringList pending = childrenOf(self);
+    while (!pending.isEmpty()) {
+        const QString pid = pending.takeFirst();
+        ticks += cpuTicksOfProcess(pid);
+        pending += childrenOf(pid);
+    }
+    return ticks;
 }
 
 struct Screen
@@ -183,6 +212,34 @@ void measureMemory()
                     target, now.total(), (now.total() - before.total()) / target, before.total(), now.browser,
                     now.processes, now.others);
     }
+}
+
+void measureCpu()
+{
+    constexpr int kBanners = 200;
+    std::vector<std::unique_ptr<Screen>> screens;
+    int arrivals = 0;
+    while (int(screens.size()) < kBanners) {
+        screens.push_back(std::make_unique<Screen>());
+        screens.back()->load();
+        TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(screens.back()->banner)
+            ->scheduleReloadTimer(kGameReloadSeconds);
+    }
+    for (const auto &screen : screens)
+        arrivals -= screen->arrivals.received;
+    const qint64 before = cpuTicksOfProcessTree();
+    QElapsedTimer clock;
+    clock.start();
+    // A real wait: spinUntil's polling would be most of what is measured.
+    QEventLoop wait;
+    QTimer::singleShot(int(kGameReloadSeconds * 1000), &wait, &QEventLoop::quit);
+    wait.exec();
+    const double seconds = clock.nsecsElapsed() / 1e9;
+    const double cpuSeconds = double(cpuTicksOfProcessTree() - before) / double(sysconf(_SC_CLK_TCK));
+    for (const auto &screen : screens)
+        arrivals += screen->arrivals.received;
+    std::printf("CPU with %d covered banners over %.0f s: %.1f%% of one core, %d reloads (%.1f ms of CPU each)\n",
+                kBanners, seconds, 100 * cpuSeconds / seconds, arrivals, arrivals ? 1000 * cpuSeconds / arrivals : 0.0);
 }
 
 void measureTicks()
@@ -332,6 +389,8 @@ int main(int argc, char **argv)
         measureTicks();
     if (phases.contains("memory"))
         measureMemory();
+    if (phases.contains("cpu"))
+        measureCpu();
     // Web views let go of inside their own callbacks are deleted later: now.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;

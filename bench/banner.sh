@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # What a banner costs against the bare web engine (see bench/banner.cpp).
-# BANNER_FLAGS passes web engine switches, e.g. "--process-per-site".
+# BANNER_FLAGS passes web engine switches, e.g. "--process-per-site"; REFRESH
+# is the server's reload period (1 s; the cpu phase wants the game's 30).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
@@ -12,7 +13,7 @@ export QTWEBENGINE_CHROMIUM_FLAGS="$QTWEBENGINE_CHROMIUM_FLAGS ${BANNER_FLAGS:-}
 
 work=$(mktemp -d)
 trap 'kill $server 2>/dev/null; rm -rf "$work"' EXIT
-"$build_dir/adserver/velmora-adserver" --port 0 --refresh 1 --log "$work/requests.jsonl" >"$work/server.out" 2>&1 &
+"$build_dir/adserver/velmora-adserver" --port 0 --refresh "${REFRESH:-1}" --log "$work/requests.jsonl" >"$work/server.out" 2>&1 &
 server=$!
 for _ in $(seq 100); do grep -q listening "$work/server.out" && break; sleep 0.1; done
 host=$(grep -o '127\.0\.0\.1:[0-9]*' "$work/server.out" | head -1)
