@@ -90,11 +90,14 @@ void Touch::onTimer()
         spawnBall();
     }
     // Presenting the game-over screen must not add or remove balls: the loop
-    // walks the list in place.
+    // walks the list in place. Frames are read once a tick: every covered
+    // round runs this loop too, over balls that only ever grow in number.
+    const QRectF player = ViewGeometry::frame(one);
     for (Ball *ball : std::as_const(images)) {
-        if (touchesPlayer(ball))
+        const QRectF frame = ViewGeometry::frame(ball);
+        if (Geometry::rectIntersectsRect(player, frame))
             presentGameOver();
-        moveBall(ball);
+        moveBall(ball, frame);
     }
 }
 
@@ -203,11 +206,12 @@ void Touch::spawnBall()
 }
 
 // Bounces test the centre, strictly, so a ball exactly on an edge goes on.
-void Touch::moveBall(Ball *ball)
+void Touch::moveBall(Ball *ball, QRectF frame)
 {
     QPointF v = ball->pos();
-    ViewGeometry::setCenter(ball, ViewGeometry::center(ball) + v);
-    const QPointF c = ViewGeometry::center(ball);
+    frame.moveCenter(frame.center() + v);
+    ViewGeometry::setFrame(ball, frame);
+    const QPointF c = frame.center();
     if (c.x() > kField.width() || c.x() < 0)
         v.setX(-v.x());
     if (c.y() > kField.height() || c.y() < 0)

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QPointF>
+#include <QRectF>
 
 class Ball;
 class QLabel;
@@ -52,7 +53,8 @@ public slots:
 private:
     void addBall(QPointF centre, QPointF velocity);
     void spawnBall();
-    void moveBall(Ball *ball);
+    // `frame` is the ball's current one.
+    void moveBall(Ball *ball, QRectF frame);
     void presentGameOver();
     void parkPickups();
     void schedulePickupTimers();
