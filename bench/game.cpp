@@ -1,10 +1,11 @@
 // The game as a player meets it, measured from inside. Two modes:
 //
-//   game --startup [--bare]
+//   game --startup [--bare | --banner]
 //     Starts the real game (or, with --bare, a plain widget window of the
 //     same size) and prints the wall-clock time in microseconds since the
-//     epoch at which the first screen has been painted, then quits. The
-//     caller subtracts its own start time: bench/game.sh.
+//     epoch at which the first screen has been painted (with --banner: at
+//     which the menu's banner shows its ad), then quits. The caller
+//     subtracts its own start time: bench/game.sh.
 //
 //   game --jitter 0,10,50,100 [--seconds 60]
 //     Stacks that many autoplayed rounds under a running round and reports
@@ -20,8 +21,10 @@
 #include "Over.h"
 #include "Timer.h"
 #include "Touch.h"
+#include <VelmoraAds/TSKBannerView.h>
 #include "VelmoraAppDelegate.h"
 #include "VelmoraViewController.h"
+#include "WebView.h"
 #include "Window.h"
 
 #include <QApplication>
@@ -32,6 +35,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <functional>
 
 using namespace Velmora::Platform;
 
@@ -39,14 +43,16 @@ namespace {
 
 constexpr double kStackingRoundLimitSeconds = 0.1;
 
-// Prints the time of the first paint of any widget and quits.
-class FirstPaint : public QObject
+// Prints the time of the first event that `seen` picks and quits.
+class FirstSight : public QObject
 {
 public:
+    explicit FirstSight(std::function<bool(QObject *, QEvent *)> seen) : seen_(std::move(seen)) {}
+
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint && !seen_ && watched->isWidgetType()) {
-            seen_ = true;
+        if (!done_ && seen_(watched, event)) {
+            done_ = true;
             QTimer::singleShot(0, qApp, [] {
                 const auto now = std::chrono::system_clock::now().time_since_epoch();
                 std::fprintf(stderr, "%lld\n",
@@ -58,14 +64,33 @@ public:
     }
 
 private:
-    bool seen_ = false;
+    std::function<bool(QObject *, QEvent *)> seen_;
+    bool done_ = false;
 };
 
-int startup(int argc, char **argv, bool bare)
+bool isFirstPaint(QObject *watched, QEvent *event)
+{
+    return event->type() == QEvent::Paint && watched->isWidgetType();
+}
+
+// A banner's web view is shown once its ad has rendered.
+bool isBannerShown(QObject *watched, QEvent *event)
+{
+    auto *view = qobject_cast<WebView *>(watched);
+    return event->type() == QEvent::Show && view && view->isVisible();
+}
+
+// As the game's main does: without them the banners never load.
+void registerAdSchemes()
+{
+    TSKBannerView::registerSchemes({QStringLiteral("velmora-arcade")});
+}
+
+int startup(int argc, char **argv, bool bare, bool banner)
 {
     if (bare) {
         QApplication app(argc, argv);
-        FirstPaint firstPaint;
+        FirstSight firstPaint(isFirstPaint);
         app.installEventFilter(&firstPaint);
         QWidget window;
         window.setFixedSize(Window::kWidth, Window::kHeight);
@@ -74,9 +99,10 @@ int startup(int argc, char **argv, bool bare)
     }
     QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("velmora.example"));
-    static FirstPaint firstPaint;
+    registerAdSchemes();
+    static FirstSight firstSight(banner ? isBannerShown : isFirstPaint);
     return Application::main(argc, argv, [] {
-        qApp->installEventFilter(&firstPaint);
+        qApp->installEventFilter(&firstSight);
         return std::make_unique<VelmoraAppDelegate>();
     });
 }
@@ -157,6 +183,8 @@ void reportPeriods(int stacked, const std::vector<std::chrono::steady_clock::tim
 
 int jitter(int argc, char **argv, const QList<int> &stackHeights, int seconds)
 {
+    registerAdSchemes();
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
     VelmoraAppDelegate delegate;
     delegate.applicationDidFinishLaunchingWithOptions(Application::shared(), {});
@@ -188,7 +216,8 @@ int main(int argc, char **argv)
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
     if (arguments.contains(QStringLiteral("--startup")))
-        return startup(argc, argv, arguments.contains(QStringLiteral("--bare")));
+        return startup(argc, argv, arguments.contains(QStringLiteral("--bare")),
+                       arguments.contains(QStringLiteral("--banner")));
 
     QCommandLineParser parser;
     parser.addOption({QStringLiteral("jitter"), QStringLiteral("Stack heights to measure."), QStringLiteral("LIST")});

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # The game as a player meets it (bench/game.cpp does the in-process parts):
-#  1. cold start to the menu painted, median of RUNS (10), against a bare Qt
-#     widget window of the same size;
+#  1. cold start to the menu painted and to its banner shown, median of RUNS
+#     (10), against a bare Qt widget window of the same size;
 #  2. the top round's tick period with 0, 10, 50 and 100 rounds stacked
 #     under it (JITTER_SECONDS, 60, per height);
 #  3. `velmora --autoplay` with rounds of ROUND_LIMIT (3) seconds: after 10,
 #     50 and 100 rounds, the PSS of the game and every process it started
 #     (web engine processes included), their CPU share over the next
 #     WINDOW (10) seconds, and the requests per second reaching the house ad
-#     server (started here on its default port with a throw-away log when
-#     nothing listens there).
+#     server.
+# The game talks to a house ad server of its own, started here on a free port
+# with a throw-away log (its 30 s refresh), whatever else runs on the machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
@@ -22,8 +23,18 @@ window=${WINDOW:-10}
 cmake --build "$build_dir" --target game velmora velmora-adserver -j"${VELMORA_JOBS:-2}" >/dev/null
 source scripts/headless-env
 work=$(mktemp -d)
+# A home of its own: the player's settings and caches stay out of it, and it out of them.
+export HOME=$work XDG_CACHE_HOME=$work/cache XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
 pids=()
 trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done; rm -rf "$work"' EXIT
+
+server_log=$work/requests.jsonl
+"$build_dir/adserver/velmora-adserver" --port 0 --log "$server_log" >"$work/server.out" 2>&1 &
+pids+=($!)
+for _ in $(seq 100); do grep -q listening "$work/server.out" && break; sleep 0.1; done
+host=$(grep -o '127\.0\.0\.1:[0-9]*' "$work/server.out" | head -1)
+export VELMORA_STATIC_HOST=$host VELMORA_AD_HOST=$host
+requests() { wc -l <"$server_log"; }
 
 median() { sort -n | awk '{v[NR]=$1} END {print (NR % 2) ? v[(NR+1)/2] : (v[NR/2] + v[NR/2+1]) / 2}'; }
 
@@ -34,11 +45,11 @@ startup_ms() {
     echo "scale=1; ($stamp - $start) / 1000" | bc
 }
 
-echo "== load average $(cut -d' ' -f1 /proc/loadavg) on $(nproc) cores"
-echo "== cold start to the first screen painted, median of $runs"
-for kind in game bare; do
-    flag=; [ "$kind" = bare ] && flag=--bare
-    for _ in $(seq "$runs"); do startup_ms $flag; done | median | xargs printf "%-5s %s ms\n" "$kind"
+echo "== load average $(cut -d' ' -f1 /proc/loadavg) on $(nproc) cores, house ad server on $host"
+echo "== cold start to the first screen painted (banner: to the menu's banner shown), median of $runs"
+for kind in game banner bare; do
+    flag=; [ "$kind" != game ] && flag=--$kind
+    for _ in $(seq "$runs"); do startup_ms $flag; done | median | xargs printf "%-6s %s ms\n" "$kind"
 done
 
 echo "== tick period of the top round, ${jitter_seconds} s per stack height"
@@ -53,14 +64,6 @@ tree() {
 pss_kb() { for p in $(tree "$1"); do awk '/^Pss:/ {print $2}' /proc/"$p"/smaps_rollup 2>/dev/null; done | awk '{s+=$1} END {print s+0}'; }
 cpu_ticks() { for p in $(tree "$1"); do cut -d' ' -f14,15 /proc/"$p"/stat 2>/dev/null; done | awk '{s+=$1+$2} END {print s+0}'; }
 
-server_log=
-if ! (exec 3<>/dev/tcp/127.0.0.1/8470) 2>/dev/null; then
-    server_log=$work/requests.jsonl
-    "$build_dir/adserver/velmora-adserver" --port 8470 --log "$server_log" >/dev/null 2>&1 &
-    pids+=($!)
-    sleep 1
-fi
-requests() { if [ -n "$server_log" ]; then wc -l <"$server_log"; else echo 0; fi; }
 
 echo "== autoplay, rounds of at most ${round_limit} s; CPU over the ${window} s after the round"
 # Rounds enough to outlast the last measuring window.
@@ -68,14 +71,20 @@ echo "== autoplay, rounds of at most ${round_limit} s; CPU over the ${window} s 
 game=$!
 pids+=($game)
 hz=$(getconf CLK_TCK)
+last_pss=0 last_n=0
 for n in 10 50 100; do
-    until grep -q "^round $n:" "$work/out"; do sleep 0.2; done
+    until grep -q "^round $n:" "$work/out"; do
+        kill -0 "$game" 2>/dev/null || { echo "the game ended before round $n" >&2; exit 1; }
+        sleep 0.2
+    done
     pss=$(pss_kb "$game")
     ticks=$(cpu_ticks "$game")
     reqs=$(requests)
     sleep "$window"
     cpu=$(echo "scale=1; ($(cpu_ticks "$game") - $ticks) * 100 / $hz / $window" | bc)
     rate=$(echo "scale=1; ($(requests) - $reqs) / $window" | bc)
-    printf "after %3d rounds: PSS %6.1f MB, CPU %5s%% of one core, %s requests/s to the ad server\n" \
-        "$n" "$(echo "scale=1; $pss / 1024" | bc)" "$cpu" "$rate"
+    per_round=$(echo "scale=2; ($pss - $last_pss) / 1024 / ($n - $last_n)" | bc)
+    printf "after %3d rounds: PSS %6.1f MB (%s MB a round since round %d), CPU %5s%% of one core, %s requests/s to the ad server\n" \
+        "$n" "$(echo "scale=1; $pss / 1024" | bc)" "$per_round" "$last_n" "$cpu" "$rate"
+    last_pss=$pss last_n=$n
 done
