@@ -5,6 +5,9 @@
 #include <QHash>
 #include <QImage>
 #include <QLabel>
+#include <QTextDocument>
+#include <QUrl>
+#include <utility>
 
 namespace {
 
@@ -33,6 +36,21 @@ QPixmap atDisplayScale(const QImage &image)
     return QPixmap::fromImage(std::move(scaled));
 }
 
+// A label's rich text would otherwise read each image it names into a
+// document of its own, at the file's full resolution: per label, per screen.
+void shareWithRichText()
+{
+    static bool shared = false;
+    if (std::exchange(shared, true))
+        return;
+    const QTextDocument::ResourceProvider earlier = QTextDocument::defaultResourceProvider();
+    QTextDocument::setDefaultResourceProvider([earlier](const QUrl &url) -> QVariant {
+        if (url.scheme() == QLatin1String("artwork"))
+            return Artwork::imageNamed(url.path());
+        return earlier ? earlier(url) : QVariant();
+    });
+}
+
 }  // namespace
 
 QPixmap Artwork::imageNamed(const QString &name)
@@ -48,6 +66,7 @@ QPixmap Artwork::imageNamed(const QString &name)
 
 void Artwork::showImages(QWidget *view)
 {
+    shareWithRichText();
     const auto labels = view->findChildren<QLabel *>();
     for (QLabel *label : labels) {
         const QString name = label->property("image").toString();

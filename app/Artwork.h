@@ -15,7 +15,8 @@ namespace Artwork {
 QPixmap imageNamed(const QString &name);
 
 // Gives every label of the view that names an image in its "image" property
-// (set in the interface file) that image.
+// (set in the interface file) that image. Rich text names images as
+// "artwork:NAME" and gets the same shared pixmaps.
 void showImages(QWidget *view);
 
 }  // namespace Artwork

@@ -8,6 +8,8 @@
 #include <QRegularExpression>
 #include <QScrollArea>
 #include <QTemporaryFile>
+#include <QTextBlock>
+#include <QTextDocument>
 #include <cstdio>
 #include <unistd.h>
 
@@ -58,6 +60,22 @@ ViewController *loseRound(ViewController *screen)
     return qobject_cast<Over *>(round->modalViewController());
 }
 
+// The pixmaps a label's rich text shows, in order.
+QList<qint64> imagesOfRichText(const QString &html)
+{
+    QTextDocument document;
+    document.setHtml(html);
+    QList<qint64> images;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        for (auto fragment = block.begin(); !fragment.atEnd(); ++fragment) {
+            const QTextImageFormat image = fragment.fragment().charFormat().toImageFormat();
+            if (image.isValid())
+                images << document.resource(QTextDocument::ImageResource, QUrl(image.name())).value<QPixmap>().cacheKey();
+        }
+    }
+    return images;
+}
+
 }  // namespace
 
 class TestGame : public QObject
@@ -104,15 +122,20 @@ private slots:
         }
         QVERIFY(!stack.last()->view()->isHidden());
         // However many screens stack, each image exists once: the rounds' fields are one pixmap.
-        QSet<qint64> fields, balls;
+        // So are the start hint's three icons, though rich text reads them.
+        QSet<qint64> fields, balls, hintIcons;
         for (const QPointer<ViewController> &screen : stack) {
             if (auto *round = qobject_cast<Touch *>(screen)) {
                 fields << round->view()->findChild<QLabel *>("image2")->pixmap().cacheKey();
                 balls << round->balls().first()->pixmap().cacheKey();
+                for (const qint64 icon : imagesOfRichText(round->view()->findChild<QLabel *>("power")->text()))
+                    hintIcons << icon;
             }
         }
         QCOMPARE(fields.size(), 1);
         QCOMPARE(balls.size(), 1);
+        QCOMPARE(hintIcons.size(), 3);
+        QVERIFY(!hintIcons.contains(QPixmap().cacheKey()));
     }
 
     void autoplayPlaysRoundsThroughTheWindowAndQuits()
