@@ -1,11 +1,11 @@
 #include "AdServer.h"
 
-#include "AdRoutes.h"
-#include "BatchWriter.h"
-#include "HttpRequest.h"
-#include "HttpTransport.h"
-#include "Reply.h"
-#include "StaticFiles.h"
+#include "routes/AdRoutes.h"
+#include "store/BatchWriter.h"
+#include "transport/HttpRequest.h"
+#include "transport/HttpTransport.h"
+#include "transport/Reply.h"
+#include "routes/StaticFiles.h"
 
 AdServer::AdServer(const ServerOptions &options)
     : options_(options)

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "AdStats.h"
-#include "CoreScript.h"
-#include "CountStore.h"
-#include "CreativeCatalogue.h"
-#include "FaultInjector.h"
-#include "RequestLog.h"
+#include "store/AdStats.h"
+#include "routes/CoreScript.h"
+#include "store/CountStore.h"
+#include "routes/CreativeCatalogue.h"
+#include "routes/FaultInjector.h"
+#include "store/RequestLog.h"
 #include "ServerOptions.h"
 
 #include <memory>

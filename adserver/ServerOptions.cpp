@@ -1,6 +1,6 @@
 #include "ServerOptions.h"
 
-#include "FaultInjector.h"
+#include "routes/FaultInjector.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

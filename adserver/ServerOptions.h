@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HttpLimits.h"
+#include "transport/HttpLimits.h"
 
 #include <QHostAddress>
 #include <QString>

@@ -1,6 +1,6 @@
 // Any If-Modified-Since value must parse or be refused without harm, and a
 // parsed date must survive the server writing it and reading it back.
-#include "HttpDate.h"
+#include "transport/HttpDate.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Renders each house creative at banner size with the web engine and saves
 // it as a PNG: velmora-creative-shots OUTPUT_DIR [WWW_DIR]
 #include "AdServer.h"
-#include "CreativeCatalogue.h"
+#include "routes/CreativeCatalogue.h"
 #include "ServerOptions.h"
 
 #include <QApplication>

@@ -1,6 +1,6 @@
 #include "AdServer.h"
 #include "EventLoopWait.h"
-#include "HttpDate.h"
+#include "transport/HttpDate.h"
 #include "ServerOptions.h"
 #include "TestMain.h"
 

@@ -1,7 +1,7 @@
-#include "BatchWriter.h"
+#include "store/BatchWriter.h"
 
-#include "CountStore.h"
-#include "RequestLog.h"
+#include "store/CountStore.h"
+#include "store/RequestLog.h"
 
 BatchWriter::BatchWriter(RequestLog &log, CountStore *store)
     : log_(log)

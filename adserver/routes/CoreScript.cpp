@@ -1,6 +1,6 @@
-#include "CoreScript.h"
+#include "routes/CoreScript.h"
 
-#include "HttpDate.h"
+#include "transport/HttpDate.h"
 
 #include <QFile>
 #include <QJsonArray>

@@ -1,7 +1,7 @@
-#include "AdStats.h"
+#include "store/AdStats.h"
 
-#include "CountStore.h"
-#include "RequestLog.h"
+#include "store/CountStore.h"
+#include "store/RequestLog.h"
 
 #include <QDateTime>
 #include <QJsonArray>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Reply.h"
+#include "transport/Reply.h"
 
 #include <QByteArray>
 #include <QDateTime>

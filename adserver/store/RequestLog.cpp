@@ -1,4 +1,4 @@
-#include "RequestLog.h"
+#include "store/RequestLog.h"
 
 #include <QDateTime>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "CountStore.h"
+#include "store/CountStore.h"
 
 #include <QDir>
 #include <QFileInfo>

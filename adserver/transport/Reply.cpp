@@ -1,4 +1,4 @@
-#include "Reply.h"
+#include "transport/Reply.h"
 
 Reply Reply::withBody(int status, const QByteArray &contentType, const QByteArray &body)
 {

@@ -1,6 +1,6 @@
-#include "HttpSession.h"
+#include "transport/HttpSession.h"
 
-#include "OpenFile.h"
+#include "transport/OpenFile.h"
 
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/file_body.hpp>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "HttpLimits.h"
-#include "HttpRequest.h"
-#include "Reply.h"
+#include "transport/HttpLimits.h"
+#include "transport/HttpRequest.h"
+#include "transport/Reply.h"
 
 #include <QHostAddress>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "CreativeCatalogue.h"
+#include "routes/CreativeCatalogue.h"
 
 #include <QFile>
 #include <QJsonArray>

@@ -1,4 +1,4 @@
-#include "HttpRequest.h"
+#include "transport/HttpRequest.h"
 
 #include <QUrl>
 

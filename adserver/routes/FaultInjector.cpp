@@ -1,4 +1,4 @@
-#include "FaultInjector.h"
+#include "routes/FaultInjector.h"
 
 namespace {
 

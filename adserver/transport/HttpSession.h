@@ -1,7 +1,7 @@
 #pragma once
 
-#include "HttpLimits.h"
-#include "HttpTransport.h"
+#include "transport/HttpLimits.h"
+#include "transport/HttpTransport.h"
 
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>

@@ -1,4 +1,4 @@
-#include "OpenFile.h"
+#include "transport/OpenFile.h"
 
 #include <QFile>
 

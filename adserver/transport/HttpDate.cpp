@@ -1,4 +1,4 @@
-#include "HttpDate.h"
+#include "transport/HttpDate.h"
 
 #include <QLocale>
 #include <QTimeZone>

@@ -1,6 +1,6 @@
-#include "HttpTransport.h"
+#include "transport/HttpTransport.h"
 
-#include "HttpSession.h"
+#include "transport/HttpSession.h"
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>

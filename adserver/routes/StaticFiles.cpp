@@ -1,7 +1,7 @@
-#include "StaticFiles.h"
+#include "routes/StaticFiles.h"
 
-#include "HttpDate.h"
-#include "OpenFile.h"
+#include "transport/HttpDate.h"
+#include "transport/OpenFile.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,12 +1,12 @@
-#include "AdRoutes.h"
+#include "routes/AdRoutes.h"
 
-#include "AdStats.h"
-#include "CoreScript.h"
-#include "CreativeCatalogue.h"
-#include "FaultInjector.h"
-#include "HttpRequest.h"
+#include "store/AdStats.h"
+#include "routes/CoreScript.h"
+#include "routes/CreativeCatalogue.h"
+#include "routes/FaultInjector.h"
+#include "transport/HttpRequest.h"
 #include "ServerOptions.h"
-#include "StaticFiles.h"
+#include "routes/StaticFiles.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
