@@ -85,6 +85,7 @@ void Autoplay::play(Touch *round)
         roundSeconds_.reset();
         click("starting", round);
         roundClock_.start();
+        tickClock_.watch(round);
         return;
     }
     drag(round, target(round));
@@ -119,12 +120,21 @@ void Autoplay::leave(Over *over)
     std::printf("round %d: score %s, %.1f s\n", roundsPlayed_, qPrintable(score->text()),
                 roundSeconds_.value_or(double(roundClock_.elapsed()) / 1000));
     std::fflush(stdout);
+    reportTickPeriods();
     if (roundsPlayed_ >= rounds_) {
         stepTimer_.stop();
         emit finished();
         return;
     }
     click(roundsPlayed_ % kMenuEveryRounds == 0 ? "menuButton" : "retryButton", over);
+}
+
+void Autoplay::reportTickPeriods()
+{
+    QByteArray line = QByteArray("round ") + QByteArray::number(roundsPlayed_) + " tick periods (ms):";
+    for (const double period : tickClock_.takePeriods())
+        line += ' ' + QByteArray::number(period, 'f', 1);
+    std::fprintf(stderr, "%s\n", line.constData());
 }
 
 void Autoplay::click(const char *buttonName, ViewController *screen)

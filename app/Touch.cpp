@@ -74,7 +74,7 @@ void Touch::startCount()
 {
     starting->setVisible(false);
     mainInt = 0;
-    Timer::scheduledTimerWithTimeInterval(0.05, this, &Touch::onTimer, {}, true);
+    Timer::scheduledTimerWithTimeInterval(kMotionInterval, this, &Touch::onTimer, {}, true);
     Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
     randomMain = Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::randomMainVoid, {}, true);
 }

@@ -24,6 +24,9 @@ class Touch : public FormViewController<Ui::Touch>
 {
     Q_OBJECT
 public:
+    // Seconds between motion ticks.
+    static constexpr double kMotionInterval = 0.05;
+
     explicit Touch(QObject *parent = nullptr);
     ~Touch() override;
 
