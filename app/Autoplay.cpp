@@ -1,11 +1,9 @@
 #include "Autoplay.h"
 
 #include "Autopilot.h"
-#include "Ball.h"
 #include "Over.h"
 #include "Touch.h"
 #include "VelmoraViewController.h"
-#include "ViewGeometry.h"
 #include "Window.h"
 
 #include <QAbstractButton>
@@ -98,12 +96,12 @@ QPointF Autoplay::target(Touch *round) const
     const std::optional<QPointF> pickup = pilot_->pickupSpot();
     if (pickup && kField.contains(*pickup)) {
         bool safe = true;
-        for (const Ball *ball : round->balls())
-            safe = safe && QLineF(*pickup, ViewGeometry::center(ball) + ball->pos()).length() > kSafePickupDistance;
+        for (const Ball &ball : std::as_const(*round).balls())
+            safe = safe && QLineF(*pickup, ball.center() + ball.pos()).length() > kSafePickupDistance;
         if (safe)
             return *pickup;
     }
-    return Autopilot::safestSpot(round->balls());
+    return Autopilot::safestSpot(std::as_const(*round).balls());
 }
 
 void Autoplay::leave(Over *over)
