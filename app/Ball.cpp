@@ -25,7 +25,9 @@ void Ball::setPos(QPointF velocity)
 // Bounces test the centre, strictly, so a ball exactly on an edge goes on.
 void Ball::move(QSizeF field)
 {
-    setCenter(center() + pos());
+    // As frame().moveCenter(center() + pos()), without building the rectangles.
+    x_ = float(double(x_) + double(width_) / 2 + double(posX_) - double(width_) / 2);
+    y_ = float(double(y_) + double(height_) / 2 + double(posY_) - double(height_) / 2);
     const QPointF c = center();
     if (c.x() > field.width() || c.x() < 0)
         posX_ = -posX_;
