@@ -208,13 +208,15 @@ void Touch::spawnBall()
 
 void Touch::presentGameOver()
 {
+    // A second ball in the same tick asks again, and so does every ball that
+    // crosses the player's ball under the game-over screen: the screen
+    // already shown wins, and a covered round builds nothing for it.
+    if (modalViewController())
+        return;
     auto *over = new Over;
     over->setScoreInt(mainInt);
     over->setModalTransitionStyle(ViewController::CrossDissolve);
     presentModalViewController(over, true);
-    // A second ball in the same tick asks again; the screen already shown wins.
-    if (modalViewController() != over)
-        delete over;
 }
 
 void Touch::parkPickups()
