@@ -100,7 +100,7 @@ void Touch::onTimer()
             presentGameOver();
         ball.move(kField);
     }
-    sprites_->refresh();
+    repaintBalls();
 }
 
 void Touch::tick()
@@ -153,7 +153,7 @@ void Touch::kk()
 {
     paused = true;
     images.clear();
-    sprites_->refresh();
+    repaintBalls();
 }
 
 void Touch::alertViewDidDismissWithButtonIndex(QObject *, int)
@@ -187,14 +187,28 @@ void Touch::showInvisi()
     one->setVisible(true);
 }
 
-const QPixmap &Touch::ballSprite() const
+const QPixmap &Touch::ballSprite()
 {
-    return sprites_->sprite();
+    return sprites()->sprite();
+}
+
+// A ball may come before anyone showed the screen (an alert's delegate call):
+// the screen is loaded then, and its sprite layer with it.
+SpriteLayer *Touch::sprites()
+{
+    view();
+    return sprites_;
+}
+
+void Touch::repaintBalls()
+{
+    if (sprites_)
+        sprites_->refresh();
 }
 
 void Touch::addBall(QPointF centre, QPointF velocity)
 {
-    images.append(Ball(sprites_->sprite().deviceIndependentSize(), centre, velocity));
+    images.append(Ball(sprites()->sprite().deviceIndependentSize(), centre, velocity));
     sprites_->refresh();
 }
 

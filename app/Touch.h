@@ -45,7 +45,7 @@ public:
     const QList<Ball> &balls() const { return images; }
     QList<Ball> &balls() { return images; }
     // The one image every ball of every round shows.
-    const QPixmap &ballSprite() const;
+    const QPixmap &ballSprite();
 
 public slots:
     void startCount();
@@ -60,6 +60,8 @@ public slots:
     void showInvisi();
 
 private:
+    SpriteLayer *sprites();
+    void repaintBalls();
     void addBall(QPointF centre, QPointF velocity);
     void spawnBall();
     void presentGameOver();

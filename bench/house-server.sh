@@ -13,7 +13,7 @@ start_house_server() {
     server_log=$work/requests.jsonl
     "$1/adserver/velmora-adserver" --port 0 --log "$server_log" >"$work/server.out" 2>&1 &
     pids+=($!)
-    for _ in $(seq 100); do grep -q listening "$work/server.out" && break; sleep 0.1; done
+    for _ in $(seq 100); do grep -qs listening "$work/server.out" && break; sleep 0.1; done
     host=$(grep -o '127\.0\.0\.1:[0-9]*' "$work/server.out" | head -1)
     export VELMORA_STATIC_HOST=$host VELMORA_AD_HOST=$host
 }

@@ -265,6 +265,10 @@ private slots:
         QCOMPARE(stage.round->balls().size(), 2);
         later.ticks(1);
         QCOMPARE(waiting.center(), QPointF(14, 487));
+        // Resuming a round nobody has shown yet loads it first, as showing it would.
+        Touch unseen;
+        unseen.alertViewDidDismissWithButtonIndex(nullptr, 0);
+        QCOMPARE(unseen.balls().size(), 2);
     }
 
     void pickupsComeAtRandomAndTheStartResetsTheScore()
