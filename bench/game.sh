@@ -49,7 +49,7 @@ echo "== autoplay, rounds of at most ${round_limit} s; CPU over the ${window} s 
 # Rounds enough to outlast the last measuring window.
 "$build_dir/app/velmora" --autoplay $((101 + window)) --round-limit "$round_limit" >"$work/out" 2>/dev/null &
 game=$!
-pids+=($game)
+pids+=("$game")
 hz=$(getconf CLK_TCK)
 last_pss=0 last_n=0
 for n in 10 50 100; do

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the game's benchmarks: a throw-away home and a house ad server of
 # their own on a free port (its 30 s refresh), whatever else runs on the
 # machine, and what a process and everything it started cost.
@@ -12,7 +13,7 @@ start_house_server() {
     trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done; rm -rf "$work"' EXIT
     server_log=$work/requests.jsonl
     "$1/adserver/velmora-adserver" --port 0 --log "$server_log" >"$work/server.out" 2>&1 &
-    pids+=($!)
+    pids+=("$!")
     for _ in $(seq 100); do grep -qs listening "$work/server.out" && break; sleep 0.1; done
     host=$(grep -o '127\.0\.0\.1:[0-9]*' "$work/server.out" | head -1)
     export VELMORA_STATIC_HOST=$host VELMORA_AD_HOST=$host

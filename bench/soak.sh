@@ -23,7 +23,7 @@ start_house_server "$build_dir"
 
 "$build_dir/app/velmora" --autoplay 1000000 --round-limit "$round_limit" >"$work/out" 2>"$work/err" &
 game=$!
-pids+=($game)
+pids+=("$game")
 hz=$(getconf CLK_TCK)
 
 # Lines of FILE past byte OFFSET that match PATTERN, reading no further than SIZE.
