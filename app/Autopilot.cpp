@@ -1,6 +1,5 @@
 #include "Autopilot.h"
 
-#include "Ball.h"
 #include "Touch.h"
 #include "ViewGeometry.h"
 
@@ -11,9 +10,9 @@ using namespace Velmora::Platform;
 
 namespace {
 
-QPointF nextCentre(const Ball *ball)
+QPointF nextCentre(const Ball &ball)
 {
-    return ViewGeometry::center(ball) + ball->pos();
+    return ball.center() + ball.pos();
 }
 
 }  // namespace
@@ -39,7 +38,7 @@ QPointF Autopilot::collisionSpot() const
     const QPointF player = ViewGeometry::center(player_);
     QPointF nearest = player;
     double nearestDistance = 1e9;
-    for (const Ball *ball : round_->balls()) {
+    for (const Ball &ball : std::as_const(*round_).balls()) {
         const double distance = QLineF(player, nextCentre(ball)).length();
         if (distance < nearestDistance) {
             nearestDistance = distance;
@@ -57,14 +56,14 @@ std::optional<QPointF> Autopilot::pickupSpot() const
     return ViewGeometry::center(plus);
 }
 
-QPointF Autopilot::safestSpot(const QList<Ball *> &balls)
+QPointF Autopilot::safestSpot(const QList<Ball> &balls)
 {
     QPointF best;
     double bestDistance = -1;
     for (double x : {60.0, 160.0, 260.0}) {
         for (double y : {130.0, 240.0, 350.0}) {
             double nearest = 1e9;
-            for (const Ball *ball : balls)
+            for (const Ball &ball : balls)
                 nearest = qMin(nearest, QLineF(QPointF(x, y), nextCentre(ball)).length());
             if (nearest > bestDistance) {
                 bestDistance = nearest;

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Ball.h"
+
 #include <QList>
 #include <QPointF>
 #include <optional>
 
-class Ball;
 class QWidget;
 class Touch;
 
@@ -27,7 +28,7 @@ public:
     // The centre of a plus pick-up on the field, if one is there.
     std::optional<QPointF> pickupSpot() const;
 
-    static QPointF safestSpot(const QList<Ball *> &balls);
+    static QPointF safestSpot(const QList<Ball> &balls);
 
 private:
     Touch *round_;

@@ -1,11 +1,9 @@
 #include "Autoplay.h"
 
 #include "Autopilot.h"
-#include "Ball.h"
 #include "Over.h"
 #include "Touch.h"
 #include "VelmoraViewController.h"
-#include "ViewGeometry.h"
 #include "Window.h"
 
 #include <QAbstractButton>
@@ -85,6 +83,7 @@ void Autoplay::play(Touch *round)
         roundSeconds_.reset();
         click("starting", round);
         roundClock_.start();
+        tickClock_.watch(round);
         return;
     }
     drag(round, target(round));
@@ -97,12 +96,12 @@ QPointF Autoplay::target(Touch *round) const
     const std::optional<QPointF> pickup = pilot_->pickupSpot();
     if (pickup && kField.contains(*pickup)) {
         bool safe = true;
-        for (const Ball *ball : round->balls())
-            safe = safe && QLineF(*pickup, ViewGeometry::center(ball) + ball->pos()).length() > kSafePickupDistance;
+        for (const Ball &ball : std::as_const(*round).balls())
+            safe = safe && QLineF(*pickup, ball.center() + ball.pos()).length() > kSafePickupDistance;
         if (safe)
             return *pickup;
     }
-    return Autopilot::safestSpot(round->balls());
+    return Autopilot::safestSpot(std::as_const(*round).balls());
 }
 
 void Autoplay::leave(Over *over)
@@ -119,12 +118,21 @@ void Autoplay::leave(Over *over)
     std::printf("round %d: score %s, %.1f s\n", roundsPlayed_, qPrintable(score->text()),
                 roundSeconds_.value_or(double(roundClock_.elapsed()) / 1000));
     std::fflush(stdout);
+    reportTickPeriods();
     if (roundsPlayed_ >= rounds_) {
         stepTimer_.stop();
         emit finished();
         return;
     }
     click(roundsPlayed_ % kMenuEveryRounds == 0 ? "menuButton" : "retryButton", over);
+}
+
+void Autoplay::reportTickPeriods()
+{
+    QByteArray line = QByteArray("round ") + QByteArray::number(roundsPlayed_) + " tick periods (ms):";
+    for (const double period : tickClock_.takePeriods())
+        line += ' ' + QByteArray::number(period, 'f', 1);
+    std::fprintf(stderr, "%s\n", line.constData());
 }
 
 void Autoplay::click(const char *buttonName, ViewController *screen)

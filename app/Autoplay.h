@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TickClock.h"
+
 #include <QElapsedTimer>
 #include <QObject>
 #include <QPointF>
@@ -22,7 +24,8 @@ class Window;
 // safe to reach, and once the round limit has passed walks into a ball. On
 // the game-over screen it prints "round K: score S, D s" to standard output
 // and presses Retry (Menu every fourth round); after the last round it quits
-// with status 0.
+// with status 0. The periods of each round's motion ticks go to standard
+// error as "round K tick periods (ms): P P ...", for the soak benchmark.
 class Autoplay : public QObject
 {
     Q_OBJECT
@@ -41,6 +44,7 @@ private:
     Velmora::Platform::ViewController *topScreen() const;
     void play(Touch *round);
     void leave(Over *over);
+    void reportTickPeriods();
     QPointF target(Touch *round) const;
 
     void click(const char *buttonName, Velmora::Platform::ViewController *screen);
@@ -56,6 +60,7 @@ private:
     QPointer<Touch> round_;
     std::unique_ptr<Autopilot> pilot_;
     QElapsedTimer roundClock_;
+    TickClock tickClock_;
     std::optional<double> roundSeconds_;
     bool pressed_ = false;
     QPointF lastLocation_;

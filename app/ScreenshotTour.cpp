@@ -9,7 +9,6 @@
 
 #include "About.h"
 #include "Autopilot.h"
-#include "Ball.h"
 #include "Instructions.h"
 #include "Random.h"
 #include "Touch.h"
@@ -71,8 +70,7 @@ void playRound(Touch *round)
 void endRound(Touch *round)
 {
     QWidget *player = round->view()->findChild<QWidget *>(QStringLiteral("one"));
-    Ball *ball = round->balls().constFirst();
-    ViewGeometry::setCenter(ball, ViewGeometry::center(player));
+    round->balls().first().setCenter(ViewGeometry::center(player));
     round->onTimer();
 }
 

@@ -2,15 +2,14 @@
 #include "Touch.h"
 
 #include "Artwork.h"
-#include "Ball.h"
 #include "Geometry.h"
 #include "Over.h"
 #include "Random.h"
+#include "SpriteLayer.h"
+#include "TickOutput.h"
 #include "Timer.h"
 #include "ViewGeometry.h"
 #include "ui_Touch.h"
-
-#include <cstdio>
 
 using namespace Velmora::Platform;
 
@@ -63,6 +62,8 @@ void Touch::viewDidLoad()
     bannerView_ = BannerPlacement::place(this);
     images.clear();
     images.reserve(20);
+    // Over everything else on the screen, the banner included, as ball views were.
+    sprites_ = new SpriteLayer(images, Artwork::imageNamed(QStringLiteral("BallSmall_yellow.png")), view());
     kTime = 0;
     viewLoaded = true;
     addBall(QPointF(0, kField.height()), QPointF(14, 7));
@@ -74,7 +75,7 @@ void Touch::startCount()
 {
     starting->setVisible(false);
     mainInt = 0;
-    Timer::scheduledTimerWithTimeInterval(0.05, this, &Touch::onTimer, {}, true);
+    Timer::scheduledTimerWithTimeInterval(kMotionInterval, this, &Touch::onTimer, {}, true);
     Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
     randomMain = Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::randomMainVoid, {}, true);
 }
@@ -84,21 +85,22 @@ void Touch::onTimer()
     if (paused)
         return;
     ++kTime;
-    std::printf("%d\n", kTime);
+    TickOutput::print(kTime);
     if (kTime == kTicksPerSpawn) {
         kTime = 0;
         spawnBall();
     }
     // Presenting the game-over screen must not add or remove balls: the loop
-    // walks the list in place. Frames are read once a tick: every covered
-    // round runs this loop too, over balls that only ever grow in number.
+    // walks the list in place. Every covered round runs this loop too, over
+    // balls that only ever grow in number, so it is arithmetic on values and
+    // the player's frame is read once.
     const QRectF player = ViewGeometry::frame(one);
-    for (Ball *ball : std::as_const(images)) {
-        const QRectF frame = ViewGeometry::frame(ball);
-        if (Geometry::rectIntersectsRect(player, frame))
+    for (Ball &ball : images) {
+        if (Geometry::rectIntersectsRect(player, ball.frame()))
             presentGameOver();
-        moveBall(ball, frame);
+        ball.move(kField);
     }
+    repaintBalls();
 }
 
 void Touch::tick()
@@ -150,11 +152,8 @@ void Touch::checkcollision()
 void Touch::kk()
 {
     paused = true;
-    const QList<Ball *> cleared = images;
-    for (Ball *ball : cleared) {
-        images.removeOne(ball);
-        delete ball;
-    }
+    images.clear();
+    repaintBalls();
 }
 
 void Touch::alertViewDidDismissWithButtonIndex(QObject *, int)
@@ -188,13 +187,29 @@ void Touch::showInvisi()
     one->setVisible(true);
 }
 
+const QPixmap &Touch::ballSprite()
+{
+    return sprites()->sprite();
+}
+
+// A ball may come before anyone showed the screen (an alert's delegate call):
+// the screen is loaded then, and its sprite layer with it.
+SpriteLayer *Touch::sprites()
+{
+    view();
+    return sprites_;
+}
+
+void Touch::repaintBalls()
+{
+    if (sprites_)
+        sprites_->refresh();
+}
+
 void Touch::addBall(QPointF centre, QPointF velocity)
 {
-    auto *ball = new Ball(Artwork::imageNamed(QStringLiteral("BallSmall_yellow.png")), view());
-    images.append(ball);
-    ViewGeometry::setCenter(ball, centre);
-    ball->setPos(velocity);
-    ball->show();
+    images.append(Ball(sprites()->sprite().deviceIndependentSize(), centre, velocity));
+    sprites_->refresh();
 }
 
 void Touch::spawnBall()
@@ -205,29 +220,17 @@ void Touch::spawnBall()
     addBall(QPointF(x, kField.height()), QPointF(speedX, speedY));
 }
 
-// Bounces test the centre, strictly, so a ball exactly on an edge goes on.
-void Touch::moveBall(Ball *ball, QRectF frame)
-{
-    QPointF v = ball->pos();
-    frame.moveCenter(frame.center() + v);
-    ViewGeometry::setFrame(ball, frame);
-    const QPointF c = frame.center();
-    if (c.x() > kField.width() || c.x() < 0)
-        v.setX(-v.x());
-    if (c.y() > kField.height() || c.y() < 0)
-        v.setY(-v.y());
-    ball->setPos(v);
-}
-
 void Touch::presentGameOver()
 {
+    // A second ball in the same tick asks again, and so does every ball that
+    // crosses the player's ball under the game-over screen: the screen
+    // already shown wins, and a covered round builds nothing for it.
+    if (modalViewController())
+        return;
     auto *over = new Over;
     over->setScoreInt(mainInt);
     over->setModalTransitionStyle(ViewController::CrossDissolve);
     presentModalViewController(over, true);
-    // A second ball in the same tick asks again; the screen already shown wins.
-    if (modalViewController() != over)
-        delete over;
 }
 
 void Touch::parkPickups()

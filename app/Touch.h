@@ -1,14 +1,16 @@
 #pragma once
 
+#include "Ball.h"
 #include "FormViewController.h"
 
 #include <QList>
 #include <QPointF>
 #include <QRectF>
 
-class Ball;
 class QLabel;
+class QPixmap;
 class QPushButton;
+class SpriteLayer;
 class TSKBannerView;
 namespace Velmora::Platform {
 class Timer;
@@ -24,6 +26,9 @@ class Touch : public FormViewController<Ui::Touch>
 {
     Q_OBJECT
 public:
+    // Seconds between motion ticks.
+    static constexpr double kMotionInterval = 0.05;
+
     explicit Touch(QObject *parent = nullptr);
     ~Touch() override;
 
@@ -35,8 +40,12 @@ public:
     void checkcollision();
     void alertViewDidDismissWithButtonIndex(QObject *alertView, int buttonIndex);
 
-    // The moving balls, oldest first.
-    const QList<Ball *> &balls() const { return images; }
+    // The moving balls, oldest first. Moved by hand, they are painted where
+    // they are on the next motion tick.
+    const QList<Ball> &balls() const { return images; }
+    QList<Ball> &balls() { return images; }
+    // The one image every ball of every round shows.
+    const QPixmap &ballSprite();
 
 public slots:
     void startCount();
@@ -51,10 +60,10 @@ public slots:
     void showInvisi();
 
 private:
+    SpriteLayer *sprites();
+    void repaintBalls();
     void addBall(QPointF centre, QPointF velocity);
     void spawnBall();
-    // `frame` is the ball's current one.
-    void moveBall(Ball *ball, QRectF frame);
     void presentGameOver();
     void parkPickups();
     void schedulePickupTimers();
@@ -67,10 +76,10 @@ private:
     int kTime = 0;
     QLabel *one = nullptr;
     QLabel *image2 = nullptr;
-    QList<Ball *> images;
+    QList<Ball> images;
     QPointF pos;
     int score = 0;
-    QList<Ball *> image;
+    QList<Ball> image;
     QLabel *invisibleBall = nullptr;
     QLabel *plusScore = nullptr;
     QLabel *subScore = nullptr;
@@ -84,4 +93,5 @@ private:
     Velmora::Platform::Timer *invisi = nullptr;
     QPointF *poss = nullptr;
     TSKBannerView *bannerView_ = nullptr;
+    SpriteLayer *sprites_ = nullptr;
 };

@@ -1,5 +1,6 @@
 #include "Application.h"
 #include "GameOptions.h"
+#include "TickOutput.h"
 #include "VelmoraAppDelegate.h"
 
 #include <VelmoraAds/TSKBannerView.h>
@@ -23,6 +24,7 @@ using namespace Velmora::Platform;
 
 int main(int argc, char **argv)
 {
+    TickOutput::bufferStandardOutput();
     // Settings paths and the application's identity in ad requests come from these.
     QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("velmora.example"));

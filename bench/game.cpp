@@ -19,7 +19,7 @@
 #include "Autopilot.h"
 #include "Autoplay.h"
 #include "Over.h"
-#include "Timer.h"
+#include "TickClock.h"
 #include "Touch.h"
 #include <VelmoraAds/TSKBannerView.h>
 #include "VelmoraAppDelegate.h"
@@ -155,24 +155,8 @@ private:
     VelmoraAppDelegate &delegate_;
 };
 
-// Records when the motion timer of a round fires.
-class TickClock : public QObject
+void reportPeriods(int stacked, std::vector<double> periods)
 {
-public:
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::Timer)
-            stamps.push_back(std::chrono::steady_clock::now());
-        return false;
-    }
-    std::vector<std::chrono::steady_clock::time_point> stamps;
-};
-
-void reportPeriods(int stacked, const std::vector<std::chrono::steady_clock::time_point> &stamps)
-{
-    std::vector<double> periods;
-    for (size_t i = 1; i < stamps.size(); ++i)
-        periods.push_back(std::chrono::duration<double, std::milli>(stamps[i] - stamps[i - 1]).count());
     if (periods.empty())
         return;
     std::sort(periods.begin(), periods.end());
@@ -196,14 +180,11 @@ int jitter(int argc, char **argv, const QList<int> &stackHeights, int seconds)
         QObject::connect(&steering, &QTimer::timeout, [&pilot] { pilot.steer(); });
         steering.start(50);
         TickClock clock;
-        for (Timer *timer : Timer::timersOf(round)) {
-            if (timer->timeInterval() == 0.05)
-                timer->installEventFilter(&clock);
-        }
+        clock.watch(round);
         QEventLoop wait;
         QTimer::singleShot(seconds * 1000, &wait, &QEventLoop::quit);
         wait.exec();
-        reportPeriods(stacked, clock.stamps);
+        reportPeriods(stacked, clock.takePeriods());
     }
     return 0;
 }

@@ -9,8 +9,7 @@
 #     (web engine processes included), their CPU share over the next
 #     WINDOW (10) seconds, and the requests per second reaching the house ad
 #     server.
-# The game talks to a house ad server of its own, started here on a free port
-# with a throw-away log (its 30 s refresh), whatever else runs on the machine.
+# The game talks to a house ad server of its own (bench/house-server.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
@@ -22,18 +21,8 @@ window=${WINDOW:-10}
 [ -f "$build_dir/CMakeCache.txt" ] || cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build "$build_dir" --target game velmora velmora-adserver -j"${VELMORA_JOBS:-2}" >/dev/null
 source scripts/headless-env
-work=$(mktemp -d)
-# A home of its own: the player's settings and caches stay out of it, and it out of them.
-export HOME=$work XDG_CACHE_HOME=$work/cache XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
-pids=()
-trap 'for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done; rm -rf "$work"' EXIT
-
-server_log=$work/requests.jsonl
-"$build_dir/adserver/velmora-adserver" --port 0 --log "$server_log" >"$work/server.out" 2>&1 &
-pids+=($!)
-for _ in $(seq 100); do grep -q listening "$work/server.out" && break; sleep 0.1; done
-host=$(grep -o '127\.0\.0\.1:[0-9]*' "$work/server.out" | head -1)
-export VELMORA_STATIC_HOST=$host VELMORA_AD_HOST=$host
+source bench/house-server.sh
+start_house_server "$build_dir"
 requests() { wc -l <"$server_log"; }
 
 median() { sort -n | awk '{v[NR]=$1} END {print (NR % 2) ? v[(NR+1)/2] : (v[NR/2] + v[NR/2+1]) / 2}'; }
@@ -55,21 +44,12 @@ done
 echo "== tick period of the top round, ${jitter_seconds} s per stack height"
 "$build_dir/bench/game" --jitter 0,10,50,100 --seconds "$jitter_seconds" 2>&1 >/dev/null | grep '^stacked'
 
-# The process and everything it started, however deep.
-tree() {
-    local pid=$1 child
-    echo "$pid"
-    for child in $(cat /proc/"$pid"/task/*/children 2>/dev/null); do tree "$child"; done
-}
-pss_kb() { for p in $(tree "$1"); do awk '/^Pss:/ {print $2}' /proc/"$p"/smaps_rollup 2>/dev/null; done | awk '{s+=$1} END {print s+0}'; }
-cpu_ticks() { for p in $(tree "$1"); do cut -d' ' -f14,15 /proc/"$p"/stat 2>/dev/null; done | awk '{s+=$1+$2} END {print s+0}'; }
-
 
 echo "== autoplay, rounds of at most ${round_limit} s; CPU over the ${window} s after the round"
 # Rounds enough to outlast the last measuring window.
 "$build_dir/app/velmora" --autoplay $((101 + window)) --round-limit "$round_limit" >"$work/out" 2>/dev/null &
 game=$!
-pids+=($game)
+pids+=("$game")
 hz=$(getconf CLK_TCK)
 last_pss=0 last_n=0
 for n in 10 50 100; do

@@ -54,7 +54,7 @@ ViewController *loseRound(ViewController *screen)
     auto *round = qobject_cast<Touch *>(screen);
     if (!round)
         return nullptr;
-    ViewGeometry::setCenter(round->balls().first(), ViewGeometry::center(round->view()->findChild<QWidget *>("one")));
+    round->balls().first().setCenter(ViewGeometry::center(round->view()->findChild<QWidget *>("one")));
     round->onTimer();
     round->finishTransition();
     return qobject_cast<Over *>(round->modalViewController());
@@ -127,7 +127,7 @@ private slots:
         for (const QPointer<ViewController> &screen : stack) {
             if (auto *round = qobject_cast<Touch *>(screen)) {
                 fields << round->view()->findChild<QLabel *>("image2")->pixmap().cacheKey();
-                balls << round->balls().first()->pixmap().cacheKey();
+                balls << round->ballSprite().cacheKey();
                 for (const qint64 icon : imagesOfRichText(round->view()->findChild<QLabel *>("power")->text()))
                     hintIcons << icon;
             }
@@ -154,6 +154,41 @@ private slots:
         QVERIFY(lines.filter(QRegularExpression("^\\d+$")).size() > 3);
     }
 
+    void tickLinesReachTheOutputWhileTheRoundRuns()
+    {
+        QProcess game;
+        game.start(VELMORA_BINARY, {"--autoplay", "1", "--round-limit", "60"});
+        QStringList ticks;
+        while (ticks.size() < 5 && game.waitForReadyRead(20000))
+            ticks += QString::fromUtf8(game.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(game.state(), QProcess::Running);
+        game.kill();
+        game.waitForFinished();
+        QCOMPARE(ticks.mid(0, 5), QStringList({"1", "2", "3", "4", "5"}));
+    }
+
+    void ballsArePaintedWhereTheirFramesAreOverTheScreen()
+    {
+        RoundStage stage;
+        stage.parkPlayer();
+        QWidget *view = stage.round->view();
+        const QImage sprite = stage.round->ballSprite().toImage();
+        const QColor ballColour = sprite.pixelColor(sprite.width() / 2, sprite.height() / 2);
+        auto colourAt = [view](QPointF point) { return view->grab().toImage().pixelColor(point.toPoint()); };
+        // Over the start button, as the ball views were.
+        Ball &ball = stage.round->balls().first();
+        ball.setCenter(QPointF(160, 240));
+        ball.setPos(QPointF(-40, 0));
+        const QColor underneath = colourAt(QPointF(120, 240));
+        QVERIFY(underneath != ballColour);
+        stage.ticks(1);
+        QCOMPARE(colourAt(QPointF(120, 240)), ballColour);
+        QVERIFY(colourAt(QPointF(160, 240)) != ballColour);
+        stage.round->kk();
+        QCOMPARE(colourAt(QPointF(120, 240)), underneath);
+        stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);  // the pause is every round's
+    }
+
     void spawnsEvery200TicksAtTheBottomEdgeAndPrintsTheCount()
     {
         RoundStage stage;
@@ -165,14 +200,14 @@ private slots:
         QCOMPARE(captureStdout([&] { stage.ticks(2); }), QByteArray("200\n1\n"));
         QCOMPARE(stage.round->balls().size(), 2);
         // Spawned at (309, 480) and moved twice: below the edge after the first, so it turned upwards.
-        Ball *second = stage.round->balls().at(1);
-        QCOMPARE(ViewGeometry::center(second), QPointF(309 + 11.0, 480));
-        QCOMPARE(second->pos(), QPointF(5.5, -4.5));
+        const Ball second = stage.round->balls().at(1);
+        QCOMPARE(second.center(), QPointF(309 + 11.0, 480));
+        QCOMPARE(second.pos(), QPointF(5.5, -4.5));
         stage.ticks(199);
         QCOMPARE(stage.round->balls().size(), 3);
-        Ball *third = stage.round->balls().at(2);
-        QCOMPARE(ViewGeometry::center(third), QPointF(10 + 14.5, 480 + 10.5));
-        QCOMPARE(third->pos(), QPointF(14.5, -10.5));
+        const Ball third = stage.round->balls().at(2);
+        QCOMPARE(third.center(), QPointF(10 + 14.5, 480 + 10.5));
+        QCOMPARE(third.pos(), QPointF(14.5, -10.5));
     }
 
     void bouncesOnlyOnceTheCentreIsPastAnEdge_data()
@@ -196,12 +231,12 @@ private slots:
         const QList<QPointF> &points = centreVelocityMovedToVelocityAfter;
         RoundStage stage;
         stage.parkPlayer();
-        Ball *ball = stage.round->balls().first();
-        ViewGeometry::setCenter(ball, points[0]);
-        ball->setPos(points[1]);
+        Ball &ball = stage.round->balls().first();
+        ball.setCenter(points[0]);
+        ball.setPos(points[1]);
         stage.ticks(1);
-        QCOMPARE(ViewGeometry::center(ball), points[2]);
-        QCOMPARE(ball->pos(), points[3]);
+        QCOMPARE(ball.center(), points[2]);
+        QCOMPARE(ball.pos(), points[3]);
     }
 
     void pauseStopsMotionAndSpawningOfEveryRound()
@@ -216,20 +251,24 @@ private slots:
         // The pause is shared: a later round's first ball stands still too.
         RoundStage later;
         later.parkPlayer();
-        Ball *waiting = later.round->balls().first();
+        const Ball &waiting = std::as_const(*later.round).balls().first();
         later.ticks(5);
-        QCOMPARE(ViewGeometry::center(waiting), QPointF(0, 480));
+        QCOMPARE(waiting.center(), QPointF(0, 480));
         // Resuming adds one ball; the spawn counter went on from 150, not from 550.
         later.random.push({100, 0, 0});  // the newest script is the one installed
         stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);
         QCOMPARE(stage.round->balls().size(), 1);
-        QCOMPARE(ViewGeometry::center(stage.round->balls().first()), QPointF(110, 480));
+        QCOMPARE(stage.round->balls().first().center(), QPointF(110, 480));
         stage.ticks(49);
         QCOMPARE(stage.round->balls().size(), 1);
         stage.ticks(1);
         QCOMPARE(stage.round->balls().size(), 2);
         later.ticks(1);
-        QCOMPARE(ViewGeometry::center(waiting), QPointF(14, 487));
+        QCOMPARE(waiting.center(), QPointF(14, 487));
+        // Resuming a round nobody has shown yet loads it first, as showing it would.
+        Touch unseen;
+        unseen.alertViewDidDismissWithButtonIndex(nullptr, 0);
+        QCOMPARE(unseen.balls().size(), 2);
     }
 
     void pickupsComeAtRandomAndTheStartResetsTheScore()
@@ -331,8 +370,8 @@ private slots:
         stage.round->alertViewDidDismissWithButtonIndex(nullptr, 0);  // adds a second ball
         const qsizetype timers = stage.timers().size();
         for (int tick = 0; tick < 2; ++tick) {
-            for (Ball *ball : stage.round->balls())
-                ViewGeometry::setCenter(ball, ViewGeometry::center(stage.player()));
+            for (Ball &ball : stage.round->balls())
+                ball.setCenter(ViewGeometry::center(stage.player()));
             stage.ticks(1);
         }
         auto *over = qobject_cast<Over *>(stage.round->modalViewController());

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+
+#include <chrono>
+#include <vector>
+
+class Touch;
+
+// When a round's motion timer fired, to tell how steady the round ran: the
+// benchmarks and the autoplay bot report the periods between firings.
+class TickClock : public QObject
+{
+public:
+    using Stamp = std::chrono::steady_clock::time_point;
+
+    // Watches the round's motion timer, if the round has started, instead of
+    // the one watched before.
+    void watch(Touch *round);
+    // Milliseconds between consecutive firings, in order; forgets them.
+    std::vector<double> takePeriods();
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    QPointer<QObject> timer_;
+    std::vector<Stamp> stamps_;
+};
