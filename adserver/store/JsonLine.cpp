@@ -30,12 +30,24 @@ std::size_t utf8SequenceLength(std::string_view text)
     return overlong || surrogate || point > 0x10ffff ? 0 : length;
 }
 
+bool isPlain(unsigned char c)
+{
+    return c >= 0x20 && c < 0x80 && c != '"' && c != '\\';
+}
+
 }  // namespace
 
 void JsonLine::appendString(std::string &out, std::string_view text)
 {
     out.push_back('"');
     for (std::size_t i = 0; i < text.size();) {
+        // Most text needs no escaping: it goes in whole runs.
+        std::size_t plain = i;
+        while (plain < text.size() && isPlain(static_cast<unsigned char>(text[plain])))
+            ++plain;
+        out.append(text.substr(i, plain - i));
+        if ((i = plain) == text.size())
+            break;
         const auto c = static_cast<unsigned char>(text[i]);
         if (c >= 0x80) {
             const std::size_t length = utf8SequenceLength(text.substr(i));
