@@ -55,7 +55,7 @@ AdRoutes::Route AdRoutes::routeOf(std::string_view path)
 {
     if (path == "/ad")
         return Route::ad;
-    if (path == "/tiskos/sdk-core-v40.js")
+    if (path == CoreScript::path)
         return Route::coreScript;
     if (path.starts_with("/page/"))
         return Route::page;

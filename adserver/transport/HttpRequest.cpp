@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <strings.h>
 
-HttpRequest::HttpRequest(std::string_view method, std::string_view target, std::span<const Header> headers)
+HttpRequest::HttpRequest(std::string_view method, std::string_view target, std::span<const Header> headers,
+                         const Deferrer *deferrer)
     : method_(method)
     , headers_(headers)
+    , deferrer_(deferrer)
 {
     const std::size_t mark = target.find('?');
     path_ = UrlText::decode(target.substr(0, mark));

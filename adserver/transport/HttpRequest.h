@@ -1,7 +1,9 @@
 #pragma once
 
+#include "transport/Reply.h"
 #include "transport/UrlText.h"
 
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,8 +16,18 @@ class HttpRequest
 {
 public:
     using Header = std::pair<std::string_view, std::string_view>;
+    // Answers a request whose handler returned before its answer was known;
+    // callable once, from any thread; does nothing once the connection is gone.
+    using Completion = std::function<void(Reply reply)>;
+    using Deferrer = std::function<Completion()>;
 
-    HttpRequest(std::string_view method, std::string_view target, std::span<const Header> headers);
+    HttpRequest(std::string_view method, std::string_view target, std::span<const Header> headers,
+                const Deferrer *deferrer = nullptr);
+
+    // For a handler that answers later (once something it waits for has
+    // landed): what it returns is then ignored, and nothing more is read on
+    // the connection until the completion is called.
+    Completion answerLater() const { return deferrer_ ? (*deferrer_)() : Completion(); }
 
     std::string_view method() const { return method_; }
     // Percent-decoded.
@@ -34,4 +46,5 @@ private:
     std::string path_;
     std::string_view query_;
     std::span<const Header> headers_;
+    const Deferrer *deferrer_;
 };

@@ -42,6 +42,7 @@ HttpSession::HttpSession(net::ip::tcp::socket &&socket, const net::ip::address &
     : stream_(std::move(socket))
     , peer_(peer)
     , buffer_(limits.headerBytes + 64 * 1024)
+    , deferrer_([this] { return answerLater(); })
     , delay_(stream_.get_executor())
     , limits_(limits)
     , handler_(handler)
@@ -121,20 +122,45 @@ void HttpSession::onRead(beast::error_code error)
     if (auto refusal = protocolRefusal())
         return answer(std::move(*refusal), false);
     const auto &message = parser_->get();
-    answer(handle(), message.version() == 11 && message.keep_alive());
+    requestKeepAlive_ = message.version() == 11 && message.keep_alive();
+    if (auto reply = handle())
+        answer(std::move(*reply), requestKeepAlive_);
 }
 
-Reply HttpSession::handle()
+std::optional<Reply> HttpSession::handle()
 {
     const auto &message = parser_->get();
     headers_.clear();
     for (const auto &field : message)
         headers_.emplace_back(view(field.name_string()), view(field.value()));
-    const HttpRequest request(view(message.method_string()), view(message.target()), headers_);
+    const HttpRequest request(view(message.method_string()), view(message.target()), headers_, &deferrer_);
     // A NUL or line break inside a path would cut it short wherever it is used as text.
     if (UrlText::hasControlCharacter(request.path()))
         return Reply::text(400, "control character in the path");
-    return handler_(request);
+    deferred_ = false;
+    Reply reply = handler_(request);
+    if (deferred_)
+        return std::nullopt;
+    return reply;
+}
+
+HttpRequest::Completion HttpSession::answerLater()
+{
+    deferred_ = true;
+    // Until the answer comes, this wait holds the session; it ends with the
+    // server's I/O, so a completion never keeps a session past the server.
+    delay_.expires_at(net::steady_timer::time_point::max());
+    delay_.async_wait([self = shared_from_this()](beast::error_code) {});
+    return [weak = weak_from_this(), keepAlive = requestKeepAlive_](Reply reply) {
+        auto self = weak.lock();
+        if (!self)  // closed meanwhile, or the server stopped
+            return;
+        const auto executor = self->stream_.get_executor();
+        net::post(executor, [self = std::move(self), reply = std::move(reply), keepAlive]() mutable {
+            self->delay_.cancel();
+            self->answer(std::move(reply), keepAlive);
+        });
+    };
 }
 
 void HttpSession::refuseBrokenRequest(beast::error_code error)

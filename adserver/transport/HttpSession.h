@@ -25,7 +25,8 @@ struct TransportCounters;
 // One client connection: reads a request, answers it, and goes on while the
 // client keeps the connection alive. The next request is read only once the
 // answer before it has been sent, so answers keep their order and a client
-// that does not read holds one reply at most. A reply goes out as one
+// that does not read holds one reply at most; the same holds while a handler
+// answers later. A reply goes out as one
 // gathered write of header and body (a file in chunks, the first with the header).
 class HttpSession : public std::enable_shared_from_this<HttpSession>
 {
@@ -52,7 +53,9 @@ private:
     void onRead(boost::beast::error_code error);
     void refuseBrokenRequest(boost::beast::error_code error);
     std::optional<Reply> protocolRefusal() const;
-    Reply handle();
+    // Nothing when the handler answers later.
+    std::optional<Reply> handle();
+    HttpRequest::Completion answerLater();
     void answer(Reply reply, bool keepAlive);
     bool readFileChunk();
     void writeSome();
@@ -69,6 +72,9 @@ private:
     boost::beast::flat_buffer buffer_;
     std::optional<Parser> parser_;
     std::vector<HttpRequest::Header> headers_;
+    const HttpRequest::Deferrer deferrer_;
+    bool deferred_ = false;
+    bool requestKeepAlive_ = false;
     boost::asio::steady_timer delay_;
     const HttpLimits &limits_;
     const HttpTransport::Handler &handler_;

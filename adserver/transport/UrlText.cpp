@@ -1,16 +1,18 @@
 #include "transport/UrlText.h"
 
+#include <charconv>
+
 namespace {
 
-int hexValue(char c)
+// The byte a "%XX" escape at the start of `text` stands for; -1 when it is not one.
+int escapedByte(std::string_view text)
 {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
+    if (text.size() < 3 || text[0] != '%')
+        return -1;
+    unsigned value = 0;
+    const char *end = text.data() + 3;
+    const auto [stop, error] = std::from_chars(text.data() + 1, end, value, 16);
+    return error == std::errc() && stop == end ? int(value) : -1;
 }
 
 }  // namespace
@@ -20,13 +22,12 @@ std::string UrlText::decode(std::string_view encoded)
     std::string decoded;
     decoded.reserve(encoded.size());
     for (std::size_t i = 0; i < encoded.size(); ++i) {
-        const int high = encoded[i] == '%' && i + 2 < encoded.size() ? hexValue(encoded[i + 1]) : -1;
-        const int low = high >= 0 ? hexValue(encoded[i + 2]) : -1;
-        if (low < 0) {
+        const int byte = escapedByte(encoded.substr(i));
+        if (byte < 0) {
             decoded.push_back(encoded[i]);
             continue;
         }
-        decoded.push_back(char(high * 16 + low));
+        decoded.push_back(char(byte));
         i += 2;
     }
     return decoded;

@@ -1,6 +1,7 @@
 #include "AdServer.h"
 #include "ServerOptions.h"
 #include "TestMain.h"
+#include "transport/HttpTransport.h"
 #include "transport/TransportCounters.h"
 
 #include <QDir>
@@ -20,6 +21,8 @@
 #include <csignal>
 #include <dirent.h>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
@@ -350,6 +353,40 @@ private slots:
         QVERIFY(client.read().body.size() > 8000);
         QCOMPARE(server.counters().writes.load() - writesBefore, 1u);
         QCOMPARE(serverSideNoDelay(server.port()), 1);
+    }
+
+    // A handler that answers later, from another thread: the connection reads
+    // nothing more until then, so pipelined answers keep their order.
+    void answersLaterKeepTheirOrder()
+    {
+        std::mutex mutex;
+        QStringList handled;
+        HttpRequest::Completion pending;
+        HttpTransport transport(HttpLimits(), [&](const HttpRequest &request) {
+            const std::lock_guard lock(mutex);
+            handled << QString::fromStdString(request.path());
+            if (request.path() == "/later")
+                pending = request.answerLater();
+            return Reply::text(200, "now");
+        });
+        QString error;
+        QVERIFY2(transport.listen(QHostAddress::LocalHost, 0, &error), qPrintable(error));
+        transport.start(1);
+        RawClient client(transport.port());
+        client.send(get("/later") + get("/now"));
+        QVERIFY(QTest::qWaitFor([&] { const std::lock_guard lock(mutex); return bool(pending); }));
+        {
+            const std::lock_guard lock(mutex);
+            QCOMPARE(handled, QStringList{"/later"});
+        }
+        std::thread([&] {
+            const std::lock_guard lock(mutex);
+            pending(Reply::text(200, "later"));
+        }).join();
+        QCOMPARE(client.read().body, QByteArray("later\n"));
+        QCOMPARE(client.read().body, QByteArray("now\n"));
+        const std::lock_guard lock(mutex);
+        QCOMPARE(handled, QStringList({"/later", "/now"}));
     }
 
     // Clients that ask for the largest page and never read it: the server
