@@ -245,6 +245,7 @@ void HttpSession::writeSome()
     const std::array<net::const_buffer, 2> buffers{net::buffer(head_.data() + headSent_, head_.size() - headSent_),
                                                    net::buffer(body_.data(), body_.size())};
     stream_.expires_after(limits_.idleTimeout);
+    ++counters_.writes;
     stream_.async_write_some(buffers, [self = shared_from_this()](beast::error_code error, std::size_t written) {
         self->onWritten(error, written);
     });
@@ -255,7 +256,6 @@ void HttpSession::onWritten(beast::error_code error, std::size_t written)
     if (error)
         return stream_.close();
     markActive();
-    ++counters_.writes;
     counters_.bytesSent += written;
     const std::size_t fromHead = std::min(written, head_.size() - headSent_);
     headSent_ += fromHead;

@@ -9,7 +9,7 @@ struct TransportCounters
 {
     std::atomic<std::size_t> openConnections{0};
     std::atomic<std::uint64_t> bytesSent{0};
-    // Socket writes issued: a reply that fits the socket's buffer takes one.
+    // Socket writes issued (counted before they complete): a reply that fits the socket's buffer takes one.
     std::atomic<std::uint64_t> writes{0};
     // Turned away at accept: over the per-address limit, or at the global cap with no idle connection to close.
     std::atomic<std::uint64_t> refusedConnections{0};

@@ -432,10 +432,13 @@ private slots:
         normal.send(get(adRequest));
         QCOMPARE(normal.read().status, 302);
         const qint64 peakKb = memoryKb(server.pid(), "VmHWM:");
-        qInfo("peak memory with %d clients not reading: %lld kB", clients, peakKb);
-        QVERIFY2(peakKb < 200 * 1024, QByteArray::number(peakKb) + " kB at the peak");
         for (const int fd : sockets)
             ::close(fd);
+        qInfo("peak memory with %d clients not reading: %lld kB", clients, peakKb);
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the sanitizer's shadow memory and quarantine dwarf the figure; the normal build checks it");
+#endif
+        QVERIFY2(peakKb < 200 * 1024, QByteArray::number(peakKb) + " kB at the peak");
     }
 
     void staticFilesStayInsideTheSite()
