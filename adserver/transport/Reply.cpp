@@ -3,7 +3,6 @@
 #include <boost/beast/http/status.hpp>
 
 #include <charconv>
-#include <strings.h>
 
 Reply Reply::withBody(int status, const QByteArray &contentType, const QByteArray &body)
 {
@@ -34,20 +33,6 @@ Reply &Reply::addHeader(std::string_view name, std::initializer_list<std::string
         headers_.append(part);
     headers_.append("\r\n");
     return *this;
-}
-
-std::string_view Reply::header(std::string_view name) const
-{
-    const std::string_view lines = headers_;
-    for (std::size_t start = 0; start < lines.size();) {
-        const std::size_t end = lines.find("\r\n", start);
-        const std::string_view line = lines.substr(start, end - start);
-        if (line.size() > name.size() + 1 && line[name.size()] == ':'
-            && ::strncasecmp(line.data(), name.data(), name.size()) == 0)
-            return line.substr(name.size() + 2);
-        start = end + 2;
-    }
-    return {};
 }
 
 void Reply::writeHead(std::string &out, std::uint64_t contentLength, bool keepAlive) const

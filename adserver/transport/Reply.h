@@ -34,9 +34,6 @@ public:
     Reply &addHeader(std::string_view name, std::string_view value) { return addHeader(name, {value}); }
     Reply &addHeader(std::string_view name, const char *value) { return addHeader(name, {std::string_view(value)}); }
     Reply &addHeader(std::string_view name, const QByteArray &value) { return addHeader(name, {std::string_view(value.constData(), std::size_t(value.size()))}); }
-    // The first value of a header, names compared case-insensitively.
-    std::string_view header(std::string_view name) const;
-    const std::string &headerLines() const { return headers_; }
 
     // The status line and header block for a body of `contentLength` bytes.
     void writeHead(std::string &out, std::uint64_t contentLength, bool keepAlive) const;
