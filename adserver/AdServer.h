@@ -1,12 +1,13 @@
 #pragma once
 
-#include "store/AdStats.h"
+#include "ServerOptions.h"
+#include "metrics/ServerMetrics.h"
 #include "routes/CoreScript.h"
-#include "store/CountStore.h"
 #include "routes/CreativeCatalogue.h"
 #include "routes/FaultInjector.h"
+#include "store/AdStats.h"
+#include "store/CountStore.h"
 #include "store/RequestLog.h"
-#include "ServerOptions.h"
 
 #include <memory>
 #include <mutex>
@@ -16,6 +17,7 @@ class BatchWriter;
 class HttpRequest;
 class HttpTransport;
 class Reply;
+struct TransportCounters;
 class StaticFiles;
 
 // The house ad server: loads the site, opens the request log and the count
@@ -36,16 +38,19 @@ public:
     // After log rotation: the next lines go to a new file at the log's path.
     void reopenLog() { log_.reopen(); }
     RequestLog &requestLog() { return log_; }
+    const TransportCounters &transportCounters() const;
 
 private:
     bool openStorage(QString *error);
     Reply respond(const HttpRequest &request);
+    Reply metricsPage();
 
     ServerOptions options_;
     FaultInjector faults_;
     CreativeCatalogue catalogue_;
     CoreScript script_;
     RequestLog log_;
+    ServerMetrics metrics_;
     std::unique_ptr<CountStore> store_;
     std::unique_ptr<StaticFiles> files_;
     std::unique_ptr<AdStats> stats_;

@@ -95,7 +95,9 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto parametersOption = option("max-parameters", QStringLiteral("Query parameters per request; beyond: 400."), "N", QString::number(defaults.queryParameters));
     const auto headerTimeoutOption = option("header-timeout", QStringLiteral("Seconds to receive a whole request once it began."), "SECONDS", QString::number(defaults.headerTimeout.count() / 1000));
     const auto idleTimeoutOption = option("idle-timeout", QStringLiteral("Seconds a kept-alive connection may wait for its next request."), "SECONDS", QString::number(defaults.idleTimeout.count() / 1000));
-    const auto connectionsOption = option("max-connections", QStringLiteral("Open connections; beyond, new ones are closed at once."), "N", QString::number(defaults.connections));
+    const auto connectionsOption = option("max-connections", QStringLiteral("Open connections; beyond, the longest-idle one is closed for a newcomer."), "N", QString::number(defaults.connections));
+    const auto perAddressOption = option("max-connections-per-address", QStringLiteral("Open connections from one client address; beyond, new ones are closed at once."), "N", QString::number(defaults.connectionsPerAddress));
+    const auto unsentOption = option("max-unsent-bytes", QStringLiteral("Reply bytes held for clients that do not read them, all together; beyond, the slowest reader is closed."), "BYTES", QString::number(defaults.unsentBytes));
 
     if (!parser.parse(arguments)) {
         *error = parser.errorText();
@@ -169,7 +171,8 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     threads = int(number);
     const QList<std::pair<const QCommandLineOption *, std::size_t *>> sizes{
         {&headerBytesOption, &limits.headerBytes}, {&headerCountOption, &limits.headerCount}, {&bodyOption, &limits.bodyBytes},
-        {&parametersOption, &limits.queryParameters}, {&connectionsOption, &limits.connections}};
+        {&parametersOption, &limits.queryParameters}, {&connectionsOption, &limits.connections},
+        {&perAddressOption, &limits.connectionsPerAddress}, {&unsentOption, &limits.unsentBytes}};
     for (const auto &[sizeOption, size] : sizes) {
         if (!whole(*sizeOption, 1, 1 << 30))
             return false;

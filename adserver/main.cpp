@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <malloc.h>
 #include <pthread.h>
 #include <sys/resource.h>
 
@@ -28,6 +29,14 @@ void fitConnectionsToDescriptors(ServerOptions &options)
                      static_cast<unsigned long long>(limit.rlim_cur));
         options.limits.connections = fitting;
     }
+}
+
+// Blocks above this size are mapped and unmapped on their own, so what many
+// slow clients held goes back to the system when they go; left to itself,
+// the allocator raises this bar after large frees and keeps such blocks.
+void returnLargeBlocksToTheSystem()
+{
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
 }
 
 // Blocked before any thread starts, so that every thread inherits the mask and
@@ -58,6 +67,7 @@ int main(int argc, char **argv)
     }
 
     fitConnectionsToDescriptors(options);
+    returnLargeBlocksToTheSystem();
     const sigset_t handled = blockHandledSignals();
     AdServer server(options);
     if (!server.start(&error)) {

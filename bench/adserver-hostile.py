@@ -51,10 +51,10 @@ def peak_kb(pid):
     return 0
 
 
-def request(port, raw, timeout=10.0, read_all=True):
+def request(port, raw, timeout=10.0, read_all=True, source=None):
     """Sends raw bytes, returns (status line, total bytes received, seconds)."""
     began = time.monotonic()
-    with socket.create_connection(("127.0.0.1", port), timeout=timeout) as s:
+    with socket.create_connection(("127.0.0.1", port), timeout=timeout, source_address=source) as s:
         s.sendall(raw)
         data = bytearray()
         try:
@@ -71,7 +71,7 @@ def request(port, raw, timeout=10.0, read_all=True):
 
 
 class Prober(threading.Thread):
-    """A normal client: a fresh connection and one ad request every 100 ms."""
+    """A normal client: a fresh connection and one ad request every 100 ms, from an address of its own."""
 
     def __init__(self, port):
         super().__init__(daemon=True)
@@ -81,7 +81,8 @@ class Prober(threading.Thread):
         while not self.stop.is_set():
             try:
                 # The answer's header block is all of it (a redirect with no body).
-                status, _, took = request(self.port, f"GET {AD} HTTP/1.1\r\nHost: x\r\n\r\n".encode(), 5, False)
+                status, _, took = request(self.port, f"GET {AD} HTTP/1.1\r\nHost: x\r\n\r\n".encode(), 5, False,
+                                          ("127.0.0.2", 0))
                 if not status.startswith("HTTP/1.1 302"):
                     self.failures += 1
                 self.worst = max(self.worst, took)
@@ -169,6 +170,51 @@ def case_abandoned_stats(port):
     return f"{answered}/100 big ad requests answered, then 20 unread /stats answers held 8 s"
 
 
+def rss_kb(pid):
+    for line in open(f"/proc/{pid}/status"):
+        if line.startswith("VmRSS"):
+            return int(line.split()[1])
+    return 0
+
+
+def case_unread_stats_1500(port, pid):
+    """The recent list filled with requests of 999 parameters, then 1,500 clients that never read /stats."""
+    query = "&".join(f"k{i}=" for i in range(997))
+    for _ in range(100):
+        request(port, f"GET /ad?slotname={UNIT}&preqs=1&{query} HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n".encode(), 5)
+    _, size, _ = request(port, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 30)
+    sockets = []
+    for _ in range(1500):
+        s = socket.socket()
+        s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        s.connect(("127.0.0.1", port))
+        s.sendall(b"GET /stats HTTP/1.1\r\nHost: x\r\n\r\n")
+        sockets.append(s)
+    time.sleep(8)
+    held = count_open(sockets)
+    for s in sockets:
+        s.close()
+    time.sleep(2)
+    return f"/stats {size / 1e6:.1f} MB; 1,500 unread for 8 s, {held} still open; {rss_kb(pid) / 1024:.0f} MB resident after they left"
+
+
+def case_one_address(port, pid):
+    """One address opens 4,096 connections and sends a request on each."""
+    sockets, refused = [], 0
+    for _ in range(4096):
+        try:
+            s = socket.create_connection(("127.0.0.1", port), timeout=2)
+            s.sendall(b"GET /stats HTTP/1.1\r\nHost: x\r\n\r\n")
+            sockets.append(s)
+        except OSError:
+            refused += 1
+    time.sleep(5)
+    held = count_open(sockets)
+    for s in sockets:
+        s.close()
+    return f"{held} of 4,096 held open after 5 s ({refused} refused at connect)"
+
+
 def case_fd_limit(port):
     sockets, refused = [], 0
     for _ in range(400):
@@ -235,11 +281,17 @@ CASES = {
     "long-line": case_long_line, "long-header": case_long_header, "long-body": case_long_body,
     "many-params": case_many_params, "big-stats": case_big_stats, "near-limit-stats": case_near_limit_stats, "abandoned-stats": case_abandoned_stats,
     "fd-limit": case_fd_limit, "slow-and-idle": case_slow_and_idle, "protocol": case_protocol,
+    "unread-stats-1500": case_unread_stats_1500, "one-address": case_one_address,
 }
+# Cases that also look at the server process.
+WITH_PID = {"unread-stats-1500", "one-address"}
 
 
 def main():
     binary, www, *names = sys.argv[1:]
+    # Room for thousands of client sockets of our own.
+    soft, hard = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (hard, hard))
     print("| case | attacker saw | server peak RSS | server CPU | normal ad request, slowest (failures) |")
     print("|---|---|---|---|---|")
     for name in names or CASES:
@@ -250,7 +302,7 @@ def main():
                 prober = Prober(port)
                 prober.start()
                 try:
-                    seen = CASES[name](port)
+                    seen = CASES[name](port, proc.pid) if name in WITH_PID else CASES[name](port)
                 except OSError as error:
                     seen = f"client error: {error}"
                 prober.stop.set()

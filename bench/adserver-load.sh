@@ -85,14 +85,16 @@ for _ in $(seq 50); do curl -s -o /dev/null "http://127.0.0.1:$port/ad" && break
 run nginx "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
 
 rate() { awk '/Requests\/sec/ {print int($2)}' "$work/$1.wrk"; }
+p50() { awk '$1 == "50%" {print $2}' "$work/$1.wrk"; }
 p99() { awk '$1 == "99%" {print $2}' "$work/$1.wrk"; }
 errors() { grep -E "Socket errors|Non-2xx" "$work/$1.wrk" | grep -v "Non-2xx or 3xx responses: 0" | tr -s ' ' | paste -sd';' || true; }
 memory() { awk '{printf "%d -> %d kB", $1, $2}' "$work/$1.rss"; }
 echo
-echo "| server | requests/s | p99 | errors | RSS after warm-up -> after |"
-echo "|---|---|---|---|---|"
+load() { awk '{print $3}' "$work/$1.rss"; }
+echo "| server | requests/s | p50 | p99 | errors | RSS after warm-up -> after | load average |"
+echo "|---|---|---|---|---|---|---|"
 for name in adserver nginx; do
-    echo "| $name | $(rate $name) | $(p99 $name) | $(errors $name | sed 's/^$/none/') | $(memory $name) |"
+    echo "| $name | $(rate $name) | $(p50 $name) | $(p99 $name) | $(errors $name | sed 's/^$/none/') | $(memory $name) | $(load $name) |"
 done
 awk -v a="$(rate adserver)" -v b="$(rate nginx)" 'BEGIN {printf "velmora-adserver / nginx: %.2f (target >= 0.5, p99 < 10 ms)\n", a / b}'
 echo "request log written by velmora-adserver: $lines lines"

@@ -5,6 +5,7 @@
 #include "routes/CreativeCatalogue.h"
 #include "routes/FaultInjector.h"
 #include "transport/HttpRequest.h"
+#include "metrics/ServerMetrics.h"
 #include "ServerOptions.h"
 #include "routes/StaticFiles.h"
 
@@ -12,74 +13,123 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 
 namespace {
 
-QString queryValue(const QUrlQuery &query, const QString &key)
+QString parameter(const HttpRequest &request, std::string_view name)
 {
-    return query.queryItemValue(key, QUrl::FullyDecoded);
+    return QString::fromStdString(request.parameter(name).value_or(std::string()));
 }
 
 // Values echoed into pages and URLs: anything unexpected is dropped.
-QByteArray safeUnit(const QUrlQuery &query)
+QByteArray safeUnit(const HttpRequest &request)
 {
-    const QString unit = queryValue(query, QStringLiteral("unit"));
+    const QString unit = parameter(request, "unit");
     return ServerOptions::isWellFormedUnit(unit) ? unit.toLatin1() : QByteArray();
 }
 
-QByteArray safeRequestId(const QUrlQuery &query)
+QByteArray safeRequestId(const HttpRequest &request)
 {
     bool ok = false;
-    const qint64 id = queryValue(query, QStringLiteral("rid")).toLongLong(&ok);
+    const qint64 id = parameter(request, "rid").toLongLong(&ok);
     return QByteArray::number(ok && id > 0 ? id : 0);
+}
+
+QByteArray ifModifiedSince(const HttpRequest &request)
+{
+    const std::string_view value = request.header("If-Modified-Since");
+    return QByteArray(value.data(), qsizetype(value.size()));
+}
+
+std::string_view view(const QByteArray &bytes)
+{
+    return {bytes.constData(), std::size_t(bytes.size())};
 }
 
 }  // namespace
 
+AdRoutes::Route AdRoutes::routeOf(std::string_view path)
+{
+    if (path == "/ad")
+        return Route::ad;
+    if (path == CoreScript::path)
+        return Route::coreScript;
+    if (path.starts_with("/page/"))
+        return Route::page;
+    if (path.starts_with("/click/"))
+        return Route::click;
+    if (path.starts_with("/track/"))
+        return Route::track;
+    if (path == "/stats")
+        return Route::stats;
+    if (path == "/metrics")
+        return Route::metrics;
+    return Route::file;
+}
+
+const char *AdRoutes::routeName(Route route)
+{
+    static constexpr const char *names[routeCount] = {"ad", "core_script", "page", "click", "track", "stats", "metrics", "file"};
+    return names[int(route)];
+}
+
 AdRoutes::AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
-                   const CoreScript &script, const StaticFiles &files, AdStats &stats)
+                   const CoreScript &script, const StaticFiles &files, AdStats &stats, ServerMetrics &metrics)
     : options_(options)
     , faults_(faults)
     , catalogue_(catalogue)
     , script_(script)
     , files_(files)
     , stats_(stats)
+    , metrics_(metrics)
 {
+    for (const QString &unit : options.units)
+        units_.emplace_back(unit.toStdString(), unit);
 }
 
-Reply AdRoutes::handle(const HttpRequest &request)
+void AdRoutes::setBaseUrl(const QByteArray &baseUrl)
 {
-    const QString path = request.path();
-    const QUrlQuery &query = request.query();
-    const QByteArray &base = base_;
+    base_ = baseUrl;
+    links_.clear();
+}
 
-    if (path == QLatin1String("/ad"))
-        return adRequest(query, base);
-    if (path == CoreScript::path)
-        return script_.reply(base, request.header("If-Modified-Since"));
-    if (path.startsWith(QLatin1String("/page/")))
-        return adPage(path.mid(6), query, base);
-    if (path.startsWith(QLatin1String("/click/")))
-        return clickThrough(path.mid(7), query, base);
-    if (path.startsWith(QLatin1String("/track/")))
-        return track(path.mid(7), query);
-    if (path == QLatin1String("/stats"))
+Reply AdRoutes::handle(Route route, const HttpRequest &request)
+{
+    const std::string &path = request.path();
+    switch (route) {
+    case Route::ad:
+        return adRequest(request);
+    case Route::coreScript:
+        return script_.reply(base_, ifModifiedSince(request));
+    case Route::page:
+        return adPage(QString::fromStdString(path.substr(6)), request);
+    case Route::click:
+        return clickThrough(QString::fromStdString(path.substr(7)), request);
+    case Route::track:
+        return track(std::string_view(path).substr(7), request);
+    case Route::stats:
         return statsPage();
-    if (auto file = files_.serve(path, request.header("If-Modified-Since")))
+    case Route::metrics:
+    case Route::file:
+        break;
+    }
+    if (auto file = files_.serve(QString::fromStdString(path), ifModifiedSince(request)))
         return *file;
     return Reply::text(404, "not found");
 }
 
-Reply AdRoutes::adRequest(const QUrlQuery &query, const QByteArray &base)
+Reply AdRoutes::adRequest(const HttpRequest &request)
 {
     if (faults_.redirectLoop())
-        return redirectLoop(query, base);
+        return redirectLoop(request);
     if (const auto status = faults_.forcedAdStatus())
         return Reply::text(*status, "fault injected: status " + QByteArray::number(*status));
 
-    const QString unit = queryValue(query, QStringLiteral("slotname"));
-    if (!ServerOptions::isWellFormedUnit(unit) || !options_.units.contains(unit)) {
+    const QString *unit = servedUnit(request.parameter("slotname").value_or(std::string()));
+    if (!unit) {
         stats_.recordRejected();
         return Reply::text(400, "unknown ad unit");
     }
@@ -87,21 +137,44 @@ Reply AdRoutes::adRequest(const QUrlQuery &query, const QByteArray &base)
     const CreativeCatalogue::Creative *creative = nullptr;
     if (nextRequestFills())
         creative = faults_.flood() ? catalogue_.find(QStringLiteral("flood")) : catalogue_.next();
-    stats_.recordAdRequest(id, unit, query, creative ? creative->id : QString());
+    stats_.recordAdRequest(id, *unit, request.query(), creative ? creative->id : QString());
+    metrics_.countAdRequest(creative != nullptr);
     if (!creative)
         return noFill();
 
-    const QByteArray ids = "unit=" + unit.toLatin1() + "&creative=" + creative->id.toLatin1()
-        + "&rid=" + QByteArray::number(id);
-    Reply reply = Reply::redirect(base + "/page/" + creative->id.toLatin1() + "?unit=" + unit.toLatin1()
-                                  + "&rid=" + QByteArray::number(id));
-    reply.addHeader("X-Tiskos-Tracking-Urls",
-                    base + "/track/impression?" + ids + ' ' + base + "/track/viewable?" + ids);
-    reply.addHeader("X-Tiskos-Orientation", creative->orientation.toLatin1());
+    const AdLinks &links = linksFor(*unit, *creative);
+    char number[24];
+    const std::string_view rid(number, std::size_t(std::to_chars(number, number + sizeof number, id).ptr - number));
+    Reply reply;
+    reply.status = 302;
+    reply.addHeader("Location", {links.page, rid});
+    reply.addHeader("X-Tiskos-Tracking-Urls", {links.impression, rid, " ", links.viewable, rid});
+    reply.addHeader("X-Tiskos-Orientation", links.orientation);
     return reply;
 }
 
-Reply AdRoutes::adPage(const QString &creativeId, const QUrlQuery &query, const QByteArray &base) const
+const QString *AdRoutes::servedUnit(const std::string &unit) const
+{
+    for (const auto &[text, served] : units_) {
+        if (text == unit)
+            return &served;
+    }
+    return nullptr;
+}
+
+const AdRoutes::AdLinks &AdRoutes::linksFor(const QString &unit, const CreativeCatalogue::Creative &creative)
+{
+    auto found = links_.find({unit, creative.id});
+    if (found != links_.end())
+        return found->second;
+    const std::string base = base_.toStdString();
+    const std::string ids = "unit=" + unit.toStdString() + "&creative=" + creative.id.toStdString() + "&rid=";
+    AdLinks links{base + "/page/" + creative.id.toStdString() + "?unit=" + unit.toStdString() + "&rid=",
+                  base + "/track/impression?" + ids, base + "/track/viewable?" + ids, creative.orientation.toStdString()};
+    return links_.emplace(std::pair(unit, creative.id), std::move(links)).first->second;
+}
+
+Reply AdRoutes::adPage(const QString &creativeId, const HttpRequest &request) const
 {
     const CreativeCatalogue::Creative *creative = catalogue_.find(creativeId);
     if (!creative)
@@ -109,9 +182,9 @@ Reply AdRoutes::adPage(const QString &creativeId, const QUrlQuery &query, const 
     if (faults_.emptyPage())
         return noFill();
     const QHash<QByteArray, QByteArray> values{
-        {"base", base},
-        {"unit", safeUnit(query)},
-        {"rid", safeRequestId(query)},
+        {"base", base_},
+        {"unit", safeUnit(request)},
+        {"rid", safeRequestId(request)},
         {"creative", creative->id.toLatin1()},
     };
     Reply reply = Reply::withBody(200, "text/html; charset=utf-8", CreativeCatalogue::render(*creative, values));
@@ -120,24 +193,28 @@ Reply AdRoutes::adPage(const QString &creativeId, const QUrlQuery &query, const 
     return reply;
 }
 
-Reply AdRoutes::clickThrough(const QString &creativeId, const QUrlQuery &query, const QByteArray &base)
+Reply AdRoutes::clickThrough(const QString &creativeId, const HttpRequest &request)
 {
     const CreativeCatalogue::Creative *creative = catalogue_.find(creativeId);
     if (!creative || creative->target.isEmpty())
         return Reply::text(404, "no such creative");
-    stats_.recordClickThrough(QString::fromLatin1(safeUnit(query)), creative->id);
+    stats_.recordClickThrough(QString::fromLatin1(safeUnit(request)), creative->id);
+    metrics_.countClickThrough();
     const QByteArray target = creative->target.toUtf8();
-    return Reply::redirect(target.startsWith('/') ? base + target : target);
+    return Reply::redirect(view(target.startsWith('/') ? base_ + target : target));
 }
 
-Reply AdRoutes::track(const QString &event, const QUrlQuery &query)
+Reply AdRoutes::track(std::string_view event, const HttpRequest &request)
 {
-    const QString unit = QString::fromLatin1(safeUnit(query));
-    const QString creative = queryValue(query, QStringLiteral("creative"));
-    if (event == QLatin1String("impression"))
+    const QString unit = QString::fromLatin1(safeUnit(request));
+    const QString creative = parameter(request, "creative");
+    if (event == "impression") {
         stats_.recordImpression(unit, creative);
-    else if (event == QLatin1String("click"))
+        metrics_.countImpression();
+    } else if (event == "click") {
         stats_.recordClick(unit, creative);
+        metrics_.countClick();
+    }
     Reply reply = Reply::text(200, QByteArray());
     reply.addHeader("Cache-Control", "no-store");
     return reply;
@@ -159,12 +236,17 @@ Reply AdRoutes::statsPage()
     return reply;
 }
 
-Reply AdRoutes::redirectLoop(QUrlQuery query, const QByteArray &base) const
+Reply AdRoutes::redirectLoop(const HttpRequest &request) const
 {
-    const int hop = queryValue(query, QStringLiteral("hop")).toInt() + 1;
-    query.removeAllQueryItems(QStringLiteral("hop"));
-    query.addQueryItem(QStringLiteral("hop"), QString::number(hop));
-    return Reply::redirect(base + "/ad?" + query.toString(QUrl::FullyEncoded).toLatin1());
+    const int hop = parameter(request, "hop").toInt() + 1;
+    std::string query;
+    for (std::string_view rest = request.query(); !rest.empty();) {
+        const std::string_view pair = rest.substr(0, rest.find('&'));
+        rest.remove_prefix(std::min(rest.size(), pair.size() + 1));
+        if (!pair.empty() && !pair.starts_with("hop=") && pair != "hop")
+            query.append(pair).push_back('&');
+    }
+    return Reply::redirect(view(base_ + "/ad?" + QByteArray::fromStdString(query) + "hop=" + QByteArray::number(hop)));
 }
 
 Reply AdRoutes::noFill() const

@@ -1,18 +1,22 @@
 #pragma once
 
+#include "routes/CreativeCatalogue.h"
 #include "transport/Reply.h"
 
 #include <QByteArray>
 #include <QString>
-#include <QUrlQuery>
 
 #include <chrono>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
 
 class AdStats;
 class CoreScript;
-class CreativeCatalogue;
 class FaultInjector;
 class HttpRequest;
+class ServerMetrics;
 class ServerOptions;
 class StaticFiles;
 
@@ -23,25 +27,42 @@ class StaticFiles;
 //   /click/<creative>        a click-through: 302 to the landing page or application link
 //   /track/<event>           impression and click trackers: 200
 //   /stats                   counters and the latest ad requests as JSON, rebuilt at most once per interval
+//   /metrics                 the same counts for a monitoring scraper (answered by the server itself)
 //   anything else            a file of the site directory
 class AdRoutes
 {
 public:
-    AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
-             const CoreScript &script, const StaticFiles &files, AdStats &stats);
+    enum class Route { ad, coreScript, page, click, track, stats, metrics, file };
+    static constexpr int routeCount = 8;
+    static Route routeOf(std::string_view path);
+    static const char *routeName(Route route);
 
-    Reply handle(const HttpRequest &request);
+    AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
+             const CoreScript &script, const StaticFiles &files, AdStats &stats, ServerMetrics &metrics);
+
+    Reply handle(Route route, const HttpRequest &request);
     // The server's own http://host:port, put into every link; a client's Host header never is.
-    void setBaseUrl(const QByteArray &baseUrl) { base_ = baseUrl; }
+    void setBaseUrl(const QByteArray &baseUrl);
 
 private:
-    Reply adRequest(const QUrlQuery &query, const QByteArray &base);
-    Reply adPage(const QString &creativeId, const QUrlQuery &query, const QByteArray &base) const;
-    Reply clickThrough(const QString &creativeId, const QUrlQuery &query, const QByteArray &base);
-    Reply track(const QString &event, const QUrlQuery &query);
+    // Everything of an ad answer but the request id, written once per unit and creative.
+    struct AdLinks
+    {
+        std::string page;        // ...?unit=U&rid=
+        std::string impression;  // ...?unit=U&creative=C&rid=
+        std::string viewable;
+        std::string orientation;
+    };
+
+    Reply adRequest(const HttpRequest &request);
+    Reply adPage(const QString &creativeId, const HttpRequest &request) const;
+    Reply clickThrough(const QString &creativeId, const HttpRequest &request);
+    Reply track(std::string_view event, const HttpRequest &request);
     Reply statsPage();
-    Reply redirectLoop(QUrlQuery query, const QByteArray &base) const;
+    Reply redirectLoop(const HttpRequest &request) const;
     Reply noFill() const;
+    const QString *servedUnit(const std::string &unit) const;
+    const AdLinks &linksFor(const QString &unit, const CreativeCatalogue::Creative &creative);
 
     bool nextRequestFills();
     void addRefreshRate(Reply &reply) const;
@@ -52,7 +73,10 @@ private:
     const CoreScript &script_;
     const StaticFiles &files_;
     AdStats &stats_;
+    ServerMetrics &metrics_;
     QByteArray base_;
+    std::vector<std::pair<std::string, QString>> units_;
+    std::map<std::pair<QString, QString>, AdLinks> links_;
     qint64 fillDecisions_ = 0;
     QByteArray statsSnapshot_;
     std::chrono::steady_clock::time_point statsBuiltAt_;

@@ -8,7 +8,7 @@
 
 bool CoreScript::load(const QString &wwwDir, const QStringList &servedUnits, QString *error)
 {
-    QFile file(wwwDir + path);
+    QFile file(wwwDir + QLatin1StringView(path.data(), qsizetype(path.size())));
     if (!file.open(QIODevice::ReadOnly)) {
         *error = QStringLiteral("cannot read the core script %1: %2").arg(file.fileName(), file.errorString());
         return false;

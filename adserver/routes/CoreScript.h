@@ -6,6 +6,8 @@
 #include <QDateTime>
 #include <QStringList>
 
+#include <string_view>
+
 // The script the ad library runs to turn an ad request into an ad URL. The
 // template in the site directory is filled with the ad host and the units
 // this server fills; its Last-Modified is the server's start, since that is
@@ -13,7 +15,7 @@
 class CoreScript
 {
 public:
-    static inline const QString path = QStringLiteral("/tiskos/sdk-core-v40.js");
+    static constexpr std::string_view path = "/tiskos/sdk-core-v40.js";
 
     bool load(const QString &wwwDir, const QStringList &servedUnits, QString *error);
     // A script that throws as soon as it runs.

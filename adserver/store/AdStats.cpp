@@ -2,9 +2,12 @@
 
 #include "store/CountStore.h"
 #include "store/RequestLog.h"
+#include "transport/UrlText.h"
 
 #include <QDateTime>
 #include <QJsonArray>
+
+#include <chrono>
 
 AdStats::AdStats(const QStringList &units, const QStringList &creatives, int recentCount, CountStore *store)
     : recentCount_(recentCount)
@@ -74,7 +77,7 @@ void AdStats::recordRejected()
     count({}, {}, QStringLiteral("rejected"));
 }
 
-void AdStats::recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &query, const QString &creative)
+void AdStats::recordAdRequest(qint64 id, const QString &unit, std::string_view query, const QString &creative)
 {
     count({}, {}, QStringLiteral("adRequests"));
     if (units_.contains(unit)) {
@@ -86,30 +89,30 @@ void AdStats::recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &q
     }
     if (recentCount_ == 0)
         return;
-    recent_.push_back(QJsonObject{
-        {QStringLiteral("id"), id},
-        {QStringLiteral("time"), QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs)},
-        {QStringLiteral("unit"), unit},
-        {QStringLiteral("creative"), creative},
-        {QStringLiteral("parameters"), boundedParameters(query)},
-    });
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    recent_.push_back({id, std::chrono::duration_cast<std::chrono::milliseconds>(now).count(), unit, creative, std::string(query)});
     if (int(recent_.size()) > recentCount_)
         recent_.pop_front();
 }
 
-QJsonObject AdStats::boundedParameters(const QUrlQuery &query)
+QJsonObject AdStats::boundedParameters(std::string_view query)
 {
     QJsonObject parameters;
     qsizetype budget = recentParameterBytes;
-    for (const auto &[key, value] : query.queryItems(QUrl::FullyDecoded)) {
-        const qsizetype size = key.size() + value.size();
+    UrlText::forEachParameter(query, [&](const std::string &name, const std::string &value) {
+        if (budget < 0)
+            return;
+        const QString key = QString::fromStdString(name);
+        const QString text = QString::fromStdString(value);
+        const qsizetype size = key.size() + text.size();
         if (size > budget) {
             parameters.insert(QStringLiteral("truncated"), true);
-            break;
+            budget = -1;
+            return;
         }
         budget -= size;
-        parameters.insert(key, value);
-    }
+        parameters.insert(key, text);
+    });
     return parameters;
 }
 
@@ -154,8 +157,15 @@ QJsonObject AdStats::toJson() const
         });
     }
     QJsonArray recent;
-    for (const QJsonObject &request : recent_)
-        recent.append(request);
+    for (const RecentRequest &request : recent_) {
+        recent.append(QJsonObject{
+            {QStringLiteral("id"), request.id},
+            {QStringLiteral("time"), QDateTime::fromMSecsSinceEpoch(request.timeMs, Qt::UTC).toString(Qt::ISODateWithMs)},
+            {QStringLiteral("unit"), request.unit},
+            {QStringLiteral("creative"), request.creative},
+            {QStringLiteral("parameters"), boundedParameters(request.query)},
+        });
+    }
     return QJsonObject{
         {QStringLiteral("requests"), requests_},
         {QStringLiteral("adRequests"), adRequests_},

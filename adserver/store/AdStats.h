@@ -4,9 +4,9 @@
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
-#include <QUrlQuery>
-
 #include <deque>
+#include <string>
+#include <string_view>
 
 class CountStore;
 class RequestLog;
@@ -27,8 +27,8 @@ public:
     qint64 nextRequestId() { return ++lastRequestId_; }
 
     void recordRequest();  // any HTTP request
-    // An empty creative means no fill.
-    void recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &query, const QString &creative);
+    // An empty creative means no fill; `query` as sent, decoded only when the page is built.
+    void recordAdRequest(qint64 id, const QString &unit, std::string_view query, const QString &creative);
     void recordRejected();
     void recordImpression(const QString &unit, const QString &creative);
     void recordClick(const QString &unit, const QString &creative);
@@ -46,6 +46,14 @@ private:
         qint64 clicks = 0;
         qint64 clickThroughs = 0;
     };
+    struct RecentRequest
+    {
+        qint64 id;
+        qint64 timeMs;
+        QString unit;
+        QString creative;
+        std::string query;
+    };
     struct UnitCounts
     {
         qint64 adRequests = 0;
@@ -57,11 +65,11 @@ private:
     // Counts one, in memory and in the store; an untracked unit or creative is unattributed.
     void count(const QString &unit, const QString &creative, const QString &name);
     void restore();
-    static QJsonObject boundedParameters(const QUrlQuery &query);
+    static QJsonObject boundedParameters(std::string_view query);
 
     QHash<QString, UnitCounts> units_;
     int recentCount_;
-    std::deque<QJsonObject> recent_;
+    std::deque<RecentRequest> recent_;
     CountStore *store_;
     const RequestLog *log_ = nullptr;
     qint64 lastRequestId_ = 0;

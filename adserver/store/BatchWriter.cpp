@@ -3,9 +3,10 @@
 #include "store/CountStore.h"
 #include "store/RequestLog.h"
 
-BatchWriter::BatchWriter(RequestLog &log, CountStore *store)
+BatchWriter::BatchWriter(RequestLog &log, CountStore *store, Observer observer)
     : log_(log)
     , store_(store)
+    , observer_(std::move(observer))
     , thread_([this] { run(); })
 {
 }
@@ -33,7 +34,13 @@ void BatchWriter::run()
 
 void BatchWriter::writeBatch()
 {
+    const auto began = std::chrono::steady_clock::now();
+    const qint64 failedBefore = store_ ? store_->failedCommits() : 0;
     log_.flush();
     if (store_)
         store_->commit();
+    if (observer_) {
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+        observer_(took.count(), !store_ || store_->failedCommits() == failedBefore);
+    }
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -15,7 +17,10 @@ class BatchWriter
 public:
     static constexpr auto interval = std::chrono::milliseconds(100);
 
-    BatchWriter(RequestLog &log, CountStore *store);
+    // Told, after each batch, how long it took and whether the counts landed.
+    using Observer = std::function<void(double seconds, bool ok)>;
+
+    BatchWriter(RequestLog &log, CountStore *store, Observer observer = {});
     // Writes what is left.
     ~BatchWriter();
 
@@ -25,6 +30,7 @@ private:
 
     RequestLog &log_;
     CountStore *store_;
+    Observer observer_;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;

@@ -1,15 +1,18 @@
 #pragma once
 
-#include <QByteArray>
+#include "store/JsonLine.h"
+
 #include <QString>
-#include <QUrlQuery>
 
 #include <atomic>
 #include <mutex>
+#include <string>
+#include <string_view>
 
-// Appends one JSON line per request to a file. Any thread may record; lines
-// wait in memory until the next flush (the batch writer's, every 100 ms), so
-// logging costs no system call per request. A failed write is reported once on
+// Appends one JSON line per request to a file. Any thread may record; what it
+// records waits in memory, as sent, until the next flush (the batch writer's,
+// every 100 ms), which decodes and formats the lines: logging costs a request
+// one copy, no formatting and no system call. A failed write is reported once on
 // standard error and its lines are counted as lost.
 class RequestLog
 {
@@ -20,20 +23,23 @@ public:
     bool open(const QString &path, QString *error);
     QString path() const { return path_; }
 
-    void record(const QByteArray &method, const QString &path, const QUrlQuery &query, int status);
+    // `path` decoded, `query` as sent.
+    void record(std::string_view method, std::string_view path, std::string_view query, int status);
     void flush();
     // The next flush writes to a new file at the same path (after log rotation).
     void reopen() { reopenRequested_ = true; }
     qint64 linesLost() const { return linesLost_; }
 
 private:
-    void writeOut(const QByteArray &lines, qint64 count);
+    void writeOut(std::string_view lines, qint64 count);
 
     QString path_;
+    std::atomic<bool> open_{false};
     std::mutex pendingMutex_;
-    QByteArray pending_;
+    std::string pending_;  // records, each a PendingHead and its three texts
     qint64 pendingLines_ = 0;
     std::mutex fileMutex_;
+    JsonLine json_;  // used under fileMutex_
     int fd_ = -1;
     bool failing_ = false;
     std::atomic<bool> reopenRequested_{false};

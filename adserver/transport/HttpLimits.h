@@ -13,4 +13,7 @@ struct HttpLimits
     std::chrono::milliseconds headerTimeout{10'000};  // from a request's first byte to its end
     std::chrono::milliseconds idleTimeout{30'000};    // between keep-alive requests, and per write
     std::size_t connections = 4096;
+    std::size_t connectionsPerAddress = 1024;
+    // Replies held for clients that do not read them, all connections together.
+    std::size_t unsentBytes = 64 * 1024 * 1024;
 };

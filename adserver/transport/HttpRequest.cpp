@@ -1,29 +1,33 @@
 #include "transport/HttpRequest.h"
 
-#include <QUrl>
+#include <algorithm>
+#include <strings.h>
 
-HttpRequest::HttpRequest(const QByteArray &method, const QByteArray &target, QList<QPair<QByteArray, QByteArray>> headers)
+HttpRequest::HttpRequest(std::string_view method, std::string_view target, std::span<const Header> headers,
+                         const Deferrer *deferrer)
     : method_(method)
-    , headers_(std::move(headers))
+    , headers_(headers)
+    , deferrer_(deferrer)
 {
-    const QUrl url = QUrl::fromEncoded(target);
-    path_ = url.path();
-    query_ = QUrlQuery(url);
+    const std::size_t mark = target.find('?');
+    path_ = UrlText::decode(target.substr(0, mark));
+    if (mark != std::string_view::npos)
+        query_ = target.substr(mark + 1);
 }
 
-QByteArray HttpRequest::header(const QByteArray &name) const
+std::string_view HttpRequest::header(std::string_view name) const
 {
     for (const auto &[key, value] : headers_) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
+        if (key.size() == name.size() && ::strncasecmp(key.data(), name.data(), name.size()) == 0)
             return value;
     }
     return {};
 }
 
-qsizetype HttpRequest::parameterCount(const QByteArray &target)
+std::size_t HttpRequest::parameterCount(std::string_view target)
 {
-    const qsizetype mark = target.indexOf('?');
-    if (mark < 0 || mark + 1 == target.size())
+    const std::size_t mark = target.find('?');
+    if (mark == std::string_view::npos || mark + 1 == target.size())
         return 0;
-    return target.count('&') + 1;
+    return std::size_t(std::count(target.begin() + std::ptrdiff_t(mark), target.end(), '&')) + 1;
 }

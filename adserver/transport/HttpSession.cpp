@@ -1,12 +1,15 @@
 #include "transport/HttpSession.h"
 
+#include "transport/ConnectionRegistry.h"
 #include "transport/OpenFile.h"
+#include "transport/TransportCounters.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/beast/http/error.hpp>
-#include <boost/beast/http/file_body.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/write.hpp>
 
+#include <array>
+#include <cerrno>
 #include <unistd.h>
 
 namespace beast = boost::beast;
@@ -19,49 +22,68 @@ namespace {
 // does not reset the connection before the client has read that answer.
 constexpr auto drainTime = std::chrono::seconds(1);
 constexpr std::size_t drainBytes = 1 << 20;
+// A file is read and sent in pieces of this size, so a slow reader holds no more of it.
+constexpr std::size_t fileChunkBytes = 64 * 1024;
 
-beast::string_view view(const QByteArray &bytes)
+std::string_view view(beast::string_view text)
 {
-    return {bytes.constData(), std::size_t(bytes.size())};
+    return {text.data(), text.size()};
 }
 
-QByteArray bytes(beast::string_view text)
+std::int64_t steadyNow()
 {
-    return QByteArray(text.data(), qsizetype(text.size()));
-}
-
-template<class Response>
-void addHeaders(Response &response, const Reply &reply, bool keepAlive)
-{
-    response.version(11);
-    response.result(unsigned(reply.status));
-    for (const auto &[name, value] : reply.headers)
-        response.insert(view(name), view(value));
-    response.keep_alive(keepAlive);
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 }  // namespace
 
-HttpSession::HttpSession(net::ip::tcp::socket &&socket, const HttpLimits &limits, const HttpTransport::Handler &handler,
-                         std::atomic<std::size_t> &openSessions)
+HttpSession::HttpSession(net::ip::tcp::socket &&socket, const net::ip::address &peer, const HttpLimits &limits,
+                         const HttpTransport::Handler &handler, TransportCounters &counters, ConnectionRegistry &registry)
     : stream_(std::move(socket))
+    , peer_(peer)
     , buffer_(limits.headerBytes + 64 * 1024)
+    , deferrer_([this] { return answerLater(); })
     , delay_(stream_.get_executor())
     , limits_(limits)
     , handler_(handler)
-    , openSessions_(openSessions)
+    , counters_(counters)
+    , registry_(registry)
 {
-    ++openSessions_;
+    ++counters_.openConnections;
+    // Every reply is written whole, so nothing is gained by waiting for the client's delayed ACK.
+    beast::error_code ignored;
+    stream_.socket().set_option(net::ip::tcp::no_delay(true), ignored);
+    markActive();
 }
 
 HttpSession::~HttpSession()
 {
-    --openSessions_;
+    releaseUnsent();
+    --counters_.openConnections;
+    registry_.leave(this, peer_);
 }
 
 void HttpSession::start()
 {
     readRequest();
+}
+
+bool HttpSession::evict()
+{
+    auto self = weak_from_this().lock();
+    if (!self || evicted_.exchange(true))
+        return false;
+    // The only reference left may be this one: it must not end here, where the registry's lock is held.
+    net::post(stream_.get_executor(), [self = std::move(self)] {
+        self->delay_.cancel();
+        self->stream_.close();
+    });
+    return true;
+}
+
+void HttpSession::markActive()
+{
+    lastActive_ = steadyNow();
 }
 
 void HttpSession::waitForNextRequest()
@@ -90,6 +112,7 @@ void HttpSession::readRequest()
 
 void HttpSession::onRead(beast::error_code error)
 {
+    markActive();
     if (error == http::error::end_of_stream || error == http::error::partial_message)
         return stream_.close();
     if (error && error.category() == http::make_error_code(http::error::end_of_stream).category())
@@ -97,14 +120,47 @@ void HttpSession::onRead(beast::error_code error)
     if (error)  // timeouts and resets
         return close();
     if (auto refusal = protocolRefusal())
-        return answer(*refusal, false);
-
+        return answer(std::move(*refusal), false);
     const auto &message = parser_->get();
-    QList<QPair<QByteArray, QByteArray>> headers;
+    requestKeepAlive_ = message.version() == 11 && message.keep_alive();
+    if (auto reply = handle())
+        answer(std::move(*reply), requestKeepAlive_);
+}
+
+std::optional<Reply> HttpSession::handle()
+{
+    const auto &message = parser_->get();
+    headers_.clear();
     for (const auto &field : message)
-        headers.append({bytes(field.name_string()), bytes(field.value())});
-    const HttpRequest request(bytes(message.method_string()), bytes(message.target()), std::move(headers));
-    answer(handler_(request), message.version() == 11 && message.keep_alive());
+        headers_.emplace_back(view(field.name_string()), view(field.value()));
+    const HttpRequest request(view(message.method_string()), view(message.target()), headers_, &deferrer_);
+    // A NUL or line break inside a path would cut it short wherever it is used as text.
+    if (UrlText::hasControlCharacter(request.path()))
+        return Reply::text(400, "control character in the path");
+    deferred_ = false;
+    Reply reply = handler_(request);
+    if (deferred_)
+        return std::nullopt;
+    return reply;
+}
+
+HttpRequest::Completion HttpSession::answerLater()
+{
+    deferred_ = true;
+    // Until the answer comes, this wait holds the session; it ends with the
+    // server's I/O, so a completion never keeps a session past the server.
+    delay_.expires_at(net::steady_timer::time_point::max());
+    delay_.async_wait([self = shared_from_this()](beast::error_code) {});
+    return [weak = weak_from_this(), keepAlive = requestKeepAlive_](Reply reply) {
+        auto self = weak.lock();
+        if (!self)  // closed meanwhile, or the server stopped
+            return;
+        const auto executor = self->stream_.get_executor();
+        net::post(executor, [self = std::move(self), reply = std::move(reply), keepAlive]() mutable {
+            self->delay_.cancel();
+            self->answer(std::move(reply), keepAlive);
+        });
+    };
 }
 
 void HttpSession::refuseBrokenRequest(beast::error_code error)
@@ -132,55 +188,115 @@ std::optional<Reply> HttpSession::protocolRefusal() const
     const std::size_t hosts = message.count(http::field::host);
     if (hosts > 1 || (hosts == 0 && message.version() == 11))
         return Reply::text(400, "an HTTP/1.1 request needs exactly one Host header");
-    if (std::size_t(HttpRequest::parameterCount(bytes(message.target()))) > limits_.queryParameters)
+    if (HttpRequest::parameterCount(view(message.target())) > limits_.queryParameters)
         return Reply::text(400, "too many query parameters");
     return std::nullopt;
 }
 
-void HttpSession::answer(const Reply &reply, bool keepAlive)
+void HttpSession::answer(Reply reply, bool keepAlive)
 {
     if (reply.delayMs > 0) {
         delay_.expires_after(std::chrono::milliseconds(reply.delayMs));
-        delay_.async_wait([self = shared_from_this(), delayed = reply, keepAlive](beast::error_code error) mutable {
+        delay_.async_wait([self = shared_from_this(), delayed = std::move(reply), keepAlive](beast::error_code error) mutable {
             if (error)
                 return self->close();
             delayed.delayMs = 0;
-            self->answer(delayed, keepAlive);
+            self->answer(std::move(delayed), keepAlive);
         });
         return;
     }
-    if (reply.file) {
-        auto response = std::make_shared<http::response<http::file_body>>();
-        addHeaders(*response, reply, keepAlive);
-        beast::file_posix file;
-        file.native_handle(::dup(reply.file->descriptor()));
-        beast::error_code error;
-        response->body().reset(std::move(file), error);
-        if (error)
+    reply_ = std::move(reply);
+    keepAlive_ = keepAlive && !reply_.truncated;
+    std::uint64_t length = std::uint64_t(reply_.body.size());
+    if (reply_.file) {
+        length = std::uint64_t(reply_.file->size());
+        fileOffset_ = 0;
+        if (!readFileChunk())
             return answer(Reply::text(500, "cannot read the file"), false);
-        response->prepare_payload();
-        return send(response, keepAlive);
+    } else {
+        // A truncated reply announces it all and sends half.
+        body_ = std::string_view(reply_.body.constData(), std::size_t(reply_.truncated ? length / 2 : length));
     }
-    auto response = std::make_shared<http::response<http::string_body>>();
-    addHeaders(*response, reply, keepAlive && !reply.truncated);
-    response->body().assign(reply.body.constData(), std::size_t(reply.truncated ? reply.body.size() / 2 : reply.body.size()));
-    response->prepare_payload();
-    if (reply.truncated)  // announce it all, send half, hang up
-        response->content_length(std::uint64_t(reply.body.size()));
-    send(response, keepAlive && !reply.truncated);
+    head_.clear();
+    headSent_ = 0;
+    reply_.writeHead(head_, length, keepAlive_);
+    writeSome();
 }
 
-template<class Response>
-void HttpSession::send(std::shared_ptr<Response> response, bool keepAlive)
+bool HttpSession::readFileChunk()
 {
+    const std::size_t wanted = std::size_t(std::min<std::uint64_t>(fileChunkBytes, std::uint64_t(reply_.file->size()) - fileOffset_));
+    fileChunk_.resize(wanted);
+    for (std::size_t got = 0; got < wanted;) {
+        const ssize_t n = ::pread(reply_.file->descriptor(), fileChunk_.data() + got, wanted - got, off_t(fileOffset_ + got));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)  // shrunk under us: what was announced cannot be sent
+            return false;
+        got += std::size_t(n);
+    }
+    fileOffset_ += wanted;
+    body_ = fileChunk_;
+    return true;
+}
+
+void HttpSession::writeSome()
+{
+    const std::array<net::const_buffer, 2> buffers{net::buffer(head_.data() + headSent_, head_.size() - headSent_),
+                                                   net::buffer(body_.data(), body_.size())};
     stream_.expires_after(limits_.idleTimeout);
-    http::async_write(stream_, *response, [self = shared_from_this(), response, keepAlive](beast::error_code error, std::size_t) {
-        if (error)
-            return self->stream_.close();
-        if (!keepAlive)
-            return self->close();
-        self->waitForNextRequest();
+    ++counters_.writes;
+    stream_.async_write_some(buffers, [self = shared_from_this()](beast::error_code error, std::size_t written) {
+        self->onWritten(error, written);
     });
+}
+
+void HttpSession::onWritten(beast::error_code error, std::size_t written)
+{
+    if (error)
+        return stream_.close();
+    markActive();
+    counters_.bytesSent += written;
+    const std::size_t fromHead = std::min(written, head_.size() - headSent_);
+    headSent_ += fromHead;
+    body_.remove_prefix(written - fromHead);
+    const std::size_t left = head_.size() - headSent_ + body_.size();
+    if (left > 0) {
+        // The client reads slower than we write: what waits for it counts against the server-wide cap.
+        if (held_ == 0)
+            unsentSince_ = steadyNow();
+        if (left > held_)
+            registry_.holdUnsent(left - held_);
+        else
+            registry_.releaseUnsent(held_ - left);
+        held_ = left;
+        return writeSome();
+    }
+    releaseUnsent();
+    if (reply_.file && fileOffset_ < std::uint64_t(reply_.file->size())) {
+        if (!readFileChunk())
+            return stream_.close();
+        return writeSome();
+    }
+    finishReply();
+}
+
+void HttpSession::releaseUnsent()
+{
+    if (held_ > 0)
+        registry_.releaseUnsent(held_);
+    held_ = 0;
+    unsentSince_ = 0;
+}
+
+void HttpSession::finishReply()
+{
+    reply_ = Reply();
+    body_ = {};
+    std::string().swap(fileChunk_);
+    if (!keepAlive_)
+        return close();
+    waitForNextRequest();
 }
 
 void HttpSession::close()

@@ -1,5 +1,6 @@
 #include "transport/HttpTransport.h"
 
+#include "transport/ConnectionRegistry.h"
 #include "transport/HttpSession.h"
 
 #include <boost/asio/ip/tcp.hpp>
@@ -105,19 +106,22 @@ private:
                 });
                 return;
             }
-            if (openSessions_ >= limits_.connections)
-                socket.close();
+            boost::system::error_code peerError;
+            const auto peer = socket.remote_endpoint(peerError).address();
+            if (!peerError && registry_.admit(peer))
+                startSession(std::move(socket), peer);
             else
-                startSession(std::move(socket));
+                socket.close();
             accept();
         });
     }
 
-    void startSession(tcp::socket &&socket)
+    void startSession(tcp::socket &&socket, const net::ip::address &peer)
     {
         // Started on its own thread, which alone touches it from then on.
         const auto executor = socket.get_executor();
-        auto session = std::make_shared<HttpSession>(std::move(socket), limits_, handler_, openSessions_);
+        auto session = std::make_shared<HttpSession>(std::move(socket), peer, limits_, handler_, counters_, registry_);
+        registry_.enrol(session.get());
         net::post(executor, [session] { session->start(); });
     }
 
@@ -127,10 +131,14 @@ private:
         return turn == 0 ? io_ : *workers_[turn - 1];
     }
 
-    // Sessions refer to these three, so they outlive the I/O contexts.
+public:
+    // Sessions refer to these four, so they outlive the I/O contexts.
     const HttpLimits limits_;
     const Handler handler_;
-    std::atomic<std::size_t> openSessions_{0};
+    TransportCounters counters_;
+    ConnectionRegistry registry_{limits_, counters_};
+
+private:
     // A pending accept holds a socket of a worker's context: the workers go
     // after the listening context has dropped it.
     std::vector<std::unique_ptr<net::io_context>> workers_;
@@ -166,4 +174,9 @@ void HttpTransport::start(int threads)
 void HttpTransport::stop()
 {
     listener_->stop();
+}
+
+const TransportCounters &HttpTransport::counters() const
+{
+    return listener_->counters_;
 }

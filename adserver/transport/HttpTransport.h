@@ -3,6 +3,7 @@
 #include "transport/HttpLimits.h"
 #include "transport/HttpRequest.h"
 #include "transport/Reply.h"
+#include "transport/TransportCounters.h"
 
 #include <QHostAddress>
 #include <QString>
@@ -13,7 +14,7 @@
 // The server's HTTP/1.1 side: listens, reads requests within HttpLimits,
 // answers each through the handler in order, keeps connections alive, and
 // refuses what breaks the protocol or the limits itself. The handler is called
-// from several threads at once.
+// from several threads at once, with a request that lives only for the call.
 class HttpTransport
 {
 public:
@@ -28,6 +29,7 @@ public:
     // Serves on `threads` threads until stop() or destruction.
     void start(int threads);
     void stop();
+    const TransportCounters &counters() const;
 
 private:
     class Listener;

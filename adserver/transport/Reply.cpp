@@ -1,5 +1,9 @@
 #include "transport/Reply.h"
 
+#include <boost/beast/http/status.hpp>
+
+#include <charconv>
+
 Reply Reply::withBody(int status, const QByteArray &contentType, const QByteArray &body)
 {
     Reply reply;
@@ -14,7 +18,7 @@ Reply Reply::text(int status, const QByteArray &message)
     return withBody(status, "text/plain; charset=utf-8", message.isEmpty() ? message : message + '\n');
 }
 
-Reply Reply::redirect(const QByteArray &location)
+Reply Reply::redirect(std::string_view location)
 {
     Reply reply;
     reply.status = 302;
@@ -22,17 +26,31 @@ Reply Reply::redirect(const QByteArray &location)
     return reply;
 }
 
-Reply &Reply::addHeader(const QByteArray &name, const QByteArray &value)
+Reply &Reply::addHeader(std::string_view name, std::initializer_list<std::string_view> valueParts)
 {
-    headers.append({name, value});
+    headers_.append(name).append(": ");
+    for (const std::string_view part : valueParts)
+        headers_.append(part);
+    headers_.append("\r\n");
     return *this;
 }
 
-QByteArray Reply::header(const QByteArray &name) const
+void Reply::writeHead(std::string &out, std::uint64_t contentLength, bool keepAlive) const
 {
-    for (const auto &[key, value] : headers) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            return value;
+    char number[24];
+    out.append("HTTP/1.1 ");
+    out.append(number, std::to_chars(number, number + sizeof number, status).ptr);
+    out.push_back(' ');
+    out.append(boost::beast::http::obsolete_reason(boost::beast::http::status(unsigned(status))));
+    out.append("\r\n");
+    out.append(headers_);
+    // 1xx, 204 and 304 carry no body, and say nothing of its length.
+    if (status >= 200 && status != 204 && status != 304) {
+        out.append("Content-Length: ");
+        out.append(number, std::to_chars(number, number + sizeof number, contentLength).ptr);
+        out.append("\r\n");
     }
-    return {};
+    if (!keepAlive)
+        out.append("Connection: close\r\n");
+    out.append("\r\n");
 }

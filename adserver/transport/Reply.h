@@ -1,19 +1,22 @@
 #pragma once
 
 #include <QByteArray>
-#include <QList>
-#include <QPair>
 
+#include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <string>
+#include <string_view>
 
 class OpenFile;
 
 // One HTTP response as the routes decide it; the server writes it out.
+// Header lines are kept ready to send, and the body is implicitly shared, so
+// a large page sent to many clients at once exists once in memory.
 class Reply
 {
 public:
     int status = 200;
-    QList<QPair<QByteArray, QByteArray>> headers;
     QByteArray body;
     // Announce the full length but send only half of the body, then hang up.
     bool truncated = false;
@@ -24,8 +27,17 @@ public:
 
     static Reply withBody(int status, const QByteArray &contentType, const QByteArray &body);
     static Reply text(int status, const QByteArray &message);
-    static Reply redirect(const QByteArray &location);
+    static Reply redirect(std::string_view location);
 
-    Reply &addHeader(const QByteArray &name, const QByteArray &value);
-    QByteArray header(const QByteArray &name) const;
+    // The value is the concatenation of `valueParts`.
+    Reply &addHeader(std::string_view name, std::initializer_list<std::string_view> valueParts);
+    Reply &addHeader(std::string_view name, std::string_view value) { return addHeader(name, {value}); }
+    Reply &addHeader(std::string_view name, const char *value) { return addHeader(name, {std::string_view(value)}); }
+    Reply &addHeader(std::string_view name, const QByteArray &value) { return addHeader(name, {std::string_view(value.constData(), std::size_t(value.size()))}); }
+
+    // The status line and header block for a body of `contentLength` bytes.
+    void writeHead(std::string &out, std::uint64_t contentLength, bool keepAlive) const;
+
+private:
+    std::string headers_;  // "Name: value\r\n" each
 };
