@@ -48,7 +48,7 @@ public:
     }
 };
 
-// One banner on its own screen, pointed at a server, with a recording delegate.
+// One banner on its own screen, in sight, pointed at a server, with a recording delegate.
 struct Placement
 {
     explicit Placement(const AdServerProcess &server, const QString &unit = kUnit)
@@ -60,6 +60,7 @@ struct Placement
         banner->setAdUnitID(unit);
         banner->setRootViewController(&screen);
         banner->setDelegate(&recorder);
+        screen.view()->show();
     }
 
     TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
@@ -125,7 +126,8 @@ private slots:
         QPointer<Timer> reload = placement.loader()->reloadTimer();
         QVERIFY(reload);
         QCOMPARE(reload->timeInterval(), 30.0);
-        spin(20);  // the first ad's age shows in the next request
+        // Once the first ad has been seen long enough to count; its age shows in the next request.
+        QVERIFY(waitUntil([&] { return server.requestsTo("/track/impression").size() == 1; }));
         reload->fire();
         QVERIFY(placement.waitForEvents(2));
         QCOMPARE(placement.recorder.events, QStringList({"receive", "receive"}));
@@ -160,6 +162,8 @@ private slots:
 
         QWidget view;
         TSKObjectPrivate loader(&view);
+        view.show();
+        QVERIFY(waitUntil([&] { return loader.isSeen(); }));
         loader.scheduleReloadTimer(1e12);
         // A period past what a timer can count is "not in this run", never "now".
         QCOMPARE(loader.reloadTimer()->intervalMs(), std::numeric_limits<int>::max());
