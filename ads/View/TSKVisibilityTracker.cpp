@@ -75,6 +75,7 @@ bool TSKVisibilityTracker::eventFilter(QObject *, QEvent *event)
     case QEvent::ParentChange:
     case QEvent::WinIdChange:
     case QEvent::Show:
+    case QEvent::Hide:
     case QEvent::Move:
     case QEvent::Resize:
     case QEvent::Expose:

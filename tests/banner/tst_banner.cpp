@@ -153,7 +153,7 @@ private slots:
 
     void reloadPeriods()
     {
-        // The period is used as sent, read like the phone's doubleValue.
+        // The period is read like the phone's doubleValue.
         const std::pair<const char *, double> periods[] = {
             {"30", 30}, {" 2.5s", 2.5}, {"abc", 0}, {"", 0}, {"nan", 0}, {"-1", -1}, {"1e12", 1e12}};
         for (const auto &[text, seconds] : periods)
@@ -167,8 +167,11 @@ private slots:
         loader.scheduleReloadTimer(1e12);
         // A period past what a timer can count is "not in this run", never "now".
         QCOMPARE(loader.reloadTimer()->intervalMs(), std::numeric_limits<int>::max());
-        loader.scheduleReloadTimer(1);
-        QCOMPARE(loader.reloadTimer()->timeInterval(), 1.0);
+        // Under a second, negatives included, is a second.
+        for (const double seconds : {-1.0, 0.001, 1.0}) {
+            loader.scheduleReloadTimer(seconds);
+            QCOMPARE(loader.reloadTimer()->timeInterval(), 1.0);
+        }
         loader.scheduleReloadTimer(0);
         QVERIFY(!loader.reloadTimer());
         QCOMPARE(loader.reloadSeconds(), 1.0);

@@ -1,0 +1,305 @@
+#include "AdServerProcess.h"
+#include "Application.h"
+#include "EventLoopWait.h"
+#include "Object/TSKObjectPrivate.h"
+#include <VelmoraAds/TSKRequest.h>
+#include "Statistics/TSKStatisticsCore.h"
+#include "TestMain.h"
+#include <VelmoraAds/TSKNetworkConfiguration.h>
+#include "Utility/TSKPrivateUtilities.h"
+#include <VelmoraAds/TSKBannerView.h>
+#include "ViewController.h"
+#include "View/TSKVisibilityTracker.h"
+#include "WebView.h"
+#include "Window.h"
+
+#include <QJsonObject>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QStackedWidget>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+using namespace Velmora::Platform;
+
+using testsupport::AdServerProcess;
+using testsupport::spin;
+using testsupport::waitUntil;
+
+namespace {
+
+class Recorder : public QObject
+{
+    Q_OBJECT
+public:
+    int received = 0;
+    std::function<void()> onReceive;
+    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *)
+    {
+        ++received;
+        if (onReceive)
+            onReceive();
+    }
+};
+
+// A banner under `parent`, pointed at the server; nothing is loaded yet.
+struct Sighting
+{
+    Sighting(const AdServerProcess &server, QWidget *parent, const QRectF &frame = QRectF(0, 0, 320, 50))
+        : server(server)
+    {
+        TSKNetworkConfiguration::setStaticContentHost(server.host());
+        TSKNetworkConfiguration::setAdServerHost(server.host());
+        banner = new TSKBannerView(frame, parent);
+        banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
+        banner->setRootViewController(&presenter);
+        banner->setDelegate(&recorder);
+        banner->show();
+    }
+    TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
+    void load() { banner->loadRequest(TSKRequest::request().get()); }
+    bool received(int count) { return waitUntil([&] { return recorder.received >= count; }); }
+    qsizetype adRequests() const { return server.requestsTo(QStringLiteral("/ad")).size(); }
+    qsizetype impressions() const { return server.requestsTo(QStringLiteral("/track/impression")).size(); }
+
+    const AdServerProcess &server;
+    ViewController presenter;
+    TSKBannerView *banner = nullptr;
+    Recorder recorder;
+};
+
+}  // namespace
+
+class TestSeen : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        Application::shared()->updateState(Application::Active);
+        TSKStatisticsCore(QStringLiteral("TSKObjectPrivate")).removeAllObjects();
+    }
+
+    // Any widget tree: pages, clipping, minimising, reparenting, and one
+    // verdict per turn of the event loop however many events arrive.
+    void seenFollowsTheWidgetTree()
+    {
+        QWidget window;
+        window.resize(320, 480);
+        auto *pages = new QStackedWidget(&window);
+        pages->setGeometry(window.rect());
+        pages->addWidget(new QWidget);
+        auto *page = new QWidget;
+        pages->addWidget(page);
+        auto *ad = new QWidget(page);
+        ad->setGeometry(0, 430, 320, 50);
+        TSKVisibilityTracker tracker(ad);
+        QSignalSpy changes(&tracker, &TSKVisibilityTracker::seenChanged);
+        const auto settled = [&](bool seen) { return waitUntil([&] { return tracker.isSeen() == seen; }, 5000); };
+
+        window.show();
+        spin(50);
+        QVERIFY(!tracker.isSeen());  // on the page not shown
+        pages->setCurrentIndex(1);
+        QVERIFY(settled(true));
+
+        ad->move(0, 480 - 20);  // 40 % left inside the page
+        QVERIFY(settled(false));
+        ad->move(0, 480 - 30);  // 60 %
+        QVERIFY(settled(true));
+
+        window.showMinimized();
+        QVERIFY(settled(false));
+        window.showNormal();
+        QVERIFY(settled(true));
+
+        QWidget elsewhere;
+        ad->setParent(&elsewhere);
+        ad->show();
+        QVERIFY(settled(false));
+        ad->setParent(page);
+        ad->show();
+        QVERIFY(settled(true));
+
+        // A burst of moves within one turn: one verdict, on the final place.
+        changes.clear();
+        for (int i = 0; i < 20; ++i)
+            ad->move(0, i % 2 ? 0 : 600);
+        ad->move(0, 600);
+        QVERIFY(settled(false));
+        spin(50);
+        QCOMPARE(changes.size(), 1);
+    }
+
+    // A covered screen's banner sends no request and pings nothing, however
+    // short the server's period; uncovered, it shows what it fetched, counts
+    // the impression and reloads on a full period.
+    void coveredBannerWaitsUntilUncovered()
+    {
+        AdServerProcess server({"--refresh", "1"});
+        QVERIFY(server.isRunning());
+        Window window;
+        ViewController screen;
+        window.addSubview(screen.view());
+        window.makeKeyAndVisible();
+        Sighting sighting(server, screen.view(), QRectF(0, 430, 320, 50));
+        // Covered the moment its first ad is up.
+        sighting.recorder.onReceive = [&] {
+            sighting.recorder.onReceive = nullptr;
+            screen.presentModalViewController(new ViewController, false);
+        };
+        sighting.load();
+        QVERIFY(sighting.received(1));
+        QVERIFY(waitUntil([&] { return !sighting.loader()->isSeen(); }));
+        QVERIFY(!sighting.loader()->reloadTimer());
+        // The period starts when the page arrives, so a reload may already be
+        // on its way; it fetches, and shows nothing.
+        spin(1500);
+        const qsizetype requests = sighting.adRequests();
+        spin(3000);
+        QCOMPARE(sighting.adRequests(), requests);
+        QCOMPARE(sighting.impressions(), 0);
+        QCOMPARE(sighting.recorder.received, 1);
+
+        screen.dismissModalViewControllerAnimated(false);
+        QVERIFY(waitUntil([&] { return sighting.loader()->reloadTimer(); }));
+        QCOMPARE(sighting.loader()->reloadTimer()->timeInterval(), 1.0);
+        QVERIFY(waitUntil([&] { return sighting.impressions() >= 1; }));
+        QVERIFY(sighting.received(2));
+        QVERIFY(waitUntil([&] { return sighting.adRequests() > requests; }));
+    }
+
+    void bannerOnAHiddenTabLoadsOnceShown()
+    {
+        AdServerProcess server;
+        QTabWidget tabs;
+        tabs.resize(320, 480);
+        tabs.addTab(new QWidget, QStringLiteral("Scores"));
+        auto *page = new QWidget;
+        tabs.addTab(page, QStringLiteral("Play"));
+        Sighting sighting(server, page);
+        tabs.show();
+        sighting.load();
+        spin(1500);
+        QCOMPARE(sighting.adRequests(), 0);
+        QCOMPARE(sighting.loader()->state(), int(TSKObjectPrivate::Idle));
+
+        tabs.setCurrentIndex(1);
+        QVERIFY(sighting.received(1));
+        spin(500);
+        QCOMPARE(sighting.adRequests(), 1);
+        QCOMPARE(sighting.recorder.received, 1);
+    }
+
+    void bannerScrolledAwayStopsReloading()
+    {
+        AdServerProcess server({"--refresh", "1"});
+        QScrollArea area;
+        area.resize(320, 200);
+        auto *content = new QWidget;
+        content->resize(300, 1000);
+        area.setWidget(content);
+        Sighting sighting(server, content);
+        area.show();
+        sighting.load();
+        QVERIFY(sighting.received(2));  // reloading while in sight
+
+        area.verticalScrollBar()->setValue(area.verticalScrollBar()->maximum());
+        QVERIFY(waitUntil([&] { return !sighting.loader()->isSeen(); }));
+        QVERIFY(!sighting.loader()->reloadTimer());
+        // A reload already under way may still arrive; none starts after it.
+        spin(1500);
+        const qsizetype requests = sighting.adRequests();
+        spin(2500);
+        QCOMPARE(sighting.adRequests(), requests);
+
+        area.verticalScrollBar()->setValue(0);
+        QVERIFY(waitUntil([&] { return sighting.adRequests() > requests; }));
+    }
+
+    // The impression counts after one second in sight without a break.
+    void impressionNeedsASecondInSight()
+    {
+        AdServerProcess server({"--refresh", "0"});
+        QWidget window;
+        window.resize(320, 480);
+        Sighting sighting(server, &window);
+        window.show();
+        // Out of sight the moment the ad is on the banner.
+        sighting.recorder.onReceive = [&] { window.hide(); };
+        sighting.load();
+        QVERIFY(sighting.received(1));
+        QVERIFY(waitUntil([&] { return !sighting.loader()->isSeen(); }));
+        QVERIFY(!sighting.loader()->viewabilityTimer());
+        spin(1500);
+        QCOMPARE(sighting.impressions(), 0);
+
+        // A glance shorter than the second restarts it.
+        window.show();
+        QVERIFY(waitUntil([&] { return sighting.loader()->viewabilityTimer(); }));
+        QCOMPARE(sighting.loader()->viewabilityTimer()->timeInterval(), 1.0);
+        window.hide();
+        QVERIFY(waitUntil([&] { return !sighting.loader()->viewabilityTimer(); }));
+        spin(1200);
+        QCOMPARE(sighting.impressions(), 0);
+
+        window.show();
+        QVERIFY(waitUntil([&] { return sighting.impressions() == 1; }));
+        window.hide();
+        window.show();
+        spin(1500);
+        QCOMPARE(sighting.impressions(), 1);
+        QCOMPARE(sighting.adRequests(), 1);
+    }
+
+    // Out of sight long enough, a banner gives its pages back, a click
+    // already sent still arrives, and in sight again it asks for a new ad.
+    void dormantBannerGivesPagesBackAndLoadsAnew()
+    {
+        AdServerProcess server;
+        QWidget window;
+        window.resize(320, 480);
+        Sighting sighting(server, &window);
+        window.show();
+        sighting.load();
+        QVERIFY(sighting.received(1));
+        QPointer<WebView> page = sighting.banner->webView();
+
+        const QString tap = QUrl::toPercentEncoding("http://" + server.host() + "/track/tap?unit=u&creative=c&rid=1");
+        page->evaluateJavaScript("location.href = 'tsmsg:///httpTrack?u=" + tap + "';");
+        window.hide();
+        QVERIFY(waitUntil([&] { return sighting.loader()->dormancyTimer(); }));
+        QCOMPARE(sighting.loader()->dormancyTimer()->timeInterval(), TSKObjectPrivate::kDormantAfterSeconds);
+        sighting.loader()->dormancyTimer()->fire();
+        QVERIFY(sighting.loader()->isDormant());
+        QVERIFY(!sighting.banner->webView());
+        QVERIFY(!sighting.loader()->adHTML());
+        QVERIFY(waitUntil([&] { return !page; }));
+        QVERIFY(waitUntil([&] { return !server.requestsTo("/track/tap").isEmpty(); }));
+        sighting.banner->resize(300, 50);  // nothing to lay out
+
+        window.show();
+        QVERIFY(sighting.received(2));
+        QVERIFY(sighting.banner->webView()->isVisibleTo(sighting.banner));
+        QCOMPARE(sighting.banner->webView()->size(), QSize(300, 50));
+        spin(300);
+        const QList<QJsonObject> ads = server.requestsTo("/ad");
+        QCOMPARE(ads.size(), 2);
+        const auto preqs = [](const QJsonObject &request) {
+            return request.value("query").toObject().value("preqs").toString().toInt();
+        };
+        QCOMPARE(preqs(ads[1]), preqs(ads[0]) + 1);
+
+        // Gone for good while dormant, and while a load waits for sight.
+        window.hide();
+        QVERIFY(waitUntil([&] { return sighting.loader()->dormancyTimer(); }));
+        sighting.loader()->dormancyTimer()->fire();
+        sighting.load();
+        delete sighting.banner;
+        spin(200);
+    }
+};
+
+VELMORA_TEST_MAIN_WITH(TestSeen, [] { TSKBannerView::registerSchemes(); })
+#include "tst_seen.moc"
