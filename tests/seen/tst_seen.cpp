@@ -1,6 +1,7 @@
 #include "AdServerProcess.h"
 #include "Application.h"
 #include "EventLoopWait.h"
+#include "NotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
 #include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatistics.h"
@@ -9,6 +10,7 @@
 #include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKBannerView.h>
+#include <VelmoraAds/TSKWebViewNotification.h>
 #include "ViewController.h"
 #include "View/TSKVisibilityTracker.h"
 #include "WebView.h"
@@ -236,8 +238,13 @@ private slots:
         sighting.load();
         QVERIFY(sighting.received(1));
         QPointer<WebView> page = sighting.banner->webView();
+        bool clicked = false;
+        QObject observer;
+        NotificationCenter::defaultCenter()->addObserver(&observer, TSKWebViewNotification::DidReceiveWebAction, page,
+                                                         [&](const Notification &) { clicked = true; });
         const QString tap = QUrl::toPercentEncoding("http://" + server.host() + "/track/tap?unit=u&creative=c&rid=1");
         page->evaluateJavaScript("location.href = 'tsmsg:///httpTrack?u=" + tap + "';");
+        QVERIFY(waitUntil([&] { return clicked; }));
         window.hide();
         QVERIFY(waitUntil([&] { return sighting.loader()->dormancyTimer(); }));
         QCOMPARE(sighting.loader()->dormancyTimer()->timeInterval(), TSKObjectPrivate::kDormantAfterSeconds);
