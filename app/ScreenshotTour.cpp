@@ -192,7 +192,8 @@ void ScreenshotTour::waitForBanners()
 {
     const auto arrived = [this] {
         for (const TSKBannerView *banner : window_->findChildren<TSKBannerView *>()) {
-            if (banner->isVisibleTo(window_) && !banner->webView()->isVisibleTo(window_))
+            const WebView *ad = banner->webView();
+            if (banner->isVisibleTo(window_) && (!ad || !ad->isVisibleTo(window_)))
                 return false;
         }
         return true;

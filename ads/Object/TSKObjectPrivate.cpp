@@ -19,10 +19,12 @@
 #include "Utility/TSKNetworkUtilities.h"
 #include "Utility/TSKPropertyListDescription.h"
 #include "View/TSKBannerWebViewDelegate.h"
+#include "View/TSKVisibilityTracker.h"
 #include "ViewController/TSKFullScreen.h"
 #include "WebView.h"
 
 #include <QDateTime>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -67,35 +69,55 @@ void logLine(const QString &line)
 }  // namespace
 
 TSKObjectPrivate::TSKObjectPrivate(QWidget *adView)
-    : adView_(adView), delegateManager_(std::make_shared<TSKDelegateManager>()), webView_(new WebView(adView))
+    : adView_(adView), delegateManager_(std::make_shared<TSKDelegateManager>())
 {
     observeLaunchOnce();
-    webView_->setGeometry(adView ? adView->rect() : QRect());
-    webView_->setAttribute(Qt::WA_TranslucentBackground);
-    webView_->page()->setBackgroundColor(Qt::transparent);
-    webView_->setFocusPolicy(Qt::NoFocus);
-    webView_->hide();
+    createWebView();
     webViewDelegate_ = std::make_unique<TSKBannerWebViewDelegate>(this);
     observeNotifications();
+    if (adView) {
+        visibility_ = std::make_unique<TSKVisibilityTracker>(adView);
+        connect(visibility_.get(), &TSKVisibilityTracker::seenChanged, this, &TSKObjectPrivate::seenChanged);
+    }
 }
 
 TSKObjectPrivate::~TSKObjectPrivate()
 {
+    visibility_.reset();
     NotificationCenter::defaultCenter()->removeObserver(this);
     webViewDelegate_.reset();
-    if (webView_) {
-        // A delegate may release the banner from inside one of the page's own
-        // callbacks: let the event loop finish with the page first.
-        webView_->hide();
-        webView_->setParent(nullptr);
-        webView_->deleteLater();
-    }
+    releaseWebView();
     resetBuildAdWebView();
     if (buildAdJS_)
         buildAdJS_->setDelegate(nullptr);
     setAdHTML(nullptr);
     for (const auto &tracker : trackers_)
         tracker->reset();
+}
+
+void TSKObjectPrivate::createWebView()
+{
+    webView_ = new WebView(adView_);
+    webView_->setGeometry(adView_ ? adView_->rect() : QRect());
+    webView_->setAttribute(Qt::WA_TranslucentBackground);
+    webView_->page()->setBackgroundColor(Qt::transparent);
+    webView_->setFocusPolicy(Qt::NoFocus);
+    webView_->hide();
+    if (webViewDelegate_)
+        webView_->setDelegate(webViewDelegate_.get());
+}
+
+void TSKObjectPrivate::releaseWebView()
+{
+    if (!webView_)
+        return;
+    // A delegate may release the banner from inside one of the page's own
+    // callbacks: let the event loop finish with the page first.
+    webView_->setDelegate(nullptr);
+    webView_->hide();
+    webView_->setParent(nullptr);
+    webView_->deleteLater();
+    webView_ = nullptr;
 }
 
 void TSKObjectPrivate::observeLaunchOnce()
@@ -119,8 +141,14 @@ bool TSKObjectPrivate::isAppActive()
 void TSKObjectPrivate::observeNotifications()
 {
     NotificationCenter *center = NotificationCenter::defaultCenter();
-    const auto deactivate = [this](const Notification &) { deactivateReloadTimer(); };
-    const auto activate = [this](const Notification &) { activateReloadTimer(); };
+    const auto deactivate = [this](const Notification &) {
+        paused_ = true;
+        deactivateReloadTimer();
+    };
+    const auto activate = [this](const Notification &) {
+        paused_ = false;
+        activateReloadTimer();
+    };
     if (TSKIdentifierUtilities::isOSAtLeastMajorMinorBug(4, 0, 0)) {
         center->addObserver(this, Application::DidEnterBackgroundNotification, nullptr, deactivate);
         center->addObserver(this, Application::WillEnterForegroundNotification, nullptr, activate);
@@ -166,6 +194,10 @@ void TSKObjectPrivate::loadPrivateRequest(const TSKRequestPrivate *request)
     }
     if (request != request_.get())
         request_ = std::make_unique<TSKRequestPrivate>(*request);
+    // Nobody would see the ad: ask when somebody can.
+    loadWaitsForSight_ = !isSeen();
+    if (loadWaitsForSight_)
+        return;
 
     TSKStatistics *statistics = TSKStatistics::sharedStatistics();
     if (!statistics->timingNamed(QStringLiteral("ptime")))
@@ -201,8 +233,10 @@ void TSKObjectPrivate::cachedFileDownloadDidEnd(TSKCachedFile *file)
 {
     if (file == buildAdJS_.get())
         buildAdUrl();
-    else if (file == adHTML_.get())
+    else if (file == adHTML_.get() && isSeen())
         showAd();
+    else if (file == adHTML_.get())
+        renderWaitsForSight_ = true;
 }
 
 void TSKObjectPrivate::buildAdUrl()
@@ -295,6 +329,9 @@ void TSKObjectPrivate::setAdHTML(std::unique_ptr<TSKCachedFile> file)
     }
     adHTML_ = std::move(file);
     pendingTrackingURLs_.clear();
+    impressionDue_ = false;
+    renderWaitsForSight_ = false;
+    invalidate(viewabilityTimer_);
     if (!adHTML_)
         return;
     adHTML_->setMaximumBytes(kMaximumAdPageBytes);
@@ -399,16 +436,18 @@ void TSKObjectPrivate::scheduleReloadTimer(double seconds)
     resetReloadTimer();
     if (seconds == 0.0)
         return;
-    reloadTimer_ = Timer::scheduledTimerWithTimeInterval(seconds, this, &TSKObjectPrivate::reloadCurrentRequest,
+    reloadSeconds_ = std::max(seconds, kMinimumReloadSeconds);
+    if (paused_ || !isSeen())
+        return;
+    reloadTimer_ = Timer::scheduledTimerWithTimeInterval(reloadSeconds_, this, &TSKObjectPrivate::reloadCurrentRequest,
                                                          QVariant(), false);
-    reloadSeconds_ = seconds;
 }
 
-void TSKObjectPrivate::resetReloadTimer()
+void TSKObjectPrivate::invalidate(QPointer<Timer> &timer)
 {
-    if (reloadTimer_)
-        reloadTimer_->invalidate();
-    reloadTimer_ = nullptr;
+    if (timer)
+        timer->invalidate();
+    timer = nullptr;
 }
 
 void TSKObjectPrivate::reloadCurrentRequest()
@@ -431,6 +470,78 @@ void TSKObjectPrivate::cancelPendingActions()
 {
     cancelPreviousPerformRequests(this);
     resetReloadTimer();
+    invalidate(viewabilityTimer_);
+    invalidate(dormancyTimer_);
+}
+
+bool TSKObjectPrivate::isSeen() const
+{
+    return visibility_ && visibility_->isSeen();
+}
+
+void TSKObjectPrivate::seenChanged(bool seen)
+{
+    if (seen) {
+        invalidate(dormancyTimer_);
+        resumeInSight();
+        return;
+    }
+    resetReloadTimer();
+    invalidate(viewabilityTimer_);
+    if (request_ && !dormant_)
+        dormancyTimer_ = Timer::scheduledTimerWithTimeInterval(kDormantAfterSeconds, this, &TSKObjectPrivate::goDormant,
+                                                               QVariant(), false);
+}
+
+// Whatever waited for the player's eyes goes on; otherwise the reloads come
+// back with a full period, as from the background.
+void TSKObjectPrivate::resumeInSight()
+{
+    if (std::exchange(dormant_, false) || loadWaitsForSight_) {
+        if (!webView_)
+            createWebView();
+        loadPrivateRequest(request_.get());
+        return;
+    }
+    if (std::exchange(renderWaitsForSight_, false)) {
+        showAd();
+        return;
+    }
+    scheduleReloadTimer(reloadSeconds_);
+    startViewabilityTimer();
+}
+
+// Everything a new load rebuilds goes; what a full-screen ad or a click in
+// flight still uses (the page delegate, its opener and trackers) stays.
+void TSKObjectPrivate::goDormant()
+{
+    dormant_ = true;
+    if (buildAdJS_)
+        buildAdJS_->cancel();
+    resetBuildAdWebView();
+    setAdHTML(nullptr);
+    releaseWebView();
+    changeState(Idle);
+}
+
+void TSKObjectPrivate::countImpressionWhenViewable()
+{
+    impressionDue_ = true;
+    startViewabilityTimer();
+}
+
+void TSKObjectPrivate::startViewabilityTimer()
+{
+    invalidate(viewabilityTimer_);
+    if (impressionDue_ && isSeen())
+        viewabilityTimer_ = Timer::scheduledTimerWithTimeInterval(
+            kViewableSeconds, this, &TSKObjectPrivate::impressionBecameViewable, QVariant(), false);
+}
+
+void TSKObjectPrivate::impressionBecameViewable()
+{
+    if (std::exchange(impressionDue_, false))
+        trackURLs(pendingTrackingURLs_);
 }
 
 void TSKObjectPrivate::trackURLs(const QList<QUrl> &urls)

@@ -23,6 +23,7 @@ class TSKClickTracker;
 class TSKDelegateManager;
 class TSKRequest;
 class TSKRequestPrivate;
+class TSKVisibilityTracker;
 class TSKWebViewDelegate;
 
 // The engine behind one banner. It takes a request, makes sure the ad
@@ -30,6 +31,10 @@ class TSKWebViewDelegate;
 // hidden web view, fetches the ad page and shows it in the banner's web view;
 // then it reloads on the period the server sets and pings the ad's trackers.
 // Every failed load ends in exactly one didFailToReceiveAdWithError.
+//
+// All of it happens only while the player can see the banner: an unseen
+// banner neither starts a load nor renders, reloads or counts impressions,
+// and one left unseen long enough gives its pages back until seen again.
 class TSKObjectPrivate : public QObject, private TSKCachedFileDelegate
 {
     Q_OBJECT
@@ -54,6 +59,14 @@ public:
     // An ad page that has not finished rendering by then (its script spins,
     // say) fails the load; the banner's reloads go on.
     static constexpr double kRenderDeadlineSeconds = 10.0;
+    // How long an ad must stay in sight, without a break, before its
+    // impression counts.
+    static constexpr double kViewableSeconds = 1.0;
+    // How long a banner stays unseen before it releases its pages.
+    static constexpr double kDormantAfterSeconds = 10.0;
+    // The shortest reload period taken from a server, so that no ad network
+    // can make a banner reload as fast as loads finish.
+    static constexpr double kMinimumReloadSeconds = 1.0;
 
     // The ad web view becomes a child of `adView`, filling it.
     explicit TSKObjectPrivate(QWidget *adView);
@@ -68,6 +81,7 @@ public:
     const std::shared_ptr<TSKDelegateManager> &delegateManager() const { return delegateManager_; }
     Velmora::Platform::ViewController *rootViewController() const { return rootViewController_; }
     void setRootViewController(Velmora::Platform::ViewController *controller) { rootViewController_ = controller; }
+    // Null while the banner is dormant.
     Velmora::Platform::WebView *webView() const { return webView_; }
     TSKRequestPrivate *request() const { return request_.get(); }
     TSKCachedFile *adHTML() const { return adHTML_.get(); }
@@ -80,12 +94,22 @@ public:
     Velmora::Platform::Timer *reloadTimer() const { return reloadTimer_; }
     const QList<QUrl> &pendingTrackingURLs() const { return pendingTrackingURLs_; }
     qsizetype pendingTrackerCount() const { return qsizetype(trackers_.size()); }
+    bool isSeen() const;
+    bool isDormant() const { return dormant_; }
+    // The second of sight that counts the shown ad's impression, if running.
+    Velmora::Platform::Timer *viewabilityTimer() const { return viewabilityTimer_; }
+    // The countdown of an unseen banner to releasing its pages, if running.
+    Velmora::Platform::Timer *dormancyTimer() const { return dormancyTimer_; }
 
     // Pings each URL once through its own click tracker.
     void trackURLs(const QList<QUrl> &urls);
+    // The ad is rendered: its pending trackers are pinged once it has been
+    // in sight for kViewableSeconds.
+    void countImpressionWhenViewable();
 
-    // The reload period the server sent; 0 cancels the pending reload but
-    // keeps the last period for activateReloadTimer().
+    // The reload period the server sent, at least kMinimumReloadSeconds; 0
+    // cancels the pending reload but keeps the last period for
+    // activateReloadTimer(). The timer runs only while the banner is seen.
     void scheduleReloadTimer(double seconds);
     void activateReloadTimer();
     void deactivateReloadTimer();
@@ -113,11 +137,19 @@ private:
     void setAdHTML(std::unique_ptr<TSKCachedFile> file);
     void showAd();
     void renderDeadlinePassed(int render);
+    void createWebView();
+    void releaseWebView();
+    void seenChanged(bool seen);
+    void resumeInSight();
+    void goDormant();
+    void startViewabilityTimer();
+    void impressionBecameViewable();
+    static void invalidate(QPointer<Velmora::Platform::Timer> &timer);
     void failWithCode(qint64 code);
     void failedToDownloadJavaScriptWithError();
     void failedAdRequestWithErrorFile(TSKCachedFile *file);
     void addReloadInformationFromHeaders();
-    void resetReloadTimer();
+    void resetReloadTimer() { invalidate(reloadTimer_); }
     void reloadCurrentRequest();
     void cleanupTrackers();
     void observeNotifications();
@@ -147,4 +179,13 @@ private:
     bool hasAutoRefreshed_ = false;
     int supportedOrientations_ = 1;
     int renders_ = 0;
+    std::unique_ptr<TSKVisibilityTracker> visibility_;
+    QPointer<Velmora::Platform::Timer> viewabilityTimer_;
+    QPointer<Velmora::Platform::Timer> dormancyTimer_;
+    // The background or a full-screen ad holds every banner's reloads.
+    bool paused_ = false;
+    bool dormant_ = false;
+    bool loadWaitsForSight_ = false;
+    bool renderWaitsForSight_ = false;
+    bool impressionDue_ = false;
 };

@@ -53,8 +53,9 @@ void TSKBannerWebViewDelegate::showAd(WebView *webView)
 {
     private_->changeState(TSKObjectPrivate::Shown);
     webView->show();
-    // The ad is on screen: now its impressions count.
-    private_->trackURLs(private_->pendingTrackingURLs());
+    // The ad is on screen: its impression counts once the player has had it
+    // in sight long enough.
+    private_->countImpressionWhenViewable();
     TSKStatistics *statistics = TSKStatistics::sharedStatistics();
     statistics->endTimingNamed(QStringLiteral("prl"));
     statistics->startTimingNamed(QStringLiteral("ppcl"));

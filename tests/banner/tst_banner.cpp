@@ -48,7 +48,7 @@ public:
     }
 };
 
-// One banner on its own screen, pointed at a server, with a recording delegate.
+// One banner on its own screen, in sight, pointed at a server, with a recording delegate.
 struct Placement
 {
     explicit Placement(const AdServerProcess &server, const QString &unit = kUnit)
@@ -60,6 +60,7 @@ struct Placement
         banner->setAdUnitID(unit);
         banner->setRootViewController(&screen);
         banner->setDelegate(&recorder);
+        screen.view()->show();
     }
 
     TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
@@ -125,7 +126,8 @@ private slots:
         QPointer<Timer> reload = placement.loader()->reloadTimer();
         QVERIFY(reload);
         QCOMPARE(reload->timeInterval(), 30.0);
-        spin(20);  // the first ad's age shows in the next request
+        // Once the first ad has been seen long enough to count; its age shows in the next request.
+        QVERIFY(waitUntil([&] { return server.requestsTo("/track/impression").size() == 1; }));
         reload->fire();
         QVERIFY(placement.waitForEvents(2));
         QCOMPARE(placement.recorder.events, QStringList({"receive", "receive"}));
@@ -151,7 +153,7 @@ private slots:
 
     void reloadPeriods()
     {
-        // The period is used as sent, read like the phone's doubleValue.
+        // The period is read like the phone's doubleValue.
         const std::pair<const char *, double> periods[] = {
             {"30", 30}, {" 2.5s", 2.5}, {"abc", 0}, {"", 0}, {"nan", 0}, {"-1", -1}, {"1e12", 1e12}};
         for (const auto &[text, seconds] : periods)
@@ -160,11 +162,16 @@ private slots:
 
         QWidget view;
         TSKObjectPrivate loader(&view);
+        view.show();
+        QVERIFY(waitUntil([&] { return loader.isSeen(); }));
         loader.scheduleReloadTimer(1e12);
         // A period past what a timer can count is "not in this run", never "now".
         QCOMPARE(loader.reloadTimer()->intervalMs(), std::numeric_limits<int>::max());
-        loader.scheduleReloadTimer(1);
-        QCOMPARE(loader.reloadTimer()->timeInterval(), 1.0);
+        // Under a second, negatives included, is a second.
+        for (const double seconds : {-1.0, 0.001, 1.0}) {
+            loader.scheduleReloadTimer(seconds);
+            QCOMPARE(loader.reloadTimer()->timeInterval(), 1.0);
+        }
         loader.scheduleReloadTimer(0);
         QVERIFY(!loader.reloadTimer());
         QCOMPARE(loader.reloadSeconds(), 1.0);

@@ -174,6 +174,29 @@ private slots:
         QVERIFY(stage.lastAdQuery("plpd").toInt() > 0);
     }
 
+    // The banner under its own browser goes dormant; the browser, presented
+    // from it, still works and closes, and the banner then loads anew.
+    void dormantUnderItsOwnFullScreenAd()
+    {
+        Stage stage("landing");
+        QVERIFY(stage.shown());
+        stage.tap();
+        auto *browser = stage.presented<TSKBrowserController>(&stage.screen);
+        QVERIFY(browser);
+        QVERIFY(waitUntil([&] { return stage.loader()->dormancyTimer(); }));
+        stage.loader()->dormancyTimer()->fire();
+        QVERIFY(!stage.banner->webView());
+        QVERIFY(stage.loaded(browser->webView(), "/landing/index.html"));
+
+        browser->toolbar()->findChild<QAction *>("Done")->trigger();
+        // The banner is in sight again while the browser slides away.
+        QVERIFY(waitUntil([&] { return stage.recorder.events.count("receive") == 2; }));
+        QVERIFY(waitUntil([&] { return stage.recorder.events.contains("didDismiss"); }));
+        QCOMPARE(stage.recorder.events.size(), 5);
+        QCOMPARE(stage.server.requestsTo("/ad").size(), 2);
+        QCOMPARE(stage.lastAdQuery("pcc"), "1");
+    }
+
     void clubWebAppShowsHidesAndCloses()
     {
         Stage stage("club");

@@ -14,6 +14,7 @@
 #include "WebProfile.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QTimer>
 #include <QWebEngineProfile>
@@ -287,6 +288,7 @@ private slots:
         banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
         banner->setRootViewController(&screen_);
         banner->setDelegate(&outcomes);
+        banner->show();
         banner->loadRequest(TSKRequest::request().get());
         QVERIFY(waitUntil([&] { return !outcomes.seen.isEmpty(); }));
         // Long enough for a page's script, a tracker or an opener's wait to act.
@@ -299,6 +301,35 @@ private slots:
         QCOMPARE(visibleWindowCount(), windows);
         QVERIFY2(residentMegabytes() - memory < 100, qPrintable(QString::number(residentMegabytes() - memory)));
         QVERIFY(ticks > 0);
+    }
+
+    void refreshUnderASecondWaitsASecond_data()
+    {
+        QTest::addColumn<QByteArray>("period");
+        QTest::newRow("negative") << QByteArray("-1");
+        QTest::newRow("a millisecond") << QByteArray("0.001");
+    }
+
+    // Not as fast as loads finish: at most one reload a second.
+    void refreshUnderASecondWaitsASecond()
+    {
+        QFETCH(QByteArray, period);
+        Network network;
+        network.server.reply("/ad", 200, {{"X-Tiskos-Refresh-Rate", period}}, kPlainAd);
+        Outcomes outcomes;
+        QElapsedTimer clock;
+        clock.start();
+        const auto banner = std::make_unique<TSKBannerView>(QRectF(0, 430, 320, 50), screen_.view());
+        banner->setRootViewController(&screen_);
+        banner->setDelegate(&outcomes);
+        banner->show();
+        banner->loadRequest(TSKRequest::request().get());
+        QVERIFY(waitUntil([&] { return outcomes.seen.size() >= 3; }));
+        const auto *loader = TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner.get());
+        QCOMPARE(loader->reloadSeconds(), TSKObjectPrivate::kMinimumReloadSeconds);
+        const qsizetype requests = network.server.requestsTo("/ad").size();
+        QVERIFY2(requests <= 2 + clock.elapsed() / 1000, qPrintable(QString::number(requests)));
+        QCOMPARE(outcomes.seen, QStringList(outcomes.seen.size(), QStringLiteral("receive")));
     }
 };
 

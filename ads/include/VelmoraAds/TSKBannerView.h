@@ -43,7 +43,8 @@ public:
     void setDelegate(QObject *delegate);
     /// Whether the current ad came from a reload the server scheduled.
     bool hasAutoRefreshed() const;
-    /// The page that shows the ad.
+    /// The page that shows the ad; null while a banner long out of sight has
+    /// given its pages back.
     Velmora::Platform::WebView *webView() const;
 
     /// Loads an ad for a copy of the request (an empty one for null).
