@@ -46,9 +46,10 @@ set(CPACK_DEBIAN_VELMORA_PACKAGE_NAME velmora)
 set(CPACK_DEBIAN_VELMORA_PACKAGE_SECTION games)
 string(CONCAT CPACK_DEBIAN_VELMORA_DESCRIPTION
     "touch arcade game with its own house ad server\n"
-    "Drag your ball around the field and dodge the yellow balls that bounce about it.\n"
-    "Every screen carries a live banner from velmora-adserver, the small house ad server\n"
-    "that comes with the game, so the whole ad chain runs on one machine.")
+    "Drag your ball around the field and dodge the yellow balls that bounce\n"
+    "about it. Every screen carries a live banner from velmora-adserver, the\n"
+    "small house ad server that comes with the game, so the whole ad chain\n"
+    "runs on one machine.")
 if(NOT DPKG_SHLIBDEPS)
     set(CPACK_DEBIAN_VELMORA_PACKAGE_DEPENDS "${velmora_web_depends}, libsqlite3-0")
 endif()
@@ -57,8 +58,9 @@ velmora_debian_docs(game velmora)
 # The ad library at run time.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libvelmoraads1)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# Only this package holds a shared library, so only it gets a shlibs file.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${velmora_debian_dir}/triggers)
 string(CONCAT CPACK_DEBIAN_LIBRARY_DESCRIPTION
     "Velmora ad library\n"
