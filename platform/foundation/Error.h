@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PlatformExport.h"
+
 #include <QMetaType>
 #include <QString>
 #include <QVariantMap>
@@ -10,7 +12,7 @@ namespace Velmora::Platform {
 
 /// A failure as a value: which subsystem (domain), which failure (code), and
 /// details such as a readable message and the error that caused it.
-struct Error
+struct VELMORAPLATFORM_EXPORT Error
 {
     static inline const QString LocalizedDescriptionKey = QStringLiteral("localizedDescription");
     static inline const QString UnderlyingErrorKey = QStringLiteral("underlyingError");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "TouchPoint.h"
+#include "PlatformExport.h"
 
 #include <QList>
 
@@ -8,7 +9,7 @@ namespace Velmora::Platform {
 
 /// The event that goes with a set of touches: every touch currently on the
 /// screen, whatever its phase.
-class TouchEvent
+class VELMORAPLATFORM_EXPORT TouchEvent
 {
 public:
     TouchEvent(QList<TouchPoint> allTouches, double timestamp)

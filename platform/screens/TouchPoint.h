@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PlatformExport.h"
+
 #include <QPointF>
 #include <QPointer>
 #include <QWidget>
@@ -9,7 +11,7 @@ namespace Velmora::Platform {
 /// One finger (or the mouse) on the screen, as a controller's touch handlers
 /// receive it. Locations are in points of the view the touch belongs to and
 /// can be asked for in any other view.
-class TouchPoint
+class VELMORAPLATFORM_EXPORT TouchPoint
 {
 public:
     enum Phase { Began, Moved, Stationary, Ended, Cancelled };

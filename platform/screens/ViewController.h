@@ -2,6 +2,7 @@
 
 #include "TouchEvent.h"
 #include "TouchPoint.h"
+#include "PlatformExport.h"
 
 #include <QObject>
 #include <QPointer>
@@ -35,7 +36,7 @@ class ModalTransition;
 /// view itself (not taken by a button or other interactive child) become
 /// touchesBegan/Moved/Ended with locations in the view's points, held to
 /// the screen (the view's window) as a finger is.
-class ViewController : public QObject
+class VELMORAPLATFORM_EXPORT ViewController : public QObject
 {
     Q_OBJECT
 public:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "PlatformExport.h"
+
 #include <QImage>
 #include <QPointer>
 #include <QWidget>
@@ -19,7 +21,7 @@ class ViewController;
 /// transform of the widgets: mouse positions stay in points, text, painted
 /// shapes and high-resolution pixmaps render crisply at the scale, and web
 /// views (which cannot live in a graphics scene) scale like everything else.
-class Window : public QWidget
+class VELMORAPLATFORM_EXPORT Window : public QWidget
 {
     Q_OBJECT
 public:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <VelmoraAds/velmoraads_export.h>
+
 #include <QRectF>
 #include <QStringList>
 #include <QWidget>
@@ -19,7 +21,7 @@ class WebView;
 /// invokables, such as
 /// `Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *view);`
 /// (all of them: \ref delegate-events).
-class TSKBannerView : public QWidget
+class VELMORAADS_EXPORT TSKBannerView : public QWidget
 {
     Q_OBJECT
 public:

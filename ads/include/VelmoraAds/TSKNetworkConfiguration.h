@@ -1,5 +1,7 @@
 #pragma once
 
+#include <VelmoraAds/velmoraads_export.h>
+
 #include <QCommandLineOption>
 #include <QList>
 #include <QString>
@@ -19,7 +21,7 @@ class QCommandLineParser;
 /// Hosts are "name[:port]". The reachability host and the click-tracking
 /// suffix default to the ad server's host name, so moving the ad server moves
 /// them too.
-class TSKNetworkConfiguration
+class VELMORAADS_EXPORT TSKNetworkConfiguration
 {
 public:
     static QString staticContentHost();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <VelmoraAds/velmoraads_export.h>
+
 #include <QDateTime>
 #include <QString>
 #include <QStringList>
@@ -13,7 +15,7 @@ enum class TSKGender { Unknown = 0, Male = 1, Female = 2 };
 /// What a publisher tells the ad server about the user and the placement.
 /// Make one with request(); the banner sends its own copy, so a request can
 /// be changed and reused.
-class TSKRequest
+class VELMORAADS_EXPORT TSKRequest
 {
 public:
     static std::unique_ptr<TSKRequest> request();

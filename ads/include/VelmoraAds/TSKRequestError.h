@@ -2,13 +2,15 @@
 
 #include "Error.h"
 
+#include <VelmoraAds/velmoraads_export.h>
+
 class TSKRequest;
 
 /// The one error the ad library hands to publishers: the library's domain, a
 /// code from 0 to 4 and a fixed message. An invalid request (code 0) also
 /// carries the parameters it sent (none if it was never sent), so the
 /// publisher can see what went wrong.
-class TSKRequestError : public Velmora::Platform::Error
+class VELMORAADS_EXPORT TSKRequestError : public Velmora::Platform::Error
 {
 public:
     enum Code { InvalidRequest = 0, NoFill = 1, NetworkError = 2, OSVersionTooLow = 3, Timeout = 4 };
