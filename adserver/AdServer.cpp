@@ -1,7 +1,6 @@
 #include "AdServer.h"
 
 #include "routes/AdRoutes.h"
-#include "store/BatchWriter.h"
 #include "transport/HttpRequest.h"
 #include "transport/HttpTransport.h"
 #include "transport/Reply.h"
@@ -13,8 +12,16 @@ AdServer::AdServer(const ServerOptions &options)
 {
 }
 
-// Members go in reverse order: the transport first, so no request runs while the rest goes.
-AdServer::~AdServer() = default;
+// No request runs while the rest goes; the last batch's answers are then
+// dropped with their connections when the transport goes.
+AdServer::~AdServer()
+{
+    if (transport_)
+        transport_->stop();
+    routes_.reset();
+    stats_.reset();
+    commits_.reset();
+}
 
 bool AdServer::start(QString *error)
 {
@@ -28,10 +35,9 @@ bool AdServer::start(QString *error)
     if (!openStorage(error))
         return false;
     files_ = std::make_unique<StaticFiles>(options_.wwwDir);
-    stats_ = std::make_unique<AdStats>(options_.units, catalogue_.ids(), options_.recentCount, store_.get());
+    stats_ = std::make_unique<AdStats>(options_.units, catalogue_.ids(), options_.recentCount, *commits_, store_->runNumber());
     stats_->watchStorage(&log_);
     routes_ = std::make_unique<AdRoutes>(options_, faults_, catalogue_, script_, *files_, *stats_);
-    writer_ = std::make_unique<BatchWriter>(log_, store_.get());
 
     transport_ = std::make_unique<HttpTransport>(options_.limits, [this](const HttpRequest &request) { return respond(request); });
     if (!transport_->listen(options_.bindAddress, options_.port, error))
@@ -45,10 +51,17 @@ bool AdServer::openStorage(QString *error)
 {
     if (!options_.logFile.isEmpty() && !log_.open(options_.logFile, error))
         return false;
-    if (options_.databaseFile.isEmpty())
-        return true;
-    store_ = std::make_unique<CountStore>();
-    return store_->open(options_.databaseFile, error);
+    // Without a database the counts still go through the same path, kept in memory.
+    store_ = CountStore::open(options_.store.isEmpty() ? QStringLiteral(":memory:") : options_.store, error);
+    if (!store_)
+        return false;
+    const std::optional<CountStore::Counts> stored = store_->load();
+    if (!stored) {
+        *error = QStringLiteral("cannot read the count database");
+        return false;
+    }
+    commits_ = std::make_unique<GroupCommit>(log_, *store_, *stored, options_.statsInterval, batchObserver_);
+    return true;
 }
 
 quint16 AdServer::port() const
@@ -72,11 +85,12 @@ Reply AdServer::respond(const HttpRequest &request)
     Reply reply;
     {
         const std::lock_guard lock(routesMutex_);
-        stats_->recordRequest();
         reply = request.method() == "GET" ? routes_->handle(request)
                                           : Reply::text(405, "only GET is served").addHeader("Allow", "GET");
     }
     log_.record(request.method(), request.path(), request.query(), reply.status);
+    // After the line, so the batch that counts the request writes the line too.
+    stats_->recordRequest();
     // The operator's view stays prompt even when the ad path is told to crawl.
     if (request.path() != QLatin1String("/stats"))
         reply.delayMs = faults_.delayMs();

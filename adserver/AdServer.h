@@ -3,6 +3,7 @@
 #include "store/AdStats.h"
 #include "routes/CoreScript.h"
 #include "store/CountStore.h"
+#include "store/GroupCommit.h"
 #include "routes/CreativeCatalogue.h"
 #include "routes/FaultInjector.h"
 #include "store/RequestLog.h"
@@ -12,7 +13,6 @@
 #include <mutex>
 
 class AdRoutes;
-class BatchWriter;
 class HttpRequest;
 class HttpTransport;
 class Reply;
@@ -20,13 +20,19 @@ class StaticFiles;
 
 // The house ad server: loads the site, opens the request log and the count
 // database, listens, and answers each request through AdRoutes on the
-// transport's threads, one route at a time.
+// transport's threads, one route at a time; trackers are answered from the
+// group commit's thread once their counts are stored.
 class AdServer
 {
 public:
     explicit AdServer(const ServerOptions &options);
     // Stops serving, then writes every logged line and count.
     ~AdServer();
+    AdServer(const AdServer &) = delete;
+    AdServer &operator=(const AdServer &) = delete;
+
+    // Told every count batch's latency and outcome; set before start().
+    void observeStoreBatches(GroupCommit::BatchObserver observer) { batchObserver_ = std::move(observer); }
 
     // Loads the site and opens the log and the database, then listens; explains any failure.
     bool start(QString *error);
@@ -46,11 +52,12 @@ private:
     CreativeCatalogue catalogue_;
     CoreScript script_;
     RequestLog log_;
+    GroupCommit::BatchObserver batchObserver_;
     std::unique_ptr<CountStore> store_;
+    std::unique_ptr<GroupCommit> commits_;
     std::unique_ptr<StaticFiles> files_;
     std::unique_ptr<AdStats> stats_;
     std::unique_ptr<AdRoutes> routes_;
     std::mutex routesMutex_;
-    std::unique_ptr<BatchWriter> writer_;
     std::unique_ptr<HttpTransport> transport_;
 };

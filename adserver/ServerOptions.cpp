@@ -84,7 +84,11 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto fillOption = option("fill-rate", QStringLiteral("Share of ad requests that get an ad, 0 to 1."), "RATE", QStringLiteral("1"));
     const auto wwwOption = option("www", QStringLiteral("Site directory (core script, creatives, pages). Default: www/ beside the program, else the installed one."), "DIR");
     const auto logOption = option("log", QStringLiteral("Request log file (JSON lines); SIGHUP reopens it."), "FILE", defaultLogFile());
-    const auto databaseOption = option("db", QStringLiteral("Count database (SQLite). Default: beside the log, named after it (requests.sqlite)."), "FILE");
+    const QCommandLineOption databaseOption(QStringList{QStringLiteral("store"), QStringLiteral("db")},
+                                            QStringLiteral("Count database: an SQLite file, or a postgresql:// URI that any number of servers share."
+                                                           " Default: an SQLite file beside the log, named after it (requests.sqlite)."),
+                                            QStringLiteral("FILE|URI"));
+    parser.addOption(databaseOption);
     const auto recentOption = option("recent", QStringLiteral("Ad requests kept for /stats."), "N", QStringLiteral("100"));
     const auto statsOption = option("stats-interval", QStringLiteral("Seconds a built /stats page is served before it is rebuilt; 0 rebuilds it every time."), "SECONDS", QStringLiteral("1"));
     const auto faultOption = option("fault", QStringLiteral("Misbehave: %1. Repeatable.").arg(FaultInjector::modeSyntax()), "MODE");
@@ -184,7 +188,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
         return false;
     }
     logFile = parser.value(logOption);
-    databaseFile = parser.isSet(databaseOption) ? parser.value(databaseOption) : logFile.isEmpty() ? QString() : defaultDatabaseFile(logFile);
+    store = parser.isSet(databaseOption) ? parser.value(databaseOption) : logFile.isEmpty() ? QString() : defaultDatabaseFile(logFile);
 
     faults = parser.values(faultOption);
     for (const QString &fault : std::as_const(faults)) {

@@ -24,7 +24,8 @@ public:
     double fillRate = 1.0;
     QString wwwDir;
     QString logFile;
-    QString databaseFile;
+    // An SQLite file or a postgresql:// URI; empty keeps the counts in memory.
+    QString store;
     int recentCount = 100;
     QStringList faults;
     int threads = 1;

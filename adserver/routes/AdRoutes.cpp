@@ -66,6 +66,10 @@ Reply AdRoutes::handle(const HttpRequest &request)
         return track(path.mid(7), query);
     if (path == QLatin1String("/stats"))
         return statsPage();
+    if (path == QLatin1String("/healthz"))
+        return Reply::text(200, "ok").addHeader("Cache-Control", "no-store");
+    if (path == QLatin1String("/readyz"))
+        return readiness();
     if (auto file = files_.serve(path, request.header("If-Modified-Since")))
         return *file;
     return Reply::text(404, "not found");
@@ -125,20 +129,43 @@ Reply AdRoutes::clickThrough(const QString &creativeId, const QUrlQuery &query, 
     const CreativeCatalogue::Creative *creative = catalogue_.find(creativeId);
     if (!creative || creative->target.isEmpty())
         return Reply::text(404, "no such creative");
-    stats_.recordClickThrough(QString::fromLatin1(safeUnit(query)), creative->id);
     const QByteArray target = creative->target.toUtf8();
-    return Reply::redirect(target.startsWith('/') ? base + target : target);
+    const QString unit = QString::fromLatin1(safeUnit(query));
+    return afterCounting(Reply::redirect(target.startsWith('/') ? base + target : target),
+                         [&stats = stats_, unit, id = creative->id](GroupCommit::Done done) {
+                             stats.recordClickThrough(unit, id, std::move(done));
+                         });
 }
 
 Reply AdRoutes::track(const QString &event, const QUrlQuery &query)
 {
     const QString unit = QString::fromLatin1(safeUnit(query));
     const QString creative = queryValue(query, QStringLiteral("creative"));
-    if (event == QLatin1String("impression"))
-        stats_.recordImpression(unit, creative);
-    else if (event == QLatin1String("click"))
-        stats_.recordClick(unit, creative);
     Reply reply = Reply::text(200, QByteArray());
+    reply.addHeader("Cache-Control", "no-store");
+    const AdStats &stats = stats_;
+    if (event == QLatin1String("impression"))
+        return afterCounting(reply, [&stats, unit, creative](GroupCommit::Done done) { stats.recordImpression(unit, creative, std::move(done)); });
+    if (event == QLatin1String("click"))
+        return afterCounting(reply, [&stats, unit, creative](GroupCommit::Done done) { stats.recordClick(unit, creative, std::move(done)); });
+    return reply;
+}
+
+Reply AdRoutes::afterCounting(Reply reply, std::function<void(GroupCommit::Done)> record) const
+{
+    static const Reply unstored = Reply::text(503, "cannot count it now; try again").addHeader("Retry-After", "1");
+    // Known to fail: said at once, and logged as what it is.
+    if (!stats_.storing())
+        return unstored;
+    reply.deferred = [record = std::move(record), answer = reply](Reply::Completion complete) {
+        record([complete = std::move(complete), answer](bool stored) { complete(stored ? answer : unstored); });
+    };
+    return reply;
+}
+
+Reply AdRoutes::readiness() const
+{
+    Reply reply = stats_.storing() ? Reply::text(200, "ready") : Reply::text(503, "the count database takes no writes");
     reply.addHeader("Cache-Control", "no-store");
     return reply;
 }

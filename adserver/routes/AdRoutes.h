@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/GroupCommit.h"
 #include "transport/Reply.h"
 
 #include <QByteArray>
@@ -7,6 +8,7 @@
 #include <QUrlQuery>
 
 #include <chrono>
+#include <functional>
 
 class AdStats;
 class CoreScript;
@@ -21,8 +23,10 @@ class StaticFiles;
 //   /ad?slotname=...         an ad request: 302 to an ad page, 400, or an empty no-fill page
 //   /page/<creative>         the ad page
 //   /click/<creative>        a click-through: 302 to the landing page or application link
-//   /track/<event>           impression and click trackers: 200
+//   /track/<event>           impression and click trackers: 200 once counted, 503 when they cannot be
 //   /stats                   counters and the latest ad requests as JSON, rebuilt at most once per interval
+//   /healthz                 200 while the server serves
+//   /readyz                  200 while counts can be stored, else 503
 //   anything else            a file of the site directory
 class AdRoutes
 {
@@ -40,6 +44,9 @@ private:
     Reply clickThrough(const QString &creativeId, const QUrlQuery &query, const QByteArray &base);
     Reply track(const QString &event, const QUrlQuery &query);
     Reply statsPage();
+    Reply readiness() const;
+    // Answers `reply` once `record` has stored its count, 503 if it cannot.
+    Reply afterCounting(Reply reply, std::function<void(GroupCommit::Done)> record) const;
     Reply redirectLoop(QUrlQuery query, const QByteArray &base) const;
     Reply noFill() const;
 

@@ -1,72 +1,61 @@
 #pragma once
 
-#include <QHash>
+#include "store/GroupCommit.h"
+
 #include <QJsonObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QUrlQuery>
 
 #include <deque>
 
-class CountStore;
 class RequestLog;
 
-// Counters per ad unit and creative, plus the most recent ad requests with
-// their parameters. Only configured units and known creatives get their own
-// counters, so clients cannot grow the tables without bound, and a recent
-// request keeps at most recentParameterBytes of parameters. With a store, the
-// counters start from its values and every count is added to it. Not
-// thread-safe: the server serialises its calls.
+// Counters per ad unit and creative, kept by the group commit, plus this
+// server's most recent ad requests with their parameters. Only configured
+// units and known creatives get their own counters, so clients cannot grow
+// the tables without bound, and a recent request keeps at most
+// recentParameterBytes of parameters. Not thread-safe, except the durable
+// records, which only read the configuration: the server serialises the rest.
 class AdStats
 {
 public:
     static constexpr qsizetype recentParameterBytes = 4096;
 
-    AdStats(const QStringList &units, const QStringList &creatives, int recentCount, CountStore *store = nullptr);
+    // Request ids start above every earlier run's on the same store.
+    AdStats(const QStringList &units, const QStringList &creatives, int recentCount, GroupCommit &commits, qint64 runNumber);
 
-    qint64 nextRequestId() { return ++lastRequestId_; }
+    qint64 nextRequestId() { return (runNumber_ << 32) + ++lastRequestId_; }
 
-    void recordRequest();  // any HTTP request
+    void recordRequest();  // any HTTP request; any thread
     // An empty creative means no fill.
     void recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &query, const QString &creative);
     void recordRejected();
-    void recordImpression(const QString &unit, const QString &creative);
-    void recordClick(const QString &unit, const QString &creative);
-    void recordClickThrough(const QString &unit, const QString &creative);
-    // Where the request log and the store report lost writes.
+    // Counted when stored: `done` tells whether it was.
+    void recordImpression(const QString &unit, const QString &creative, GroupCommit::Done done) const;
+    void recordClick(const QString &unit, const QString &creative, GroupCommit::Done done) const;
+    void recordClickThrough(const QString &unit, const QString &creative, GroupCommit::Done done) const;
+    // Whether counts can be stored now.
+    bool storing() const { return commits_.accepting(); }
+    // Where the request log reports lost writes.
     void watchStorage(const RequestLog *log) { log_ = log; }
 
     QJsonObject toJson() const;
 
 private:
-    struct CreativeCounts
-    {
-        qint64 served = 0;
-        qint64 impressions = 0;
-        qint64 clicks = 0;
-        qint64 clickThroughs = 0;
-    };
-    struct UnitCounts
-    {
-        qint64 adRequests = 0;
-        qint64 noFill = 0;
-        QHash<QString, CreativeCounts> creatives;
-    };
-
-    qint64 *counter(const QString &unit, const QString &creative, const QString &name);
-    // Counts one, in memory and in the store; an untracked unit or creative is unattributed.
+    bool tracked(const QString &unit, const QString &creative, const QString &name) const;
+    // An untracked unit or creative is unattributed.
+    GroupCommit::Key attribute(const QString &unit, const QString &creative, const QString &name) const;
     void count(const QString &unit, const QString &creative, const QString &name);
-    void restore();
     static QJsonObject boundedParameters(const QUrlQuery &query);
 
-    QHash<QString, UnitCounts> units_;
+    QStringList units_;
+    QSet<QString> creatives_;
     int recentCount_;
     std::deque<QJsonObject> recent_;
-    CountStore *store_;
+    GroupCommit &commits_;
     const RequestLog *log_ = nullptr;
+    qint64 runNumber_;
     qint64 lastRequestId_ = 0;
-    qint64 requests_ = 0;
-    qint64 adRequests_ = 0;
-    qint64 rejected_ = 0;
-    qint64 unattributed_ = 0;
 };

@@ -2,6 +2,7 @@
 
 #include "transport/OpenFile.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/file_body.hpp>
 #include <boost/beast/http/read.hpp>
@@ -104,7 +105,11 @@ void HttpSession::onRead(beast::error_code error)
     for (const auto &field : message)
         headers.append({bytes(field.name_string()), bytes(field.value())});
     const HttpRequest request(bytes(message.method_string()), bytes(message.target()), std::move(headers));
-    answer(handler_(request), message.version() == 11 && message.keep_alive());
+    const Reply reply = handler_(request);
+    const bool keepAlive = message.version() == 11 && message.keep_alive();
+    if (reply.deferred)
+        return answerLater(reply.deferred, keepAlive);
+    answer(reply, keepAlive);
 }
 
 void HttpSession::refuseBrokenRequest(beast::error_code error)
@@ -168,6 +173,14 @@ void HttpSession::answer(const Reply &reply, bool keepAlive)
     if (reply.truncated)  // announce it all, send half, hang up
         response->content_length(std::uint64_t(reply.body.size()));
     send(response, keepAlive && !reply.truncated);
+}
+
+void HttpSession::answerLater(const std::function<void(Reply::Completion)> &start, bool keepAlive)
+{
+    // No read is pending meanwhile, so no timeout runs and answers keep their order.
+    start([self = shared_from_this(), keepAlive](Reply reply) {
+        net::post(self->stream_.get_executor(), [self, reply = std::move(reply), keepAlive] { self->answer(reply, keepAlive); });
+    });
 }
 
 template<class Response>

@@ -34,6 +34,7 @@ private:
     void refuseBrokenRequest(boost::beast::error_code error);
     std::optional<Reply> protocolRefusal() const;
     void answer(const Reply &reply, bool keepAlive);
+    void answerLater(const std::function<void(Reply::Completion)> &start, bool keepAlive);
     template<class Response>
     void send(std::shared_ptr<Response> response, bool keepAlive);
     // Stops sending, reads what the client still sends for a moment, then closes.

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QPair>
 
+#include <functional>
 #include <memory>
 
 class OpenFile;
@@ -21,6 +22,12 @@ public:
     std::shared_ptr<const OpenFile> file;
     // Held back this long before it is sent; the server keeps answering others meanwhile.
     int delayMs = 0;
+    // Decided later: the session hands this a completion that any thread may
+    // call once with the real reply, and reads nothing more from the
+    // connection until then. The fields above are what the reply will be if
+    // all goes well.
+    using Completion = std::function<void(Reply)>;
+    std::function<void(Completion)> deferred;
 
     static Reply withBody(int status, const QByteArray &contentType, const QByteArray &body);
     static Reply text(int status, const QByteArray &message);
