@@ -71,13 +71,20 @@ quint16 AdServer::port() const
 
 QByteArray AdServer::baseUrl() const
 {
-    const QHostAddress address = options_.bindAddress;
-    QString host = options_.publicHost;
-    if (host.isEmpty()) {
-        host = address.protocol() == QAbstractSocket::IPv6Protocol ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
-                                                                    : address.toString();
-    }
-    return QStringLiteral("http://%1:%2").arg(host).arg(port()).toLatin1();
+    const QString host = options_.publicHost.isEmpty() ? boundHost() : options_.publicHost;
+    return QStringLiteral("http://%1:%2").arg(host).arg(options_.publicPort ? options_.publicPort : port()).toLatin1();
+}
+
+QByteArray AdServer::listeningUrl() const
+{
+    return QStringLiteral("http://%1:%2").arg(boundHost()).arg(port()).toLatin1();
+}
+
+QString AdServer::boundHost() const
+{
+    const QHostAddress &address = options_.bindAddress;
+    return address.protocol() == QAbstractSocket::IPv6Protocol ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
+                                                                : address.toString();
 }
 
 Reply AdServer::respond(const HttpRequest &request)

@@ -37,7 +37,9 @@ public:
     // Loads the site and opens the log and the database, then listens; explains any failure.
     bool start(QString *error);
     quint16 port() const;
+    // What links point at; where the server listens.
     QByteArray baseUrl() const;
+    QByteArray listeningUrl() const;
 
     // After log rotation: the next lines go to a new file at the log's path.
     void reopenLog() { log_.reopen(); }
@@ -45,6 +47,7 @@ public:
 
 private:
     bool openStorage(QString *error);
+    QString boundHost() const;
     Reply respond(const HttpRequest &request);
 
     ServerOptions options_;

@@ -79,6 +79,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto portOption = option("port", QStringLiteral("TCP port (0 picks a free one)."), "PORT", QString::number(defaultPort));
     const auto bindOption = option("bind", QStringLiteral("Address to listen on."), "ADDRESS", QStringLiteral("127.0.0.1"));
     const auto publicHostOption = option("public-host", QStringLiteral("Host name put into links (Location, trackers, the core script); the bind address when not set."), "HOST");
+    const auto publicPortOption = option("public-port", QStringLiteral("Port put into links, e.g. the load balancer's in front; the listening port when 0."), "PORT", QStringLiteral("0"));
     const auto unitsOption = option("units", QStringLiteral("Comma-separated ad units to serve."), "UNITS", gameAdUnit);
     const auto refreshOption = option("refresh", QStringLiteral("Banner refresh period in seconds, 1 to 86400; 0 sends none."), "SECONDS", QStringLiteral("30"));
     const auto fillOption = option("fill-rate", QStringLiteral("Share of ad requests that get an ad, 0 to 1."), "RATE", QStringLiteral("1"));
@@ -144,6 +145,10 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     publicHost = parser.value(publicHostOption);
     if (!check(publicHostOption, publicHost.isEmpty() || hostName.match(publicHost).hasMatch(), QStringLiteral("a host name or address")))
         return false;
+
+    if (!whole(publicPortOption, 0, 65535))
+        return false;
+    publicPort = quint16(number);
 
     units = parser.value(unitsOption).split(QLatin1Char(','), Qt::SkipEmptyParts);
     if (!check(unitsOption, !units.isEmpty(), QStringLiteral("at least one ad unit")))

@@ -19,6 +19,7 @@ public:
     quint16 port = defaultPort;
     QHostAddress bindAddress = QHostAddress::LocalHost;
     QString publicHost;  // the host name put into links; the bind address when empty
+    quint16 publicPort = 0;  // the port put into links (a load balancer's); the listening port when 0
     QStringList units{gameAdUnit};
     double refreshSeconds = 30;
     double fillRate = 1.0;

@@ -66,7 +66,8 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "velmora-adserver: %s\n", qPrintable(error));
         return 1;
     }
-    std::printf("velmora-adserver: listening on %s (request log: %s)\n", server.baseUrl().constData(),
+    const QByteArray links = server.baseUrl() == server.listeningUrl() ? QByteArray() : "links to " + server.baseUrl() + "; ";
+    std::printf("velmora-adserver: listening on %s (%srequest log: %s)\n", server.listeningUrl().constData(), links.constData(),
                 qPrintable(options.logFile));
     std::fflush(stdout);
     // Under systemd (Type=notify): listening, and the store is open.
