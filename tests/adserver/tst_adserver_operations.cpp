@@ -15,8 +15,12 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <cstring>
 #include <csignal>
 #include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <thread>
 #include <vector>
 
@@ -456,6 +460,30 @@ private slots:
         QVERIFY2(counted >= load.acknowledged && counted <= load.acknowledged + qint64(GroupCommit::batchCounts),
                  qPrintable(QStringLiteral("%1 counted, %2 acknowledged").arg(counted).arg(load.acknowledged)));
         QCOMPARE(server.stop(SIGTERM), 0);
+    }
+
+    // systemd's Type=notify: READY=1 comes once the server answers.
+    void readinessIsNotified()
+    {
+        QTemporaryDir dir;
+        const QByteArray socketPath = QFile::encodeName(dir.filePath("notify"));
+        const int listener = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, socketPath.constData(), size_t(socketPath.size()));
+        QVERIFY(::bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
+        qputenv("NOTIFY_SOCKET", socketPath);
+        ServerProcess server(dir.path());
+        qunsetenv("NOTIFY_SOCKET");
+        char message[256] = {};
+        timeval wait{10, 0};
+        ::setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+        const ssize_t n = ::recv(listener, message, sizeof message - 1, 0);
+        ::close(listener);
+        QVERIFY(n > 0);
+        QCOMPARE(QByteArray(message), QByteArray("READY=1"));
+        QCOMPARE(server.get("/healthz").status, 200);
+        QCOMPARE(server.get("/readyz").status, 200);
     }
 
     void hangupReopensTheLog()
