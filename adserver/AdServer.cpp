@@ -90,16 +90,27 @@ QString AdServer::boundHost() const
 Reply AdServer::respond(const HttpRequest &request)
 {
     Reply reply;
+    std::vector<GroupCommit::Key> counts;
     {
         const std::lock_guard lock(routesMutex_);
+        stats_->recordRequest();
         reply = request.method() == "GET" ? routes_->handle(request)
                                           : Reply::text(405, "only GET is served").addHeader("Allow", "GET");
+        counts = stats_->takeCounts();
     }
     log_.record(request.method(), request.path(), request.query(), reply.status);
-    // After the line, so the batch that counts the request writes the line too.
-    stats_->recordRequest();
+    // After the line, so that the batch holding these counts writes the line first.
+    stats_->store(counts);
     // The operator's view stays prompt even when the ad path is told to crawl.
     if (request.path() != QLatin1String("/stats"))
         reply.delayMs = faults_.delayMs();
+    if (reply.deferred && reply.delayMs > 0) {
+        reply.deferred = [start = std::move(reply.deferred), delayMs = reply.delayMs](Reply::Completion complete) {
+            start([complete = std::move(complete), delayMs](Reply answer) {
+                answer.delayMs = delayMs;
+                complete(std::move(answer));
+            });
+        };
+    }
     return reply;
 }

@@ -39,7 +39,7 @@ GroupCommit::Key AdStats::attribute(const QString &unit, const QString &creative
 
 void AdStats::count(const QString &unit, const QString &creative, const QString &name)
 {
-    commits_.add(attribute(unit, creative, name));
+    staged_.push_back(attribute(unit, creative, name));
 }
 
 void AdStats::recordRequest()

@@ -9,6 +9,8 @@
 #include <QUrlQuery>
 
 #include <deque>
+#include <utility>
+#include <vector>
 
 class RequestLog;
 
@@ -16,8 +18,9 @@ class RequestLog;
 // server's most recent ad requests with their parameters. Only configured
 // units and known creatives get their own counters, so clients cannot grow
 // the tables without bound, and a recent request keeps at most
-// recentParameterBytes of parameters. Not thread-safe, except the durable
-// records, which only read the configuration: the server serialises the rest.
+// recentParameterBytes of parameters. Not thread-safe, except store() and the
+// durable records, which only read the configuration: the server serialises
+// the rest.
 class AdStats
 {
 public:
@@ -28,7 +31,7 @@ public:
 
     qint64 nextRequestId() { return (runNumber_ << 32) + ++lastRequestId_; }
 
-    void recordRequest();  // any HTTP request; any thread
+    void recordRequest();  // any HTTP request
     // An empty creative means no fill.
     void recordAdRequest(qint64 id, const QString &unit, const QUrlQuery &query, const QString &creative);
     void recordRejected();
@@ -36,6 +39,11 @@ public:
     void recordImpression(const QString &unit, const QString &creative, GroupCommit::Done done) const;
     void recordClick(const QString &unit, const QString &creative, GroupCommit::Done done) const;
     void recordClickThrough(const QString &unit, const QString &creative, GroupCommit::Done done) const;
+    // The counts recorded since the last call, for store(): a batch must not
+    // hold a count before the request log holds its line.
+    std::vector<GroupCommit::Key> takeCounts() { return std::exchange(staged_, {}); }
+    // Any thread.
+    void store(const std::vector<GroupCommit::Key> &counts) const { commits_.add(counts); }
     // Whether counts can be stored now.
     bool storing() const { return commits_.accepting(); }
     // Where the request log reports lost writes.
@@ -54,6 +62,7 @@ private:
     QSet<QString> creatives_;
     int recentCount_;
     std::deque<QJsonObject> recent_;
+    std::vector<GroupCommit::Key> staged_;
     GroupCommit &commits_;
     const RequestLog *log_ = nullptr;
     qint64 runNumber_;

@@ -38,11 +38,12 @@ GroupCommit::~GroupCommit()
     writeBatch(lock);
 }
 
-void GroupCommit::add(const Key &key)
+void GroupCommit::add(const std::vector<Key> &keys)
 {
     std::unique_lock lock(mutex_);
     const bool first = !hasWork();
-    ++next_.retained[key];
+    for (const Key &key : keys)
+        ++next_.retained[key];
     if (first) {
         firstAdded_ = std::chrono::steady_clock::now();
         lock.unlock();

@@ -43,7 +43,7 @@ public:
     GroupCommit(const GroupCommit &) = delete;
     GroupCommit &operator=(const GroupCommit &) = delete;
 
-    void add(const Key &key);
+    void add(const std::vector<Key> &keys);
     // `done` is called from the writer's thread once the batch has landed or failed.
     void addDurably(const Key &key, Done done);
     // The stored counts as last read plus everything added here since.
