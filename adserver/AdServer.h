@@ -31,7 +31,7 @@ public:
     AdServer(const AdServer &) = delete;
     AdServer &operator=(const AdServer &) = delete;
 
-    // Told every count batch's latency and outcome; set before start().
+    // Told every count batch's latency and outcome, on the writer's thread; set before start().
     void observeStoreBatches(GroupCommit::BatchObserver observer) { batchObserver_ = std::move(observer); }
 
     // Loads the site and opens the log and the database, then listens; explains any failure.
