@@ -26,6 +26,8 @@ else()
     # library's symbols file names it, and only dpkg-shlibdeps reads that.
     set(CPACK_DEBIAN_PACKAGE_DEPENDS "libqt6core6, libqt6gui6, libqt6widgets6, libqt6network6, libqt6webenginecore6, \
 libqt6webenginecore6-bin, libqt6webenginewidgets6, libssl3, libsqlite3-0, libstdc++6")
+    # The ad server's count database client and its readiness notification.
+    string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", libpq5, libsystemd0")
 endif()
 
 include(CPack)

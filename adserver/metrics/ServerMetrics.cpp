@@ -34,7 +34,7 @@ ServerMetrics::ServerMetrics()
                              .Help("Time to write one batch of log lines and counts.")
                              .Register(*registry_)
                              .Add({}, batchBuckets))
-    , storeBatchFailures_(single(*registry_, "velmora_store_batch_failures_total", "Batches of counts the store could not write (retried)."))
+    , storeBatchFailures_(single(*registry_, "velmora_store_batch_failures_total", "Group commits the store refused (their trackers got 503; other counts are retried)."))
     , logLinesLost_(single(*registry_, "velmora_request_log_lines_lost_total", "Request log lines that could not be written."))
     , bytesSent_(single(*registry_, "velmora_http_sent_bytes_total", "Bytes written to clients."))
     , connectionsRefused_(single(*registry_, "velmora_http_connections_refused_total",
