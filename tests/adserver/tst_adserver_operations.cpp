@@ -639,6 +639,12 @@ private slots:
         const qint64 counted = impressions(server.stats());
         QVERIFY2(counted >= load.acknowledged && counted <= load.acknowledged + qint64(GroupCommit::batchCounts),
                  qPrintable(QStringLiteral("%1 counted, %2 acknowledged").arg(counted).arg(load.acknowledged)));
+        // Monitoring sees what the clients were told, and the batches that failed.
+        const QMap<QString, double> metrics = parseMetrics(server.get("/metrics").body);
+        QCOMPARE(metrics["velmora_impressions_total"], double(load.acknowledged));
+        QCOMPARE(metrics["velmora_http_requests_total{route=\"track\",status=\"200\"}"], double(load.acknowledged));
+        QCOMPARE(metrics["velmora_http_requests_total{route=\"track\",status=\"503\"}"], double(load.refused));
+        QVERIFY(metrics["velmora_store_batch_failures_total"] > 0);
         QCOMPARE(server.stop(SIGTERM), 0);
     }
 
