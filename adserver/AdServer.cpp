@@ -1,11 +1,20 @@
 #include "AdServer.h"
 
 #include "routes/AdRoutes.h"
-#include "store/BatchWriter.h"
 #include "transport/HttpRequest.h"
 #include "transport/HttpTransport.h"
 #include "transport/Reply.h"
 #include "routes/StaticFiles.h"
+
+namespace {
+
+bool operatorRoute(AdRoutes::Route route)
+{
+    using Route = AdRoutes::Route;
+    return route == Route::stats || route == Route::metrics || route == Route::health || route == Route::readiness;
+}
+
+}  // namespace
 
 AdServer::AdServer(const ServerOptions &options)
     : options_(options)
@@ -13,8 +22,16 @@ AdServer::AdServer(const ServerOptions &options)
 {
 }
 
-// Members go in reverse order: the transport first, so no request runs while the rest goes.
-AdServer::~AdServer() = default;
+// No request runs while the rest goes; the last batch's answers are then
+// dropped with their connections when the transport goes.
+AdServer::~AdServer()
+{
+    if (transport_)
+        transport_->stop();
+    routes_.reset();
+    stats_.reset();
+    commits_.reset();
+}
 
 bool AdServer::start(QString *error)
 {
@@ -28,11 +45,9 @@ bool AdServer::start(QString *error)
     if (!openStorage(error))
         return false;
     files_ = std::make_unique<StaticFiles>(options_.wwwDir);
-    stats_ = std::make_unique<AdStats>(options_.units, catalogue_.ids(), options_.recentCount, store_.get());
+    stats_ = std::make_unique<AdStats>(options_.units, catalogue_.ids(), options_.recentCount, *commits_, store_->runNumber());
     stats_->watchStorage(&log_);
     routes_ = std::make_unique<AdRoutes>(options_, faults_, catalogue_, script_, *files_, *stats_, metrics_);
-    writer_ = std::make_unique<BatchWriter>(log_, store_.get(),
-                                            [this](double seconds, bool ok) { metrics_.observeStoreBatch(seconds, ok); });
 
     transport_ = std::make_unique<HttpTransport>(options_.limits, [this](const HttpRequest &request) { return respond(request); });
     if (!transport_->listen(options_.bindAddress, options_.port, error))
@@ -47,10 +62,20 @@ bool AdServer::openStorage(QString *error)
 {
     if (!options_.logFile.isEmpty() && !log_.open(options_.logFile, error))
         return false;
-    if (options_.databaseFile.isEmpty())
-        return true;
-    store_ = std::make_unique<CountStore>();
-    return store_->open(options_.databaseFile, error);
+    // Without a database the counts still go through the same path, kept in memory.
+    store_ = CountStore::open(options_.store.isEmpty() ? QStringLiteral(":memory:") : options_.store, error);
+    if (!store_)
+        return false;
+    const std::optional<CountStore::Counts> stored = store_->load();
+    if (!stored) {
+        *error = QStringLiteral("cannot read the count database");
+        return false;
+    }
+    commits_ = std::make_unique<GroupCommit>(log_, *store_, *stored, options_.statsInterval,
+                                             [this](std::chrono::duration<double> latency, bool ok) {
+                                                 metrics_.observeStoreBatch(latency.count(), ok);
+                                             });
+    return true;
 }
 
 quint16 AdServer::port() const
@@ -60,13 +85,20 @@ quint16 AdServer::port() const
 
 QByteArray AdServer::baseUrl() const
 {
-    const QHostAddress address = options_.bindAddress;
-    QString host = options_.publicHost;
-    if (host.isEmpty()) {
-        host = address.protocol() == QAbstractSocket::IPv6Protocol ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
-                                                                    : address.toString();
-    }
-    return QStringLiteral("http://%1:%2").arg(host).arg(port()).toLatin1();
+    const QString host = options_.publicHost.isEmpty() ? boundHost() : options_.publicHost;
+    return QStringLiteral("http://%1:%2").arg(host).arg(options_.publicPort ? options_.publicPort : port()).toLatin1();
+}
+
+QByteArray AdServer::listeningUrl() const
+{
+    return QStringLiteral("http://%1:%2").arg(boundHost()).arg(port()).toLatin1();
+}
+
+QString AdServer::boundHost() const
+{
+    const QHostAddress &address = options_.bindAddress;
+    return address.protocol() == QAbstractSocket::IPv6Protocol ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
+                                                                : address.toString();
 }
 
 const TransportCounters &AdServer::transportCounters() const
@@ -79,20 +111,26 @@ Reply AdServer::respond(const HttpRequest &request)
     const AdRoutes::Route route = AdRoutes::routeOf(request.path());
     const bool get = request.method() == "GET";
     Reply reply;
+    AdStats::Staged counts;
     {
         const std::lock_guard lock(routesMutex_);
         stats_->recordRequest();
         if (get && route != AdRoutes::Route::metrics)
             reply = routes_->handle(route, request);
+        counts = stats_->takeCounts();
     }
     if (!get)
         reply = Reply::text(405, "only GET is served").addHeader("Allow", "GET");
     else if (route == AdRoutes::Route::metrics)
         reply = metricsPage();
-    metrics_.countRequest(route, reply.status);
+    // A reply that waits for its count is counted when it goes.
+    if (counts.durable.empty())
+        metrics_.countRequest(route, reply.status);
     log_.record(request.method(), request.path(), request.query(), reply.status);
+    // After the line, so that the batch holding these counts writes the line first.
+    stats_->store(std::move(counts));
     // The operator's views stay prompt even when the ad path is told to crawl.
-    if (route != AdRoutes::Route::stats && route != AdRoutes::Route::metrics)
+    if (!operatorRoute(route))
         reply.delayMs = faults_.delayMs();
     return reply;
 }

@@ -7,13 +7,13 @@
 #include "routes/FaultInjector.h"
 #include "store/AdStats.h"
 #include "store/CountStore.h"
+#include "store/GroupCommit.h"
 #include "store/RequestLog.h"
 
 #include <memory>
 #include <mutex>
 
 class AdRoutes;
-class BatchWriter;
 class HttpRequest;
 class HttpTransport;
 class Reply;
@@ -22,18 +22,23 @@ class StaticFiles;
 
 // The house ad server: loads the site, opens the request log and the count
 // database, listens, and answers each request through AdRoutes on the
-// transport's threads, one route at a time.
+// transport's threads, one route at a time; trackers are answered from the
+// group commit's thread once their counts are stored.
 class AdServer
 {
 public:
     explicit AdServer(const ServerOptions &options);
     // Stops serving, then writes every logged line and count.
     ~AdServer();
+    AdServer(const AdServer &) = delete;
+    AdServer &operator=(const AdServer &) = delete;
 
     // Loads the site and opens the log and the database, then listens; explains any failure.
     bool start(QString *error);
     quint16 port() const;
+    // What links point at; where the server listens.
     QByteArray baseUrl() const;
+    QByteArray listeningUrl() const;
 
     // After log rotation: the next lines go to a new file at the log's path.
     void reopenLog() { log_.reopen(); }
@@ -42,6 +47,7 @@ public:
 
 private:
     bool openStorage(QString *error);
+    QString boundHost() const;
     Reply respond(const HttpRequest &request);
     Reply metricsPage();
 
@@ -52,10 +58,10 @@ private:
     RequestLog log_;
     ServerMetrics metrics_;
     std::unique_ptr<CountStore> store_;
+    std::unique_ptr<GroupCommit> commits_;
     std::unique_ptr<StaticFiles> files_;
     std::unique_ptr<AdStats> stats_;
     std::unique_ptr<AdRoutes> routes_;
     std::mutex routesMutex_;
-    std::unique_ptr<BatchWriter> writer_;
     std::unique_ptr<HttpTransport> transport_;
 };

@@ -79,12 +79,17 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto portOption = option("port", QStringLiteral("TCP port (0 picks a free one)."), "PORT", QString::number(defaultPort));
     const auto bindOption = option("bind", QStringLiteral("Address to listen on."), "ADDRESS", QStringLiteral("127.0.0.1"));
     const auto publicHostOption = option("public-host", QStringLiteral("Host name put into links (Location, trackers, the core script); the bind address when not set."), "HOST");
+    const auto publicPortOption = option("public-port", QStringLiteral("Port put into links, e.g. the load balancer's in front; the listening port when 0."), "PORT", QStringLiteral("0"));
     const auto unitsOption = option("units", QStringLiteral("Comma-separated ad units to serve."), "UNITS", gameAdUnit);
     const auto refreshOption = option("refresh", QStringLiteral("Banner refresh period in seconds, 1 to 86400; 0 sends none."), "SECONDS", QStringLiteral("30"));
     const auto fillOption = option("fill-rate", QStringLiteral("Share of ad requests that get an ad, 0 to 1."), "RATE", QStringLiteral("1"));
     const auto wwwOption = option("www", QStringLiteral("Site directory (core script, creatives, pages). Default: www/ beside the program, else the installed one."), "DIR");
     const auto logOption = option("log", QStringLiteral("Request log file (JSON lines); SIGHUP reopens it."), "FILE", defaultLogFile());
-    const auto databaseOption = option("db", QStringLiteral("Count database (SQLite). Default: beside the log, named after it (requests.sqlite)."), "FILE");
+    const QCommandLineOption databaseOption(QStringList{QStringLiteral("store"), QStringLiteral("db")},
+                                            QStringLiteral("Count database: an SQLite file, or a postgresql:// URI that any number of servers share."
+                                                           " Default: an SQLite file beside the log, named after it (requests.sqlite)."),
+                                            QStringLiteral("FILE|URI"));
+    parser.addOption(databaseOption);
     const auto recentOption = option("recent", QStringLiteral("Ad requests kept for /stats."), "N", QStringLiteral("100"));
     const auto statsOption = option("stats-interval", QStringLiteral("Seconds a built /stats page is served before it is rebuilt; 0 rebuilds it every time."), "SECONDS", QStringLiteral("1"));
     const auto faultOption = option("fault", QStringLiteral("Misbehave: %1. Repeatable.").arg(FaultInjector::modeSyntax()), "MODE");
@@ -143,6 +148,10 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     if (!check(publicHostOption, publicHost.isEmpty() || hostName.match(publicHost).hasMatch(), QStringLiteral("a host name or address")))
         return false;
 
+    if (!whole(publicPortOption, 0, 65535))
+        return false;
+    publicPort = quint16(number);
+
     units = parser.value(unitsOption).split(QLatin1Char(','), Qt::SkipEmptyParts);
     if (!check(unitsOption, !units.isEmpty(), QStringLiteral("at least one ad unit")))
         return false;
@@ -187,7 +196,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
         return false;
     }
     logFile = parser.value(logOption);
-    databaseFile = parser.isSet(databaseOption) ? parser.value(databaseOption) : logFile.isEmpty() ? QString() : defaultDatabaseFile(logFile);
+    store = parser.isSet(databaseOption) ? parser.value(databaseOption) : logFile.isEmpty() ? QString() : defaultDatabaseFile(logFile);
 
     faults = parser.values(faultOption);
     for (const QString &fault : std::as_const(faults)) {

@@ -19,12 +19,14 @@ public:
     quint16 port = defaultPort;
     QHostAddress bindAddress = QHostAddress::LocalHost;
     QString publicHost;  // the host name put into links; the bind address when empty
+    quint16 publicPort = 0;  // the port put into links (a load balancer's); the listening port when 0
     QStringList units{gameAdUnit};
     double refreshSeconds = 30;
     double fillRate = 1.0;
     QString wwwDir;
     QString logFile;
-    QString databaseFile;
+    // An SQLite file or a postgresql:// URI; empty keeps the counts in memory.
+    QString store;
     int recentCount = 100;
     QStringList faults;
     int threads = 1;

@@ -3,6 +3,8 @@
 
 #include <QCoreApplication>
 
+#include <systemd/sd-daemon.h>
+
 #include <csignal>
 #include <cstdio>
 #include <malloc.h>
@@ -74,14 +76,18 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "velmora-adserver: %s\n", qPrintable(error));
         return 1;
     }
-    std::printf("velmora-adserver: listening on %s (request log: %s)\n", server.baseUrl().constData(),
+    const QByteArray links = server.baseUrl() == server.listeningUrl() ? QByteArray() : "links to " + server.baseUrl() + "; ";
+    std::printf("velmora-adserver: listening on %s (%srequest log: %s)\n", server.listeningUrl().constData(), links.constData(),
                 qPrintable(options.logFile));
     std::fflush(stdout);
+    // Under systemd (Type=notify): listening, and the store is open.
+    sd_notify(0, "READY=1");
 
     // SIGHUP reopens the log for log rotation; SIGINT and SIGTERM end the
     // server, and its destructor writes every line and count still pending.
     int signal = 0;
     while (sigwait(&handled, &signal) == 0 && signal == SIGHUP)
         server.reopenLog();
+    sd_notify(0, "STOPPING=1");
     return 0;
 }

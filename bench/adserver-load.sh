@@ -4,8 +4,12 @@
 # configuration (the physical limit for this answer). Both get the same wrk
 # load one after the other: keep-alive, THREADS (2) threads, CONNECTIONS (64)
 # connections, DURATION (30s), after a 3 s warm-up. Reports requests/s, the
-# ratio, p99, errors and memory before and after. HOSTILE=1 also runs
-# bench/adserver-hostile.py against the freshly built server.
+# ratio, p99, errors and memory before and after. Then the same for an
+# impression tracker (answered once its count is on disk) against nginx's
+# `return 200`, and, when PostgreSQL is installed, /ad on one server whose
+# counts are in PostgreSQL and on a fleet of FLEET (2) servers behind nginx
+# (scripts/adserver-fleet). HOSTILE=1 also runs bench/adserver-hostile.py
+# against the freshly built server.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
@@ -18,9 +22,11 @@ scripts/setup bench/debian-packages
 cmake --build "$build_dir" --target velmora-adserver -j"${VELMORA_JOBS:-2}" >/dev/null
 
 work=$(mktemp -d)
+chmod 711 "$work"  # the fleet's database runs as the postgres user when this runs as root
 pids=()
 cleanup() {
     for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null; done
+    [ -d "$work/fleet" ] && VELMORA_FLEET_DIR="$work/fleet" scripts/adserver-fleet stop
     rm -rf "$work"
 }
 trap cleanup EXIT
@@ -54,6 +60,8 @@ location=$(sed -n 's/^Location: \(.*\)\r$/\1/p' <<<"$sample")
 trackers=$(sed -n 's/^X-Tiskos-Tracking-Urls: \(.*\)\r$/\1/p' <<<"$sample")
 orientation=$(sed -n 's/^X-Tiskos-Orientation: \(.*\)\r$/\1/p' <<<"$sample")
 run adserver "$server_pid" "$base/ad?$query"
+tracker="/track/impression?unit=a1f3c29b07d5e64&creative=club&rid=1"
+run adserver-tracker "$server_pid" "$base$tracker"
 lines=$(wc -l <"$work/requests.jsonl")
 
 # (b) nginx: the same answer from its configuration, one worker per core, no access log.
@@ -75,6 +83,10 @@ http {
             add_header X-Tiskos-Orientation "$orientation" always;
             return 302 "$location";
         }
+        location = /track/impression {
+            add_header Cache-Control no-store always;
+            return 200 "";
+        }
     }
 }
 EOF
@@ -83,6 +95,21 @@ pids+=($!)
 nginx_pid=$!
 for _ in $(seq 50); do curl -s -o /dev/null "http://127.0.0.1:$port/ad" && break; sleep 0.1; done
 run nginx "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
+run nginx-tracker "$nginx_pid" "http://127.0.0.1:$port$tracker"
+names="adserver nginx adserver-tracker nginx-tracker"
+
+if command -v pg_config >/dev/null; then
+    kill "$server_pid" && wait "$server_pid" 2>/dev/null || true
+    fleet_out=$(VELMORA_FLEET_DIR="$work/fleet" scripts/adserver-fleet start "${FLEET:-2}")
+    front=$(tail -1 <<<"$fleet_out")
+    instance=$(sed -n 's/^instance: //p' <<<"$fleet_out" | head -1)
+    instance_pid=$(cat "$work/fleet/server1/pid")
+    run postgresql-instance "$instance_pid" "$instance/ad?$query"
+    run postgresql-tracker "$instance_pid" "$instance$tracker"
+    run fleet "$(cat "$work/fleet/nginx/nginx.pid")" "$front/ad?$query"
+    run nginx-again "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
+    names+=" postgresql-instance postgresql-tracker fleet nginx-again"
+fi
 
 rate() { awk '/Requests\/sec/ {print int($2)}' "$work/$1.wrk"; }
 p50() { awk '$1 == "50%" {print $2}' "$work/$1.wrk"; }
@@ -93,10 +120,16 @@ echo
 load() { awk '{print $3}' "$work/$1.rss"; }
 echo "| server | requests/s | p50 | p99 | errors | RSS after warm-up -> after | load average |"
 echo "|---|---|---|---|---|---|---|"
-for name in adserver nginx; do
+for name in $names; do
     echo "| $name | $(rate $name) | $(p50 $name) | $(p99 $name) | $(errors $name | sed 's/^$/none/') | $(memory $name) | $(load $name) |"
 done
-awk -v a="$(rate adserver)" -v b="$(rate nginx)" 'BEGIN {printf "velmora-adserver / nginx: %.2f (target >= 0.5, p99 < 10 ms)\n", a / b}'
+ratio() { awk -v a="$(rate "$1")" -v b="$(rate "$2")" -v what="$3" 'BEGIN {printf "%s: %.2f\n", what, a / b}'; }
+ratio adserver nginx "velmora-adserver / nginx (target >= 0.5, p99 < 10 ms)"
+ratio adserver-tracker nginx-tracker "durable tracker / nginx 200 (target >= 0.35)"
+if [[ " $names " == *" fleet "* ]]; then
+    ratio postgresql-instance nginx "one server on PostgreSQL / nginx"
+    ratio fleet nginx-again "fleet behind nginx / nginx"
+fi
 echo "request log written by velmora-adserver: $lines lines"
 
 if [ "${HOSTILE:-0}" = 1 ]; then

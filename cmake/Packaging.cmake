@@ -51,7 +51,8 @@ string(CONCAT CPACK_DEBIAN_VELMORA_DESCRIPTION
     "small house ad server that comes with the game, so the whole ad chain\n"
     "runs on one machine.")
 if(NOT DPKG_SHLIBDEPS)
-    set(CPACK_DEBIAN_VELMORA_PACKAGE_DEPENDS "${velmora_web_depends}, libsqlite3-0")
+    # The ad server's count databases and its readiness notification come along.
+    set(CPACK_DEBIAN_VELMORA_PACKAGE_DEPENDS "${velmora_web_depends}, libsqlite3-0, libpq5, libsystemd0")
 endif()
 velmora_debian_docs(game velmora)
 

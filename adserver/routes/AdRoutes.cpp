@@ -67,12 +67,16 @@ AdRoutes::Route AdRoutes::routeOf(std::string_view path)
         return Route::stats;
     if (path == "/metrics")
         return Route::metrics;
+    if (path == "/healthz")
+        return Route::health;
+    if (path == "/readyz")
+        return Route::readiness;
     return Route::file;
 }
 
 const char *AdRoutes::routeName(Route route)
 {
-    static constexpr const char *names[routeCount] = {"ad", "core_script", "page", "click", "track", "stats", "metrics", "file"};
+    static constexpr const char *names[routeCount] = {"ad", "core_script", "page", "click", "track", "stats", "metrics", "healthz", "readyz", "file"};
     return names[int(route)];
 }
 
@@ -112,6 +116,10 @@ Reply AdRoutes::handle(Route route, const HttpRequest &request)
         return track(std::string_view(path).substr(7), request);
     case Route::stats:
         return statsPage();
+    case Route::health:
+        return Reply::text(200, "ok").addHeader("Cache-Control", "no-store");
+    case Route::readiness:
+        return readiness();
     case Route::metrics:
     case Route::file:
         break;
@@ -198,24 +206,56 @@ Reply AdRoutes::clickThrough(const QString &creativeId, const HttpRequest &reque
     const CreativeCatalogue::Creative *creative = catalogue_.find(creativeId);
     if (!creative || creative->target.isEmpty())
         return Reply::text(404, "no such creative");
-    stats_.recordClickThrough(QString::fromLatin1(safeUnit(request)), creative->id);
-    metrics_.countClickThrough();
     const QByteArray target = creative->target.toUtf8();
-    return Reply::redirect(view(target.startsWith('/') ? base_ + target : target));
+    const QString unit = QString::fromLatin1(safeUnit(request));
+    return afterCounting(Route::click, Reply::redirect(view(target.startsWith('/') ? base_ + target : target)), request,
+                         [&stats = stats_, unit, id = creative->id](GroupCommit::Done done) {
+                             stats.recordClickThrough(unit, id, std::move(done));
+                         },
+                         &ServerMetrics::countClickThrough);
 }
 
 Reply AdRoutes::track(std::string_view event, const HttpRequest &request)
 {
     const QString unit = QString::fromLatin1(safeUnit(request));
     const QString creative = parameter(request, "creative");
-    if (event == "impression") {
-        stats_.recordImpression(unit, creative);
-        metrics_.countImpression();
-    } else if (event == "click") {
-        stats_.recordClick(unit, creative);
-        metrics_.countClick();
-    }
     Reply reply = Reply::text(200, QByteArray());
+    reply.addHeader("Cache-Control", "no-store");
+    AdStats &stats = stats_;
+    if (event == "impression")
+        return afterCounting(Route::track, reply, request,
+                             [&stats, unit, creative](GroupCommit::Done done) { stats.recordImpression(unit, creative, std::move(done)); },
+                             &ServerMetrics::countImpression);
+    if (event == "click")
+        return afterCounting(Route::track, reply, request,
+                             [&stats, unit, creative](GroupCommit::Done done) { stats.recordClick(unit, creative, std::move(done)); },
+                             &ServerMetrics::countClick);
+    return reply;
+}
+
+Reply AdRoutes::afterCounting(Route route, Reply reply, const HttpRequest &request,
+                              const std::function<void(GroupCommit::Done)> &record, void (ServerMetrics::*countStored)())
+{
+    static const Reply unstored = Reply::text(503, "cannot count it now; try again").addHeader("Retry-After", "1");
+    // Known to fail: said at once, and logged as what it is.
+    if (!stats_.storing())
+        return unstored;
+    // The writer's thread answers; it may outlive these routes, not the metrics.
+    record([complete = request.answerLater(), &metrics = metrics_, route, countStored, answer = reply,
+            delayMs = faults_.delayMs()](bool stored) {
+        Reply sent = stored ? answer : unstored;
+        if (stored)
+            (metrics.*countStored)();
+        metrics.countRequest(route, sent.status);
+        sent.delayMs = delayMs;
+        complete(std::move(sent));
+    });
+    return reply;
+}
+
+Reply AdRoutes::readiness() const
+{
+    Reply reply = stats_.storing() ? Reply::text(200, "ready") : Reply::text(503, "the count database takes no writes");
     reply.addHeader("Cache-Control", "no-store");
     return reply;
 }

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "routes/CreativeCatalogue.h"
+#include "store/GroupCommit.h"
 #include "transport/Reply.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -25,15 +27,17 @@ class StaticFiles;
 //   /ad?slotname=...         an ad request: 302 to an ad page, 400, or an empty no-fill page
 //   /page/<creative>         the ad page
 //   /click/<creative>        a click-through: 302 to the landing page or application link
-//   /track/<event>           impression and click trackers: 200
+//   /track/<event>           impression and click trackers: 200 once counted, 503 when they cannot be
 //   /stats                   counters and the latest ad requests as JSON, rebuilt at most once per interval
 //   /metrics                 the same counts for a monitoring scraper (answered by the server itself)
+//   /healthz                 200 while the server serves
+//   /readyz                  200 while counts can be stored, else 503
 //   anything else            a file of the site directory
 class AdRoutes
 {
 public:
-    enum class Route { ad, coreScript, page, click, track, stats, metrics, file };
-    static constexpr int routeCount = 8;
+    enum class Route { ad, coreScript, page, click, track, stats, metrics, health, readiness, file };
+    static constexpr int routeCount = 10;
     static Route routeOf(std::string_view path);
     static const char *routeName(Route route);
 
@@ -60,6 +64,11 @@ private:
     Reply track(std::string_view event, const HttpRequest &request);
     Reply statsPage();
     Reply redirectLoop(const HttpRequest &request) const;
+    Reply readiness() const;
+    // Answers `reply` later, once `record` has stored its count (503 if it
+    // cannot), and counts it then; the reply returned now only goes to the log.
+    Reply afterCounting(Route route, Reply reply, const HttpRequest &request,
+                        const std::function<void(GroupCommit::Done)> &record, void (ServerMetrics::*countStored)());
     Reply noFill() const;
     const QString *servedUnit(const std::string &unit) const;
     const AdLinks &linksFor(const QString &unit, const CreativeCatalogue::Creative &creative);

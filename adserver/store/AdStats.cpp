@@ -1,70 +1,47 @@
 #include "store/AdStats.h"
 
-#include "store/CountStore.h"
 #include "store/RequestLog.h"
 #include "transport/UrlText.h"
 
 #include <QDateTime>
 #include <QJsonArray>
 
+#include <algorithm>
 #include <chrono>
 
-AdStats::AdStats(const QStringList &units, const QStringList &creatives, int recentCount, CountStore *store)
-    : recentCount_(recentCount)
-    , store_(store)
+AdStats::AdStats(const QStringList &units, const QStringList &creatives, int recentCount, GroupCommit &commits, qint64 runNumber)
+    : units_(units)
+    , creatives_(creatives.cbegin(), creatives.cend())
+    , recentCount_(recentCount)
+    , commits_(commits)
+    , runNumber_(runNumber)
 {
-    for (const QString &unit : units) {
-        UnitCounts &counts = units_[unit];
-        for (const QString &creative : creatives)
-            counts.creatives.insert(creative, {});
-    }
-    restore();
 }
 
-void AdStats::restore()
+bool AdStats::tracked(const QString &unit, const QString &creative, const QString &name) const
 {
-    if (!store_)
-        return;
-    for (const auto &[key, value] : store_->load()) {
-        const auto &[unit, creative, name] = key;
-        if (qint64 *counts = counter(unit, creative, name))
-            *counts = value;
-    }
-    lastRequestId_ = adRequests_;
-}
-
-qint64 *AdStats::counter(const QString &unit, const QString &creative, const QString &name)
-{
-    const auto pick = [&name](std::initializer_list<std::pair<const char *, qint64 *>> named) -> qint64 * {
-        for (const auto &[candidate, value] : named) {
-            if (name == QLatin1String(candidate))
-                return value;
-        }
-        return nullptr;
+    const auto oneOf = [&name](std::initializer_list<const char *> names) {
+        return std::any_of(names.begin(), names.end(), [&name](const char *candidate) { return name == QLatin1String(candidate); });
     };
     if (unit.isEmpty())
-        return pick({{"requests", &requests_}, {"adRequests", &adRequests_}, {"rejected", &rejected_}, {"unattributed", &unattributed_}});
-    auto found = units_.find(unit);
-    if (found == units_.end())
-        return nullptr;
+        return oneOf({"requests", "adRequests", "rejected", "unattributed"});
+    if (!units_.contains(unit))
+        return false;
     if (creative.isEmpty())
-        return pick({{"adRequests", &found->adRequests}, {"noFill", &found->noFill}});
-    auto counts = found->creatives.find(creative);
-    if (counts == found->creatives.end())
-        return nullptr;
-    return pick({{"served", &counts->served}, {"impressions", &counts->impressions}, {"clicks", &counts->clicks},
-                 {"clickThroughs", &counts->clickThroughs}});
+        return oneOf({"adRequests", "noFill"});
+    return creatives_.contains(creative) && oneOf({"served", "impressions", "clicks", "clickThroughs"});
+}
+
+GroupCommit::Key AdStats::attribute(const QString &unit, const QString &creative, const QString &name) const
+{
+    if (tracked(unit, creative, name))
+        return {unit, creative, name};
+    return {QString(), QString(), QStringLiteral("unattributed")};
 }
 
 void AdStats::count(const QString &unit, const QString &creative, const QString &name)
 {
-    qint64 *counts = counter(unit, creative, name);
-    const QString tracked = counts ? name : QStringLiteral("unattributed");
-    if (!counts)
-        counts = &unattributed_;
-    ++*counts;
-    if (store_)
-        store_->add(counts == &unattributed_ ? QString() : unit, counts == &unattributed_ ? QString() : creative, tracked);
+    staged_.counts.push_back(attribute(unit, creative, name));
 }
 
 void AdStats::recordRequest()
@@ -84,7 +61,7 @@ void AdStats::recordAdRequest(qint64 id, const QString &unit, std::string_view q
         count(unit, {}, QStringLiteral("adRequests"));
         if (creative.isEmpty())
             count(unit, {}, QStringLiteral("noFill"));
-        else if (counter(unit, creative, QStringLiteral("served")))
+        else if (creatives_.contains(creative))
             count(unit, creative, QStringLiteral("served"));
     }
     if (recentCount_ == 0)
@@ -116,41 +93,58 @@ QJsonObject AdStats::boundedParameters(std::string_view query)
     return parameters;
 }
 
-void AdStats::recordImpression(const QString &unit, const QString &creative)
+void AdStats::countDurably(const QString &unit, const QString &creative, const QString &name, GroupCommit::Done done)
 {
-    count(unit, creative, QStringLiteral("impressions"));
+    staged_.durable.emplace_back(attribute(unit, creative, name), std::move(done));
 }
 
-void AdStats::recordClick(const QString &unit, const QString &creative)
+void AdStats::recordImpression(const QString &unit, const QString &creative, GroupCommit::Done done)
 {
-    count(unit, creative, QStringLiteral("clicks"));
+    countDurably(unit, creative, QStringLiteral("impressions"), std::move(done));
 }
 
-void AdStats::recordClickThrough(const QString &unit, const QString &creative)
+void AdStats::recordClick(const QString &unit, const QString &creative, GroupCommit::Done done)
 {
-    count(unit, creative, QStringLiteral("clickThroughs"));
+    countDurably(unit, creative, QStringLiteral("clicks"), std::move(done));
+}
+
+void AdStats::recordClickThrough(const QString &unit, const QString &creative, GroupCommit::Done done)
+{
+    countDurably(unit, creative, QStringLiteral("clickThroughs"), std::move(done));
+}
+
+void AdStats::store(Staged staged) const
+{
+    commits_.add(staged.counts);
+    for (auto &[key, done] : staged.durable)
+        commits_.addDurably(key, std::move(done));
 }
 
 QJsonObject AdStats::toJson() const
 {
+    const GroupCommit::Counts counts = commits_.counts();
+    const auto value = [&counts](const QString &unit, const QString &creative, const char *name) {
+        const auto found = counts.find({unit, creative, QString::fromLatin1(name)});
+        return found == counts.end() ? qint64(0) : found->second;
+    };
     QJsonObject units;
-    for (auto unit = units_.cbegin(); unit != units_.cend(); ++unit) {
+    for (const QString &unit : units_) {
         QJsonObject creatives;
         qint64 impressions = 0;
         qint64 clicks = 0;
-        for (auto c = unit->creatives.cbegin(); c != unit->creatives.cend(); ++c) {
-            impressions += c->impressions;
-            clicks += c->clicks;
-            creatives.insert(c.key(), QJsonObject{
-                {QStringLiteral("served"), c->served},
-                {QStringLiteral("impressions"), c->impressions},
-                {QStringLiteral("clicks"), c->clicks},
-                {QStringLiteral("clickThroughs"), c->clickThroughs},
+        for (const QString &creative : creatives_) {
+            impressions += value(unit, creative, "impressions");
+            clicks += value(unit, creative, "clicks");
+            creatives.insert(creative, QJsonObject{
+                {QStringLiteral("served"), value(unit, creative, "served")},
+                {QStringLiteral("impressions"), value(unit, creative, "impressions")},
+                {QStringLiteral("clicks"), value(unit, creative, "clicks")},
+                {QStringLiteral("clickThroughs"), value(unit, creative, "clickThroughs")},
             });
         }
-        units.insert(unit.key(), QJsonObject{
-            {QStringLiteral("adRequests"), unit->adRequests},
-            {QStringLiteral("noFill"), unit->noFill},
+        units.insert(unit, QJsonObject{
+            {QStringLiteral("adRequests"), value(unit, {}, "adRequests")},
+            {QStringLiteral("noFill"), value(unit, {}, "noFill")},
             {QStringLiteral("impressions"), impressions},
             {QStringLiteral("clicks"), clicks},
             {QStringLiteral("creatives"), creatives},
@@ -167,15 +161,16 @@ QJsonObject AdStats::toJson() const
         });
     }
     return QJsonObject{
-        {QStringLiteral("requests"), requests_},
-        {QStringLiteral("adRequests"), adRequests_},
-        {QStringLiteral("rejected"), rejected_},
-        {QStringLiteral("unattributed"), unattributed_},
+        {QStringLiteral("requests"), value({}, {}, "requests")},
+        {QStringLiteral("adRequests"), value({}, {}, "adRequests")},
+        {QStringLiteral("rejected"), value({}, {}, "rejected")},
+        {QStringLiteral("unattributed"), value({}, {}, "unattributed")},
         {QStringLiteral("units"), units},
         {QStringLiteral("recent"), recent},
         {QStringLiteral("storage"), QJsonObject{
             {QStringLiteral("logLinesLost"), log_ ? log_->linesLost() : 0},
-            {QStringLiteral("failedCountCommits"), store_ ? store_->failedCommits() : 0},
+            {QStringLiteral("failedCountCommits"), commits_.failedBatches()},
+            {QStringLiteral("countsStored"), commits_.accepting()},
         }},
     };
 }

@@ -1,51 +1,63 @@
 #pragma once
 
-#include <QHash>
+#include "store/GroupCommit.h"
+
 #include <QJsonObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <deque>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
-class CountStore;
 class RequestLog;
 
-// Counters per ad unit and creative, plus the most recent ad requests with
-// their parameters. Only configured units and known creatives get their own
-// counters, so clients cannot grow the tables without bound, and a recent
-// request keeps at most recentParameterBytes of parameters. With a store, the
-// counters start from its values and every count is added to it. Not
-// thread-safe: the server serialises its calls.
+// Counters per ad unit and creative, kept by the group commit, plus this
+// server's most recent ad requests with their parameters. Only configured
+// units and known creatives get their own counters, so clients cannot grow
+// the tables without bound, and a recent request keeps at most
+// recentParameterBytes of parameters. Not thread-safe, except store(): the
+// server serialises the rest.
 class AdStats
 {
 public:
     static constexpr qsizetype recentParameterBytes = 4096;
 
-    AdStats(const QStringList &units, const QStringList &creatives, int recentCount, CountStore *store = nullptr);
+    // Request ids start above every earlier run's on the same store.
+    AdStats(const QStringList &units, const QStringList &creatives, int recentCount, GroupCommit &commits, qint64 runNumber);
 
-    qint64 nextRequestId() { return ++lastRequestId_; }
+    qint64 nextRequestId() { return (runNumber_ << 32) + ++lastRequestId_; }
 
     void recordRequest();  // any HTTP request
     // An empty creative means no fill; `query` as sent, decoded only when the page is built.
     void recordAdRequest(qint64 id, const QString &unit, std::string_view query, const QString &creative);
     void recordRejected();
-    void recordImpression(const QString &unit, const QString &creative);
-    void recordClick(const QString &unit, const QString &creative);
-    void recordClickThrough(const QString &unit, const QString &creative);
-    // Where the request log and the store report lost writes.
+    // Counted when stored: `done` tells whether it was.
+    void recordImpression(const QString &unit, const QString &creative, GroupCommit::Done done);
+    void recordClick(const QString &unit, const QString &creative, GroupCommit::Done done);
+    void recordClickThrough(const QString &unit, const QString &creative, GroupCommit::Done done);
+
+    // What the requests recorded since the last takeCounts() left to store.
+    struct Staged
+    {
+        std::vector<GroupCommit::Key> counts;
+        std::vector<std::pair<GroupCommit::Key, GroupCommit::Done>> durable;
+    };
+    // A batch must not hold a count before the request log holds its line,
+    // so the counts wait here until the caller has recorded it.
+    Staged takeCounts() { return std::exchange(staged_, {}); }
+    // Any thread.
+    void store(Staged staged) const;
+    // Whether counts can be stored now.
+    bool storing() const { return commits_.accepting(); }
+    // Where the request log reports lost writes.
     void watchStorage(const RequestLog *log) { log_ = log; }
 
     QJsonObject toJson() const;
 
 private:
-    struct CreativeCounts
-    {
-        qint64 served = 0;
-        qint64 impressions = 0;
-        qint64 clicks = 0;
-        qint64 clickThroughs = 0;
-    };
     struct RecentRequest
     {
         qint64 id;
@@ -54,27 +66,21 @@ private:
         QString creative;
         std::string query;
     };
-    struct UnitCounts
-    {
-        qint64 adRequests = 0;
-        qint64 noFill = 0;
-        QHash<QString, CreativeCounts> creatives;
-    };
 
-    qint64 *counter(const QString &unit, const QString &creative, const QString &name);
-    // Counts one, in memory and in the store; an untracked unit or creative is unattributed.
+    bool tracked(const QString &unit, const QString &creative, const QString &name) const;
+    // An untracked unit or creative is unattributed.
+    GroupCommit::Key attribute(const QString &unit, const QString &creative, const QString &name) const;
     void count(const QString &unit, const QString &creative, const QString &name);
-    void restore();
+    void countDurably(const QString &unit, const QString &creative, const QString &name, GroupCommit::Done done);
     static QJsonObject boundedParameters(std::string_view query);
 
-    QHash<QString, UnitCounts> units_;
+    QStringList units_;
+    QSet<QString> creatives_;
     int recentCount_;
     std::deque<RecentRequest> recent_;
-    CountStore *store_;
+    Staged staged_;
+    GroupCommit &commits_;
     const RequestLog *log_ = nullptr;
+    qint64 runNumber_;
     qint64 lastRequestId_ = 0;
-    qint64 requests_ = 0;
-    qint64 adRequests_ = 0;
-    qint64 rejected_ = 0;
-    qint64 unattributed_ = 0;
 };

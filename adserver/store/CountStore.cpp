@@ -1,111 +1,19 @@
 #include "store/CountStore.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include "store/PostgresCountStore.h"
+#include "store/SqliteCountStore.h"
 
-#include <sqlite3.h>
-
-#include <cstdio>
-
-namespace {
-
-bool exec(sqlite3 *db, const char *sql)
+std::unique_ptr<CountStore> CountStore::open(const QString &location, QString *error)
 {
-    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
-QString text(sqlite3_stmt *statement, int column)
-{
-    return QString::fromUtf8(reinterpret_cast<const char *>(sqlite3_column_text(statement, column)));
-}
-
-}  // namespace
-
-CountStore::~CountStore()
-{
-    commit();
-    sqlite3_close(db_);
-}
-
-bool CountStore::open(const QString &path, QString *error)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    const bool opened = sqlite3_open_v2(path.toUtf8().constData(), &db_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) == SQLITE_OK
-        && exec(db_, "PRAGMA journal_mode=WAL")
-        && exec(db_, "PRAGMA synchronous=NORMAL")
-        && exec(db_, "CREATE TABLE IF NOT EXISTS counts (unit TEXT NOT NULL, creative TEXT NOT NULL, name TEXT NOT NULL,"
-                     " value INTEGER NOT NULL, PRIMARY KEY (unit, creative, name))")
-        && exec(db_, "BEGIN IMMEDIATE") && exec(db_, "COMMIT");  // fails now, not later, when it cannot be written
-    if (!opened) {
-        *error = QStringLiteral("cannot open the count database %1: %2").arg(path, QString::fromUtf8(sqlite3_errmsg(db_)));
-        sqlite3_close(db_);
-        db_ = nullptr;
+    std::unique_ptr<CountStore> store;
+    if (location.startsWith(QLatin1String("postgresql://")) || location.startsWith(QLatin1String("postgres://"))) {
+        auto postgres = std::make_unique<PostgresCountStore>();
+        if (postgres->open(location, error))
+            store = std::move(postgres);
+    } else {
+        auto sqlite = std::make_unique<SqliteCountStore>();
+        if (sqlite->open(location, error))
+            store = std::move(sqlite);
     }
-    return opened;
-}
-
-std::map<CountStore::Key, qint64> CountStore::load() const
-{
-    std::map<Key, qint64> counts;
-    sqlite3_stmt *statement = nullptr;
-    if (sqlite3_prepare_v2(db_, "SELECT unit, creative, name, value FROM counts", -1, &statement, nullptr) != SQLITE_OK)
-        return counts;
-    while (sqlite3_step(statement) == SQLITE_ROW)
-        counts[{text(statement, 0), text(statement, 1), text(statement, 2)}] = sqlite3_column_int64(statement, 3);
-    sqlite3_finalize(statement);
-    return counts;
-}
-
-void CountStore::add(const QString &unit, const QString &creative, const QString &name)
-{
-    const std::lock_guard lock(pendingMutex_);
-    ++pending_[{unit, creative, name}];
-}
-
-void CountStore::commit()
-{
-    const std::lock_guard commitLock(commitMutex_);
-    std::map<Key, qint64> additions;
-    {
-        const std::lock_guard lock(pendingMutex_);
-        additions.swap(pending_);
-    }
-    if (additions.empty() || !db_)
-        return;
-    const QByteArray error = write(additions);
-    if (error.isEmpty()) {
-        failing_ = false;
-        return;
-    }
-    ++failedCommits_;
-    if (!failing_)
-        std::fprintf(stderr, "velmora-adserver: cannot write the count database: %s; retrying, failures are counted in /stats\n",
-                     error.constData());
-    failing_ = true;
-    const std::lock_guard lock(pendingMutex_);
-    for (const auto &[key, value] : additions)
-        pending_[key] += value;
-}
-
-QByteArray CountStore::write(const std::map<Key, qint64> &additions)
-{
-    sqlite3_stmt *statement = nullptr;
-    bool ok = exec(db_, "BEGIN")
-        && sqlite3_prepare_v2(db_, "INSERT INTO counts VALUES (?, ?, ?, ?) ON CONFLICT DO UPDATE SET value = value + excluded.value",
-                              -1, &statement, nullptr) == SQLITE_OK;
-    for (auto entry = additions.begin(); ok && entry != additions.end(); ++entry) {
-        const auto &[unit, creative, name] = entry->first;
-        const QByteArray fields[] = {unit.toUtf8(), creative.toUtf8(), name.toUtf8()};
-        for (int i = 0; i < 3; ++i)
-            sqlite3_bind_text(statement, i + 1, fields[i].constData(), int(fields[i].size()), SQLITE_TRANSIENT);
-        sqlite3_bind_int64(statement, 4, entry->second);
-        ok = sqlite3_step(statement) == SQLITE_DONE && sqlite3_reset(statement) == SQLITE_OK;
-    }
-    sqlite3_finalize(statement);
-    ok = ok && exec(db_, "COMMIT");
-    if (ok)
-        return {};
-    const QByteArray error = sqlite3_errmsg(db_);
-    exec(db_, "ROLLBACK");
-    return error;
+    return store;
 }

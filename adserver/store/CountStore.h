@@ -1,44 +1,34 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
-#include <atomic>
 #include <map>
-#include <mutex>
+#include <memory>
+#include <optional>
 #include <tuple>
 
-struct sqlite3;
-
-// Counters kept in an SQLite database (write-ahead log), so they survive
-// restarts. Any thread may add; additions wait in memory until commit(), which
-// writes them in one transaction. A failed commit keeps them for the next one,
-// is reported once on standard error and counted.
+// Where the counters last: additive, so any number of servers may add to the
+// same database. A lost connection is opened again on the next call.
 class CountStore
 {
 public:
     // Unit ("" for the whole server), creative ("" for the unit), counter name.
     using Key = std::tuple<QString, QString, QString>;
+    using Counts = std::map<Key, qint64>;
 
-    CountStore() = default;
-    ~CountStore();
-    CountStore(const CountStore &) = delete;
-    CountStore &operator=(const CountStore &) = delete;
+    virtual ~CountStore() = default;
 
-    bool open(const QString &path, QString *error);
-    std::map<Key, qint64> load() const;
+    // A postgresql:// (or postgres://) URI, else an SQLite file (":memory:" keeps nothing).
+    static std::unique_ptr<CountStore> open(const QString &location, QString *error);
 
-    void add(const QString &unit, const QString &creative, const QString &name);
-    void commit();
-    qint64 failedCommits() const { return failedCommits_; }
+    // Every server's counts; nothing when the database cannot be read.
+    virtual std::optional<Counts> load() = 0;
+    // Adds all or nothing in one transaction: the database's complaint, empty when written.
+    virtual QByteArray add(const Counts &additions) = 0;
+    // Distinct for every start of every server on this database, from 0 up.
+    qint64 runNumber() const { return runNumber_; }
 
-private:
-    // The database's complaint, empty when all was written.
-    QByteArray write(const std::map<Key, qint64> &additions);
-
-    sqlite3 *db_ = nullptr;
-    std::mutex pendingMutex_;
-    std::map<Key, qint64> pending_;
-    std::mutex commitMutex_;
-    bool failing_ = false;
-    std::atomic<qint64> failedCommits_{0};
+protected:
+    qint64 runNumber_ = 0;
 };

@@ -10,9 +10,9 @@
 #include <string_view>
 
 // Appends one JSON line per request to a file. Any thread may record; what it
-// records waits in memory, as sent, until the next flush (the batch writer's,
-// every 100 ms), which decodes and formats the lines: logging costs a request
-// one copy, no formatting and no system call. A failed write is reported once on
+// records waits in memory, as sent, until the next flush (the group commit's,
+// before each batch of counts), which decodes and formats the lines: logging
+// costs a request one copy, no formatting and no system call. A failed write is reported once on
 // standard error and its lines are counted as lost.
 class RequestLog
 {

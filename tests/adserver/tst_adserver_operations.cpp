@@ -1,4 +1,5 @@
 #include "AdServer.h"
+#include "PostgresCluster.h"
 #include "ServerOptions.h"
 #include "TestMain.h"
 #include "transport/HttpTransport.h"
@@ -18,16 +19,20 @@
 #include <sqlite3.h>
 
 #include <arpa/inet.h>
+#include <atomic>
+#include <cstring>
 #include <csignal>
 #include <dirent.h>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -225,6 +230,61 @@ QMap<QString, double> parseMetrics(const QByteArray &page)
     }
     return values;
 }
+
+const QByteArray impression = "/track/impression?unit=" + ServerOptions::gameAdUnit.toLatin1() + "&creative=club";
+
+qint64 impressions(const QJsonObject &stats)
+{
+    return QJsonValue(stats)["units"][ServerOptions::gameAdUnit]["creatives"]["club"]["impressions"].toInteger(-1);
+}
+
+// Keep-alive clients sending impressions as fast as they are answered, each
+// noting what it sent and what it was told; a client stops when its server
+// hangs up.
+class TrackerLoad
+{
+public:
+    TrackerLoad(const QList<quint16> &ports, int clientsPerPort)
+    {
+        for (const quint16 port : ports) {
+            for (int i = 0; i < clientsPerPort; ++i)
+                clients_.emplace_back([this, port] { send(port); });
+        }
+    }
+    ~TrackerLoad() { finish(); }
+
+    void finish()
+    {
+        stopping_ = true;
+        for (std::thread &client : clients_) {
+            if (client.joinable())
+                client.join();
+        }
+    }
+    qint64 answered() const { return acknowledged + refused; }
+
+    std::atomic<qint64> sent{0};
+    std::atomic<qint64> acknowledged{0};
+    std::atomic<qint64> refused{0};
+    std::atomic<qint64> other{0};
+
+private:
+    void send(quint16 port)
+    {
+        RawClient client(port);
+        while (!stopping_) {
+            ++sent;
+            client.send(get(impression));
+            const int status = client.read().status;
+            if (status == 0)
+                return;
+            ++(status == 200 ? acknowledged : status == 503 ? refused : other);
+        }
+    }
+
+    std::atomic<bool> stopping_{false};
+    std::vector<std::thread> clients_;
+};
 
 qsizetype loggedAdRequests(const QString &path)
 {
@@ -483,7 +543,7 @@ private slots:
             QCOMPARE(stats["adRequests"].toInt(), 3);
             QCOMPARE(stats["units"][ServerOptions::gameAdUnit]["creatives"]["club"]["impressions"].toInt(), 1);
             QCOMPARE(server.get(adRequest).status, 302);
-            QCOMPARE(server.stats()["recent"][0]["id"].toInt(), 4);  // request ids go on from the stored count
+            QVERIFY(server.stats()["recent"][0]["id"].toInteger() > 3);  // a new run's ids stay clear of the last one's
             // A committed batch survives kill -9.
             QTRY_COMPARE_WITH_TIMEOUT(countInDatabase(database, "adRequests"), 4, 10000);
             for (int i = 0; i < 40; ++i)
@@ -493,6 +553,123 @@ private slots:
         ServerProcess server(dir.path());  // opens the database kill -9 left behind
         const qint64 counted = server.stats()["adRequests"].toInteger();
         QVERIFY2(counted >= 4 && counted <= loggedAdRequests(log), qPrintable(QString::number(counted)));
+    }
+
+    // What a client was told is counted survives kill -9 under load.
+    void acknowledgedCountsSurviveKill()
+    {
+        QTemporaryDir dir;
+        qint64 sent = 0, acknowledged = 0;
+        {
+            ServerProcess server(dir.path());
+            TrackerLoad load({server.port()}, 4);
+            QTRY_VERIFY_WITH_TIMEOUT(load.acknowledged > 500, 20000);
+            QCOMPARE(server.stop(SIGKILL), -1);
+            load.finish();
+            sent = load.sent;
+            acknowledged = load.acknowledged;
+            QCOMPARE(load.other.load(), 0);
+        }
+        ServerProcess server(dir.path());
+        const qint64 counted = impressions(server.stats());
+        QVERIFY2(counted >= acknowledged && counted <= sent,
+                 qPrintable(QStringLiteral("%1 counted, %2 acknowledged, %3 sent").arg(counted).arg(acknowledged).arg(sent)));
+    }
+
+    // Three servers on one PostgreSQL database: each shows the sum, and one
+    // killed under load loses nothing it acknowledged.
+    void fleetSharesOneDatabase()
+    {
+        if (const QString missing = testsupport::PostgresCluster::missingBinaries(); !missing.isEmpty())
+            QSKIP(qPrintable("PostgreSQL binaries absent (" + missing + "): install postgresql to run this"));
+        testsupport::PostgresCluster database;
+        QVERIFY(database.isRunning());
+        QTemporaryDir dirs[3];
+        std::unique_ptr<ServerProcess> servers[3];
+        for (int i = 0; i < 3; ++i)
+            servers[i] = std::make_unique<ServerProcess>(dirs[i].path(), QStringList{"--store", database.uri()});
+        for (int i = 0; i < 3; ++i) {
+            for (int n = 0; n <= i; ++n)
+                QCOMPARE(servers[i]->get(impression).status, 200);
+        }
+        for (const auto &server : servers)  // each rereads the others' counts within a moment
+            QTRY_COMPARE_WITH_TIMEOUT(impressions(server->stats()), 6, 5000);
+        QVERIFY(servers[0]->get(adRequest).status == 302 && servers[1]->get(adRequest).status == 302);
+        QVERIFY(servers[0]->stats()["recent"][0]["id"] != servers[1]->stats()["recent"][0]["id"]);
+
+        TrackerLoad load({servers[0]->port(), servers[1]->port(), servers[2]->port()}, 2);
+        QTRY_VERIFY_WITH_TIMEOUT(load.acknowledged > 600, 30000);
+        QCOMPARE(servers[1]->stop(SIGKILL), -1);
+        QTest::qWait(200);
+        load.finish();
+        servers[1] = std::make_unique<ServerProcess>(dirs[1].path(), QStringList{"--store", database.uri()});
+        const qint64 counted = impressions(servers[1]->stats());
+        QVERIFY2(counted >= 6 + load.acknowledged && counted <= 6 + load.sent,
+                 qPrintable(QStringLiteral("%1 counted, %2 acknowledged, %3 sent").arg(counted).arg(load.acknowledged).arg(load.sent)));
+        QCOMPARE(load.other.load(), 0);
+    }
+
+    // The database goes away under load: ads are still served, trackers are
+    // refused rather than acknowledged, and all comes back with it.
+    void databaseAwayAndBack()
+    {
+        if (const QString missing = testsupport::PostgresCluster::missingBinaries(); !missing.isEmpty())
+            QSKIP(qPrintable("PostgreSQL binaries absent (" + missing + "): install postgresql to run this"));
+        testsupport::PostgresCluster database;
+        QVERIFY(database.isRunning());
+        QTemporaryDir dir;
+        ServerProcess server(dir.path(), {"--store", database.uri()});
+        TrackerLoad load({server.port()}, 2);
+        QTRY_VERIFY_WITH_TIMEOUT(load.acknowledged > 200, 20000);
+
+        QVERIFY(database.stop());
+        QTRY_COMPARE_WITH_TIMEOUT(server.get("/readyz").status, 503, 10000);
+        const qint64 refusedBefore = load.refused;
+        QTRY_VERIFY_WITH_TIMEOUT(load.refused > refusedBefore + 50, 10000);
+        QCOMPARE(server.get(adRequest).status, 302);
+        QCOMPARE(server.get("/healthz").status, 200);
+
+        QVERIFY(database.start());
+        QTRY_COMPARE_WITH_TIMEOUT(server.get("/readyz").status, 200, 10000);
+        const qint64 acknowledgedBefore = load.acknowledged;
+        QTRY_VERIFY_WITH_TIMEOUT(load.acknowledged > acknowledgedBefore + 200, 20000);
+        load.finish();
+        QCOMPARE(load.other.load(), 0);
+        // Only a batch cut off as the database went can be counted but refused.
+        const qint64 counted = impressions(server.stats());
+        QVERIFY2(counted >= load.acknowledged && counted <= load.acknowledged + qint64(GroupCommit::batchCounts),
+                 qPrintable(QStringLiteral("%1 counted, %2 acknowledged").arg(counted).arg(load.acknowledged)));
+        // Monitoring sees what the clients were told, and the batches that failed.
+        const QMap<QString, double> metrics = parseMetrics(server.get("/metrics").body);
+        QCOMPARE(metrics["velmora_impressions_total"], double(load.acknowledged));
+        QCOMPARE(metrics["velmora_http_requests_total{route=\"track\",status=\"200\"}"], double(load.acknowledged));
+        QCOMPARE(metrics["velmora_http_requests_total{route=\"track\",status=\"503\"}"], double(load.refused));
+        QVERIFY(metrics["velmora_store_batch_failures_total"] > 0);
+        QCOMPARE(server.stop(SIGTERM), 0);
+    }
+
+    // systemd's Type=notify: READY=1 comes once the server answers.
+    void readinessIsNotified()
+    {
+        QTemporaryDir dir;
+        const QByteArray socketPath = QFile::encodeName(dir.filePath("notify"));
+        const int listener = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, socketPath.constData(), size_t(socketPath.size()));
+        QVERIFY(::bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
+        qputenv("NOTIFY_SOCKET", socketPath);
+        ServerProcess server(dir.path());
+        qunsetenv("NOTIFY_SOCKET");
+        char message[256] = {};
+        timeval wait{10, 0};
+        ::setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+        const ssize_t n = ::recv(listener, message, sizeof message - 1, 0);
+        ::close(listener);
+        QVERIFY(n > 0);
+        QCOMPARE(QByteArray(message), QByteArray("READY=1"));
+        QCOMPARE(server.get("/healthz").status, 200);
+        QCOMPARE(server.get("/readyz").status, 200);
     }
 
     void hangupReopensTheLog()
