@@ -8,11 +8,14 @@
 //          covered screens, reloading on the game's 30 s period;
 //   tick   the longest gap of a 50 ms timer (the play screen's clock) while a
 //          banner loads and reloads every second.
+//   busy   ad requests and ads shown a second before, while and after the
+//          banners' renderer is starved, the renderers ended and the banners
+//          left silent (REFRESH=30; --banners N, --starve S, --after S).
 //   stall  (--stall, alone) how long banners stall that share a renderer with
 //          a creative that spins forever; BANNER_FLAGS=--renderer-process-limit=1
 //          makes them share one (--process-per-site does not, for pages
 //          loaded from strings).
-// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory,cpu] [--stall]   (the server runs with --refresh 1)
+// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory,cpu,busy] [--stall]   (the server runs with --refresh 1)
 #include "Application.h"
 #include "Network/TSKCachedFile.h"
 #include "Object/TSKObjectPrivate.h"

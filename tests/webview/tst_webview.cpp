@@ -1,4 +1,5 @@
 #include "PageScript.h"
+#include "RendererWatch.h"
 #include "TestMain.h"
 #include "WebProfile.h"
 #include "WebView.h"
@@ -6,6 +7,7 @@
 #include "EventLoopWait.h"
 
 #include <QApplication>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -205,6 +207,37 @@ private slots:
                  QStringLiteral("after"));
         // The stopped page's caller has given up on it and hears nothing more.
         QVERIFY(spinningDelegate.failures.isEmpty());
+    }
+
+    // A renderer that is only slow (its process stopped for longer than a
+    // stuck one is given, as a machine whose cores are taken may leave it)
+    // outlives a stop: its pages answer once it runs again.
+    void slowRendererOutlivesAStop()
+    {
+        const QUrl base(QStringLiteral("http://127.0.0.1:9/ad/page.html"));
+        WebView shown;
+        RecordingDelegate shownDelegate;
+        shown.setDelegate(&shownDelegate);
+        shown.loadHTMLString(QStringLiteral("<p>shown</p>"), base);
+        WebView stopped;
+        RecordingDelegate stoppedDelegate;
+        stopped.setDelegate(&stoppedDelegate);
+        stopped.loadHTMLString(QStringLiteral("<p>first</p>"), base);
+        QVERIFY(spinUntil([&] { return shownDelegate.finished == 1 && stoppedDelegate.finished == 1; }));
+        const qint64 renderer = shown.page()->renderProcessPid();
+        QCOMPARE(stopped.page()->renderProcessPid(), renderer);
+
+        // Runs again however the test ends.
+        const auto resumed = qScopeGuard([renderer] { ::kill(pid_t(renderer), SIGCONT); });
+        ::kill(pid_t(renderer), SIGSTOP);
+        stopped.loadHTMLString(QStringLiteral("<p>never shown</p>"), base);
+        stopped.stopLoading();
+        testsupport::spin(int(RendererWatch::kStuckProcessorSeconds * 1000) + 2000);
+        ::kill(pid_t(renderer), SIGCONT);
+        QCOMPARE(testsupport::evaluateInPage(shown.page(), QStringLiteral("document.body.innerText")).toString(),
+                 QStringLiteral("shown"));
+        QCOMPARE(shown.page()->renderProcessPid(), renderer);
+        QVERIFY(shownDelegate.failures.isEmpty());
     }
 };
 
