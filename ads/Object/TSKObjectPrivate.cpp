@@ -347,9 +347,9 @@ void TSKObjectPrivate::renderDeadlinePassed(int render, double waited)
     RendererWatch::shared()->check(webView_->page(), this, [this, render, waited, rendering](bool stuck) {
         if (!rendering())
             return;
-        if (!stuck && waited + kRenderDeadlineSeconds <= kLongestRenderSeconds) {
-            performAfterDelay(this, [this, render, waited] { renderDeadlinePassed(render, waited + kRenderDeadlineSeconds); },
-                              kRenderDeadlineSeconds);
+        const double next = waited + kRenderDeadlineSeconds;
+        if (!stuck && next <= kLongestRenderSeconds) {
+            performAfterDelay(this, [this, render, next] { renderDeadlinePassed(render, next); }, kRenderDeadlineSeconds);
             return;
         }
         changeState(Failed);
