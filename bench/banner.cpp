@@ -9,15 +9,19 @@
 //          and then covered, and the PSS at the end of it;
 //   tick   the longest gap of a 50 ms timer (the play screen's clock) while a
 //          banner loads and reloads every second.
+//   busy   ad requests and ads shown a second before, while and after the
+//          banners' renderer is starved, the renderers ended and the banners
+//          left silent (REFRESH=30; --banners N, --starve S, --after S).
 //   stall  (--stall, alone) how long banners stall that share a renderer with
 //          a creative that spins forever; BANNER_FLAGS=--renderer-process-limit=1
 //          makes them share one (--process-per-site does not, for pages
 //          loaded from strings).
-// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory,cpu] [--stall]   (the server runs with --refresh 1)
+// Usage: banner --host 127.0.0.1:PORT [--rounds N] [--phases time,tick,memory,cpu,busy] [--stall]   (the server runs with --refresh 1)
 #include "Application.h"
 #include "Network/TSKCachedFile.h"
 #include "Object/TSKObjectPrivate.h"
 #include <VelmoraAds/TSKRequest.h>
+#include "Statistics/TSKStatistics.h"
 #include "Statistics/TSKStatisticsCore.h"
 #include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
@@ -37,6 +41,7 @@
 #include <QWebEnginePage>
 #include <QWebEngineView>
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <unistd.h>
 #include <vector>
@@ -52,7 +57,9 @@ class Arrivals : public QObject
     Q_OBJECT
 public:
     int received = 0;
+    int failed = 0;
     Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *) { ++received; }
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(TSKBannerView *, const Error &) { ++failed; }
 };
 
 bool spinUntil(const std::function<bool()> &done, int timeoutMs = 30000)
@@ -390,6 +397,95 @@ void measureSharedRendererStall()
                 static_cast<long long>(spinner.page()->renderProcessPid()));
 }
 
+// Counts of one stretch of the busy-renderer run.
+struct Stretch
+{
+    qint64 requests = 0;
+    int received = 0;
+    int failed = 0;
+    double seconds = 0;
+};
+
+// Banners reloading every second while their renderer is starved: it runs
+// 50 ms of every second (SIGSTOP/SIGCONT, the model of a machine whose
+// cores are taken) for `starvedSeconds`. Ad requests and ads shown per
+// second before, during and after, the renderers that were ended, and the
+// banners left with no load and no reload to come.
+void measureBusyRenderer(int bannerCount, int starvedSeconds, int afterSeconds)
+{
+    std::vector<std::unique_ptr<Screen>> screens;
+    for (int i = 0; i < bannerCount; ++i) {
+        screens.push_back(std::make_unique<Screen>());
+        screens.back()->controller.view()->show();
+        screens.back()->load();
+    }
+    // Reloads spread evenly over the server's period, as a long session's are.
+    for (int i = 0; i < bannerCount; ++i)
+        TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(screens[i]->banner)
+            ->scheduleReloadTimer(1 + i * kGameReloadSeconds / bannerCount);
+    TSKStatistics *statistics = TSKStatistics::sharedStatistics();
+    QList<qint64> renderers;
+    const auto renderer = [&] {
+        const qint64 pid = screens.front()->banner->webView()->page()->renderProcessPid();
+        if (pid > 0 && !renderers.contains(pid))
+            renderers << pid;
+        return pid;
+    };
+    const auto stretch = [&](int seconds, const std::function<void()> &everySecond) {
+        Stretch counts;
+        counts.requests = -statistics->adRequestCount();
+        for (const auto &screen : screens) {
+            counts.received -= screen->arrivals.received;
+            counts.failed -= screen->arrivals.failed;
+        }
+        QElapsedTimer clock;
+        clock.start();
+        for (int i = 0; i < seconds; ++i) {
+            renderer();
+            everySecond();
+        }
+        counts.seconds = clock.nsecsElapsed() / 1e9;
+        counts.requests += statistics->adRequestCount();
+        for (const auto &screen : screens) {
+            counts.received += screen->arrivals.received;
+            counts.failed += screen->arrivals.failed;
+        }
+        return counts;
+    };
+    const auto wait = [](int ms) { spinUntil([] { return false; }, ms); };
+    const Stretch calm = stretch(15, [&] { wait(1000); });
+    const Stretch starved = stretch(starvedSeconds, [&] {
+        const qint64 pid = renderer();
+        wait(50);
+        if (pid > 0)
+            ::kill(pid_t(pid), SIGSTOP);
+        wait(950);
+        if (pid > 0)
+            ::kill(pid_t(pid), SIGCONT);
+    });
+    std::vector<int> before;
+    for (const auto &screen : screens)
+        before.push_back(screen->arrivals.received);
+    const Stretch after = stretch(afterSeconds, [&] { wait(1000); });
+    // Banners that showed nothing after the renderer was given its time back.
+    int silent = 0;
+    for (size_t i = 0; i < screens.size(); ++i)
+        silent += screens[i]->arrivals.received == before[i];
+    for (const auto &[name, counts] : {std::pair{"calm", calm}, {"starved", starved}, {"after", after}})
+        std::printf("busy renderer, %d banners, %s %.0f s: %.1f ad requests/s, %.1f ads shown/s, %d failures\n",
+                    bannerCount, name, counts.seconds, counts.requests / counts.seconds,
+                    counts.received / counts.seconds, counts.failed);
+    std::printf("busy renderer: %lld renderers used (%lld ended); %d of %d banners showed no ad after\n",
+                static_cast<long long>(renderers.size()), static_cast<long long>(renderers.size() - 1), silent,
+                bannerCount);
+}
+
+int optionValue(const QStringList &arguments, const QString &name, int otherwise)
+{
+    const int index = int(arguments.indexOf(name));
+    return index > 0 ? arguments.value(index + 1).toInt() : otherwise;
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -420,6 +516,9 @@ int main(int argc, char **argv)
         measureMemory();
     if (phases.contains("cpu"))
         measureCpu();
+    if (phases.contains("busy"))
+        measureBusyRenderer(optionValue(arguments, "--banners", 40), optionValue(arguments, "--starve", 30),
+                            optionValue(arguments, "--after", 30));
     // Web views let go of inside their own callbacks are deleted later: now.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return 0;

@@ -18,7 +18,9 @@
 #include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKNetworkUtilities.h"
 #include "Utility/TSKPropertyListDescription.h"
+#include "RendererWatch.h"
 #include "View/TSKBannerWebViewDelegate.h"
+#include "View/TSKBuildAdWebViewDelegate.h"
 #include "View/TSKVisibilityTracker.h"
 #include "ViewController/TSKFullScreen.h"
 #include "WebView.h"
@@ -270,7 +272,7 @@ QVariantMap TSKObjectPrivate::adFrame() const
 void TSKObjectPrivate::setupBuildAdWebView()
 {
     resetBuildAdWebView();
-    buildAdWebViewDelegate_ = std::make_unique<TSKWebViewDelegate>();
+    buildAdWebViewDelegate_ = std::make_unique<TSKBuildAdWebViewDelegate>([this] { failedToBuildAdURL(); });
     buildAdWebView_ = std::make_unique<WebView>();
     buildAdWebView_->resize(1, 1);
     buildAdWebView_->setDelegate(buildAdWebViewDelegate_.get());
@@ -306,6 +308,18 @@ void TSKObjectPrivate::loadAdURL(const Notification &notification)
         adURL = TSKNetworkUtilities::appendQueryParametersToURL(spam, adURL);
     TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("prl"));
     setAdHTML(std::make_unique<TSKCachedFile>(asFileDelegate(), adURL));
+}
+
+// The build page died with its renderer: the load fails, and the reloads go
+// on as after a failed ad page fetch instead of waiting for ever.
+void TSKObjectPrivate::failedToBuildAdURL()
+{
+    resetBuildAdWebView();
+    changeState(Failed);
+    QPointer<TSKObjectPrivate> alive(this);
+    failWithCode(TSKRequestError::NetworkError);
+    if (alive)
+        addReloadInformationFromHeaders();
 }
 
 void TSKObjectPrivate::invalidRequest(const Notification &notification)
@@ -356,16 +370,29 @@ void TSKObjectPrivate::showAd()
     changeState(Rendering);
     webView_->loadHTMLString(content, baseURL);
     const int render = ++renders_;
-    performAfterDelay(this, [this, render] { renderDeadlinePassed(render); }, kRenderDeadlineSeconds);
+    performAfterDelay(this, [this, render] { renderDeadlinePassed(render, kRenderDeadlineSeconds); },
+                      kRenderDeadlineSeconds);
 }
 
-void TSKObjectPrivate::renderDeadlinePassed(int render)
+// A renderer that still answers is only slow, and its page gets more time,
+// up to kLongestRenderSeconds; a stuck one fails the load and is ended.
+void TSKObjectPrivate::renderDeadlinePassed(int render, double waited)
 {
-    if (render != renders_ || state_ != Rendering)
+    const auto rendering = [this, render] { return render == renders_ && state_ == Rendering; };
+    if (!rendering())
         return;
-    changeState(Failed);
-    webView_->stopLoading();
-    failWithCode(TSKRequestError::NetworkError);
+    RendererWatch::shared()->check(webView_->page(), this, [this, render, waited, rendering](bool stuck) {
+        if (!rendering())
+            return;
+        const double next = waited + kRenderDeadlineSeconds;
+        if (!stuck && next <= kLongestRenderSeconds) {
+            performAfterDelay(this, [this, render, next] { renderDeadlinePassed(render, next); }, kRenderDeadlineSeconds);
+            return;
+        }
+        changeState(Failed);
+        webView_->stopLoading();
+        failWithCode(TSKRequestError::NetworkError);
+    });
 }
 
 void TSKObjectPrivate::failWithCode(qint64 code)

@@ -56,9 +56,11 @@ public:
     static constexpr qsizetype kMaximumAdPageBytes = 1024 * 1024;
     // Most impression trackers taken from one ad; the rest are dropped.
     static constexpr qsizetype kMaximumTrackingURLs = 16;
-    // An ad page that has not finished rendering by then (its script spins,
-    // say) fails the load; the banner's reloads go on.
+    // An ad page that has not finished rendering by then fails the load when
+    // its renderer is stuck (its script spins, say), and at the longest
+    // however busy the renderer is; the banner's reloads go on.
     static constexpr double kRenderDeadlineSeconds = 10.0;
+    static constexpr double kLongestRenderSeconds = 30.0;
     // How long an ad must stay in sight, without a break, before its
     // impression counts.
     static constexpr double kViewableSeconds = 1.0;
@@ -134,9 +136,10 @@ private:
     void loadAdURL(const Velmora::Platform::Notification &notification);
     void invalidRequest(const Velmora::Platform::Notification &notification);
     void unableToServe(const Velmora::Platform::Notification &notification);
+    void failedToBuildAdURL();
     void setAdHTML(std::unique_ptr<TSKCachedFile> file);
     void showAd();
-    void renderDeadlinePassed(int render);
+    void renderDeadlinePassed(int render, double waited);
     void createWebView();
     void releaseWebView();
     void seenChanged(bool seen);

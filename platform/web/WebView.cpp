@@ -2,6 +2,7 @@
 
 #include "DelayedPerform.h"
 #include "MonotonicClock.h"
+#include "RendererWatch.h"
 #include "WebPage.h"
 #include "WebProfile.h"
 
@@ -12,7 +13,6 @@
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineProfile>
 #include <csignal>
-#include <memory>
 #include <utility>
 
 namespace Velmora::Platform {
@@ -147,20 +147,16 @@ void WebView::stopLoading()
 {
     loadStopped_ = true;
     page()->triggerAction(QWebEnginePage::Stop);
-    endRendererUnlessItAnswers();
+    endRendererIfStuck();
 }
 
-void WebView::endRendererUnlessItAnswers()
+void WebView::endRendererIfStuck()
 {
     const qint64 pid = page()->renderProcessPid();
-    if (pid <= 0)
-        return;
-    auto answered = std::make_shared<bool>(false);
-    page()->runJavaScript(QStringLiteral("0"), [answered](const QVariant &) { *answered = true; });
-    performAfterDelay(this, [this, answered, pid] {
-        if (!*answered && page()->renderProcessPid() == pid)
+    RendererWatch::shared()->check(page(), this, [this, pid](bool stuck) {
+        if (stuck && page()->renderProcessPid() == pid)
             ::kill(pid_t(pid), SIGKILL);
-    }, kScriptAnswerSeconds);
+    });
 }
 
 QUrl WebView::requestURL() const
@@ -212,6 +208,7 @@ void WebView::onLoadingChanged(const QWebEngineLoadingInfo &info)
             delegate_->webViewDidStartLoad(this);
         break;
     case QWebEngineLoadingInfo::LoadSucceededStatus:
+        RendererWatch::shared()->signOfLife(page()->renderProcessPid());
         loading_ = false;
         if (delegate_)
             delegate_->webViewDidFinishLoad(this);

@@ -22,7 +22,6 @@ class WebView : public QWebEngineView
 public:
     // What setHtml can carry; a larger page fails to load instead.
     static constexpr qsizetype kMaximumHTMLStringBytes = 1536 * 1024;
-    static constexpr double kScriptAnswerSeconds = 3.0;
 
     explicit WebView(QWidget *parent = nullptr);
     ~WebView() override;
@@ -45,10 +44,11 @@ public:
     void goBack();
     void goForward();
     void reload();
-    // Also ends the page's renderer process if its script does not answer
-    // within kScriptAnswerSeconds: pages share that process (WebProfile), and
-    // a script that never yields would hold up every other page in it. The
-    // stopped load is not reported, however it ends.
+    // Also ends the page's renderer process if it turns out stuck (see
+    // RendererWatch): pages share that process (WebProfile), and a script
+    // that never yields would hold up every other page in it. A renderer that
+    // is only slow is left alone. The stopped load is not reported, however
+    // it ends.
     void stopLoading();
 
     // The URL of the page shown or being loaded.
@@ -70,7 +70,7 @@ private:
     void onLoadingChanged(const QWebEngineLoadingInfo &info);
     void onRenderProcessTerminated(QWebEnginePage::RenderProcessTerminationStatus status, int exitCode);
     void failLoad(const Error &error);
-    void endRendererUnlessItAnswers();
+    void endRendererIfStuck();
 
     WebViewDelegate *delegate_ = nullptr;
     bool loading_ = false;

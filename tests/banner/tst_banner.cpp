@@ -454,7 +454,7 @@ private slots:
         QObject::connect(&tick, &QTimer::timeout, [&] { ++ticks; });
         tick.start(50);
         placement.load();
-        const int timeoutMs = int(TSKObjectPrivate::kRenderDeadlineSeconds * 1000) + 10000;
+        const int timeoutMs = int(TSKObjectPrivate::kRenderDeadlineSeconds * 1000) + 60000;
         QVERIFY(placement.waitForEvents(1, timeoutMs));
         QCOMPARE(placement.recorder.events.first(), shown ? QStringLiteral("receive") : QStringLiteral("fail"));
         QVERIFY(ticks > 0);
