@@ -86,9 +86,7 @@ TSKObjectPrivate::~TSKObjectPrivate()
     if (webView_) {
         // A delegate may release the banner from inside one of the page's own
         // callbacks: let the event loop finish with the page first.
-        webView_->hide();
-        webView_->setParent(nullptr);
-        webView_->deleteLater();
+        webView_->deleteSoon();
     }
     resetBuildAdWebView();
     if (buildAdJS_)
@@ -255,7 +253,7 @@ void TSKObjectPrivate::resetBuildAdWebView()
         center->removeObserver(this, name, buildAdWebView_.get());
     buildAdWebView_->setDelegate(nullptr);
     // Its page may still be calling back: let the event loop finish with it.
-    buildAdWebView_.release()->deleteLater();
+    buildAdWebView_.release()->deleteSoon();
     buildAdWebViewDelegate_.reset();
 }
 
