@@ -6,6 +6,7 @@
 #include "Utility/TSKPrivateUtilities.h"
 #include "View/BannerWindowController.h"
 #include "WebView.h"
+#include "WebWindowSurface.h"
 
 #include <VelmoraAds/TSKBannerView.h>
 
@@ -41,7 +42,12 @@ BannerWidgetPrivate::~BannerWidgetPrivate() = default;
 
 void BannerWidgetPrivate::followWindow()
 {
-    windowController_->placeIn(widget_->window());
+    QWidget *window = widget_->window();
+    windowController_->placeIn(window);
+    // Not a banner on its own, most likely on its way into a layout: a
+    // stand-in per banner would cost more than the window it spares.
+    if (window != widget_)
+        WebWindowSurface::prepare(window);
 }
 
 void BannerWidgetPrivate::startLoading()

@@ -3,7 +3,7 @@
 // arguments it shows an ad, taps it, closes the browser the tap opens and
 // quits. With an exit shape it keeps its banner the way that shape says and
 // quits once the ad is shown, so the way out can be judged.
-//   publisher [stack | heap | leaked | closed-window | deleted-dialog | screen-at-quit]
+//   publisher [stack | heap | leaked | closed-window | deleted-dialog | screen-at-quit | window-id]
 // Each event goes to standard output on a line of its own.
 #include <VelmoraAds/BannerWidget.h>
 
@@ -175,6 +175,18 @@ int exitShape(const QString &shape)
         NotesWindow notes;
         onceShown(notes.banner, [&] { tap(notes.banner); });
         QObject::connect(notes.banner, &BannerWidget::screenWillPresent, [] { QTimer::singleShot(1500, qApp, &QCoreApplication::quit); });
+        return qApp->exec();
+    }
+    if (shape == QLatin1String("window-id")) {
+        NotesWindow notes;
+        const WId shownAs = notes.window.winId();
+        onceShown(notes.banner, [&] {
+            // Long enough for the page's surface to have joined the window.
+            QTimer::singleShot(1500, [&] {
+                say(QStringLiteral("window id %1").arg(notes.window.winId() == shownAs ? "kept" : "changed"));
+                quitSoon();
+            });
+        });
         return qApp->exec();
     }
     say("unknown shape " + shape);

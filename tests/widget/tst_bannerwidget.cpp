@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QSignalSpy>
+#include <QStandardPaths>
 
 using Velmora::Ads::BannerWidget;
 using testsupport::AdServerProcess;
@@ -135,10 +136,7 @@ private slots:
     {
         QFETCH(QString, shape);
         QProcess program;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("VELMORA_AD_HOST", server.host());
-        environment.insert("VELMORA_STATIC_HOST", server.host());
-        program.setProcessEnvironment(environment);
+        program.setProcessEnvironment(publisherEnvironment());
         program.start(QStringLiteral(VELMORA_PUBLISHER_PROGRAM), shape == "tap" ? QStringList() : QStringList{shape});
         QVERIFY(program.waitForFinished(60000));
         const QByteArray out = program.readAllStandardOutput();
@@ -154,7 +152,34 @@ private slots:
         }
     }
 
+    // A window that holds a banner before it is shown keeps its native
+    // window once the ad's page joins it. Only a real X server shows this.
+    void keepsItsWindow()
+    {
+        const QString xvfb = QStandardPaths::findExecutable("xvfb-run");
+        if (xvfb.isEmpty())
+            QSKIP("needs xvfb-run");
+        QProcess program;
+        program.setProcessEnvironment(publisherEnvironment());
+        QProcessEnvironment environment = program.processEnvironment();
+        environment.insert("QT_QPA_PLATFORM", "xcb");
+        program.setProcessEnvironment(environment);
+        program.start(xvfb, {"-a", QStringLiteral(VELMORA_PUBLISHER_PROGRAM), "window-id"});
+        QVERIFY(program.waitForFinished(60000));
+        const QByteArray out = program.readAllStandardOutput();
+        QVERIFY2(program.exitCode() == 0, out + program.readAllStandardError());
+        QVERIFY2(out.contains("window id kept\n"), out);
+    }
+
 private:
+    QProcessEnvironment publisherEnvironment() const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("VELMORA_AD_HOST", server.host());
+        environment.insert("VELMORA_STATIC_HOST", server.host());
+        return environment;
+    }
+
     // The house ad that opens the in-app browser, alone.
     QTemporaryDir site;
     AdServerProcess server{{"--www", AdServerProcess::siteServing(site, "landing")}};
