@@ -4,6 +4,7 @@
 #include "Autoplay.h"
 #include "ScreenshotTour.h"
 #include "VelmoraViewController.h"
+#include "WebWindowSurface.h"
 #include "Window.h"
 #include "ui_MainWindow.h"
 
@@ -29,6 +30,8 @@ void VelmoraAppDelegate::loadMainInterface()
     Application::shared()->setStatusBarHidden(true);
 
     window_ = std::make_unique<Window>();
+    // Its banners' pages join it once it is on screen.
+    WebWindowSurface::prepare(window_.get());
     Ui::MainWindow().setupUi(window_.get());
     addQuitShortcut();
     viewController_ = std::make_unique<VelmoraViewController>();

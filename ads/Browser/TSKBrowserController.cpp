@@ -13,6 +13,7 @@
 #include <QApplication>
 #include <QStyle>
 #include <QToolBar>
+#include <QVBoxLayout>
 #include <QWidgetAction>
 
 using namespace Velmora::Platform;
@@ -95,6 +96,12 @@ void TSKBrowserController::buildWebView()
     QWidget *screen = view();
     auto *webView = new WebView(screen);
     webView->setGeometry(0, 0, screen->width(), screen->height() - kToolbarHeight);
+    // The page above the toolbar, whatever size the screen is given (a
+    // program's own window, say).
+    auto *layout = new QVBoxLayout(screen);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(webView, 1);
     webView->show();
     vars()->webView = webView;
     vars()->webViewDelegate = std::make_unique<TSKBrowserWebViewDelegate>(this);
@@ -108,6 +115,8 @@ void TSKBrowserController::buildToolbar()
     auto *toolbar = new QToolBar(screen);
     toolbar->setObjectName(QStringLiteral("browserToolbar"));
     toolbar->setGeometry(0, screen->height() - kToolbarHeight, screen->width(), kToolbarHeight);
+    toolbar->setFixedHeight(kToolbarHeight);
+    screen->layout()->addWidget(toolbar);
     toolbar->setMovable(false);
     toolbar->setIconSize(QSize(27, 27));
     toolbar->setStyleSheet(QStringLiteral("QToolBar { background: #101014; border: none; spacing: 0; }"

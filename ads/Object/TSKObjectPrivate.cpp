@@ -115,10 +115,7 @@ void TSKObjectPrivate::releaseWebView()
         return;
     // A delegate may release the banner from inside one of the page's own
     // callbacks: let the event loop finish with the page first.
-    webView_->setDelegate(nullptr);
-    webView_->hide();
-    webView_->setParent(nullptr);
-    webView_->deleteLater();
+    webView_->deleteSoon();
     webView_ = nullptr;
 }
 
@@ -291,7 +288,7 @@ void TSKObjectPrivate::resetBuildAdWebView()
         center->removeObserver(this, name, buildAdWebView_.get());
     buildAdWebView_->setDelegate(nullptr);
     // Its page may still be calling back: let the event loop finish with it.
-    buildAdWebView_.release()->deleteLater();
+    buildAdWebView_.release()->deleteSoon();
     buildAdWebViewDelegate_.reset();
 }
 

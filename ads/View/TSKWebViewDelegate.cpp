@@ -28,7 +28,16 @@ QString textOrNull(const QVariant &value)
     return value.isValid() ? value.toString() : QStringLiteral("(null)");
 }
 
+// Runs as the application object is made, before any page exists, so that a
+// program need not register the bridge itself.
+void registerBridgeAtStartUp()
+{
+    TSKWebViewDelegate::registerSchemes();
+}
+
 }  // namespace
+
+Q_COREAPP_STARTUP_FUNCTION(registerBridgeAtStartUp)
 
 void TSKWebViewDelegate::registerSchemes(const QStringList &applicationLinkSchemes)
 {

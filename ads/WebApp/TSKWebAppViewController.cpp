@@ -7,6 +7,8 @@
 #include "WebApp/TSKWebAppWebViewDelegate.h"
 #include "WebView.h"
 
+#include <QVBoxLayout>
+
 #include <QPushButton>
 
 using namespace Velmora::Platform;
@@ -64,6 +66,11 @@ void TSKWebAppViewController::buildWebView()
 {
     auto *webView = new WebView(view());
     webView->setGeometry(view()->rect());
+    // The page fills the screen, whatever size it is given; the close
+    // button stays over its corner.
+    auto *layout = new QVBoxLayout(view());
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(webView);
     webView->page()->setBackgroundColor(Qt::transparent);
     webView->show();
     vars()->webView = webView;

@@ -9,7 +9,6 @@
 
 int main(int argc, char **argv)
 {
-    TSKBannerView::registerSchemes();  // before the QApplication exists
     QApplication app(argc, argv);
     app.setApplicationName(QStringLiteral("banner-demo"));
 

@@ -35,7 +35,7 @@ WebViewDelegate::NavigationType fromEngine(QWebEnginePage::NavigationType type)
 
 }  // namespace
 
-WebPage::WebPage(WebView *view) : QWebEnginePage(WebProfile::shared(), view), view_(view)
+WebPage::WebPage(WebView *view) : QWebEnginePage(WebProfile::shared(), WebProfile::pageOwner()), view_(view)
 {
     refuseRequests();
 }

@@ -22,6 +22,19 @@ QList<QByteArray> &registeredSchemes()
     return names;
 }
 
+// The engine reads its schemes and switches once, as the profile is made.
+bool profileMade = false;
+bool programLeaving = false;
+
+// Pages belong here rather than to their views, so that the pages of views a
+// program leaked can go before the engine winds down as the application
+// object is destroyed.
+struct Engine
+{
+    QObject *pages;
+    QWebEngineProfile *profile;
+};
+
 // Navigations to these schemes are decided by the web view's delegate; should
 // one ever get as far as a fetch, it fails.
 class RefusingSchemeHandler : public QWebEngineUrlSchemeHandler
@@ -65,7 +78,7 @@ QWebEngineProfile *makeProfile()
 
 void WebProfile::registerSchemes(const QList<QByteArray> &names)
 {
-    if (QCoreApplication::instance())
+    if (profileMade)
         return;
     qputenv(kEngineFlagsVariable, sharedRendererSwitches(qgetenv(kEngineFlagsVariable)));
     for (const QByteArray &name : names) {
@@ -95,10 +108,41 @@ bool WebProfile::isSchemeRegistered(const QByteArray &name)
     return registeredSchemes().contains(name);
 }
 
+static void deleteLeftoverPages();
+
+static const Engine &engine()
+{
+    static const Engine made = [] {
+        auto *pages = new QObject(QCoreApplication::instance());
+        QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, [] { programLeaving = true; });
+        QWebEngineProfile *profile = makeProfile();
+        // Added after the engine's own, so it runs before it.
+        qAddPostRoutine(deleteLeftoverPages);
+        return Engine{pages, profile};
+    }();
+    profileMade = true;
+    return made;
+}
+
+static void deleteLeftoverPages()
+{
+    programLeaving = true;
+    qDeleteAll(engine().pages->children());
+}
+
 QWebEngineProfile *WebProfile::shared()
 {
-    static QWebEngineProfile *const profile = makeProfile();
-    return profile;
+    return engine().profile;
+}
+
+QObject *WebProfile::pageOwner()
+{
+    return engine().pages;
+}
+
+bool WebProfile::isProgramLeaving()
+{
+    return programLeaving || QCoreApplication::closingDown();
 }
 
 }  // namespace Velmora::Platform

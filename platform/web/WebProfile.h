@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QList>
 
+class QObject;
+
 class QWebEngineProfile;
 
 namespace Velmora::Platform {
@@ -17,8 +19,9 @@ namespace Velmora::Platform {
 class WebProfile
 {
 public:
-    // Must run before the QApplication exists; later names are ignored. It
-    // also settles the engine's process model (sharedRendererSwitches).
+    // Must run before the first page is made (before or while the
+    // QApplication is constructed); later names are ignored. It also settles
+    // the engine's process model (sharedRendererSwitches).
     static void registerSchemes(const QList<QByteArray> &names);
     static bool isSchemeRegistered(const QByteArray &name);
 
@@ -29,6 +32,10 @@ public:
 
     // Created on first use (after the QApplication), owned by the application.
     static QWebEngineProfile *shared();
+    // The parent of every page, deleted by the application just before the profile.
+    static QObject *pageOwner();
+    // The application's event loop has ended: nothing deferred runs any more.
+    static bool isProgramLeaving();
 };
 
 }  // namespace Velmora::Platform

@@ -64,6 +64,17 @@ WebView::~WebView()
     delete page();
 }
 
+void WebView::deleteSoon()
+{
+    delegate_ = nullptr;
+    hide();
+    setParent(nullptr);
+    if (WebProfile::isProgramLeaving())
+        delete this;
+    else
+        deleteLater();
+}
+
 void WebView::loadRequest(const QNetworkRequest &request)
 {
     loadStopped_ = false;

@@ -26,6 +26,11 @@ public:
     explicit WebView(QWidget *parent = nullptr);
     ~WebView() override;
 
+    // Takes the view off the screen and deletes it once its page's callbacks
+    // have returned; at once when the program's event loop has ended, so the
+    // page never outlives the engine.
+    void deleteSoon();
+
     WebViewDelegate *delegate() const { return delegate_; }
     void setDelegate(WebViewDelegate *delegate) { delegate_ = delegate; }
 

@@ -17,7 +17,6 @@
 #include "Window.h"
 
 #include <QAction>
-#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
@@ -47,36 +46,10 @@ public:
     Q_INVOKABLE void adViewWillLeaveApplication(TSKBannerView *) { events << "willLeave"; }
 };
 
-// The house site serving one creative only.
-QString siteServing(QTemporaryDir &dir, const QString &creative)
-{
-    const QString source = AdServerProcess::siteDirectory();
-    const QString site = dir.filePath("www");
-    QDirIterator files(source, QDir::Files, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString file = files.next();
-        const QString copy = site + file.mid(source.size());
-        QDir().mkpath(QFileInfo(copy).absolutePath());
-        QFile::copy(file, copy);
-    }
-    QFile catalogue(site + "/creatives/catalogue.json");
-    catalogue.open(QIODevice::ReadOnly);
-    QJsonArray kept;
-    for (const QJsonValue entry : QJsonDocument::fromJson(catalogue.readAll()).array()) {
-        if (entry["id"].toString() == creative)
-            kept.append(entry);
-    }
-    catalogue.close();
-    catalogue.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    catalogue.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    catalogue.write(QJsonDocument(kept).toJson());
-    return site;
-}
-
 // A game screen in a window with a banner showing one house creative.
 struct Stage
 {
-    explicit Stage(const QString &creative) : server({"--www", siteServing(dir, creative)})
+    explicit Stage(const QString &creative) : server({"--www", AdServerProcess::siteServing(dir, creative)})
     {
         TSKNetworkConfiguration::setStaticContentHost(server.host());
         TSKNetworkConfiguration::setAdServerHost(server.host());

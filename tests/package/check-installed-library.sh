@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Installs the ad library into a scratch prefix and uses it as a publisher
-# would: its headers must stand on their own, and examples/banner-demo, built
-# with nothing but find_package, must show an ad from the house server.
+# would: each header must compile on its own, examples/banner-demo, built
+# with nothing but find_package, must show an ad from the house server, and
+# so must a Widgets program with a BannerWidget, whose tap opens the browser
+# over its window.
 # `shared` installs libVelmoraAds.so.1 from the build tree and checks what it
-# exports and that the program runs with it from the prefix; `static` builds
+# exports and that the programs run with it from the prefix; `static` builds
 # the static library in <build dir>/static-flavour (kept, so later runs only
-# rebuild what changed) and checks the program carries it.
+# rebuild what changed) and checks the programs carry it.
 #   check-installed-library.sh shared|static <build dir> <source dir> <velmora-adserver> <version>
 set -euo pipefail
 flavour=$1 build=$2 source=$3 adserver=$4 version=$5
@@ -64,24 +66,57 @@ for header in "$headers"/*.h; do
     done < <(sed -n 's/^#include \(.*\)$/\1/p' "$header")
 done
 
-cmake -S "$source/examples/banner-demo" -B "$scratch/demo" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" "${launcher[@]}" > "$scratch/configure.log" \
-    || { cat "$scratch/configure.log"; fail "the example does not configure against the package"; }
-grep -q "Using the Velmora ad library $version\$" "$scratch/configure.log" || fail "the package does not say it is version $version"
-cmake --build "$scratch/demo" -j2 || fail "the example does not build against the package"
-demo=$scratch/demo/banner-demo
-echo "ldd banner-demo:"
-ldd "$demo"
-linked=$(ldd "$demo" | sed -n 's/^\s*libVelmoraAds\.so\.1 => \(\S*\).*/\1/p')
-if [ "$flavour" = shared ]; then
-    [ "$linked" = "$prefix/lib/libVelmoraAds.so.1" ] || fail "the program does not run with the installed library (found: ${linked:-none})"
-    # The web engine and OpenSSL are the library's business, not the program's.
-    needed=$(readelf -d "$demo" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
-    grep -Eq '^lib(Qt6WebEngine|crypto)' <<< "$needed" && fail "the program links what the library should hide:"$'\n'"$needed"
-else
-    [ -z "$linked" ] || fail "a program built against the static library needs $linked"
-fi
+# configure_against_package <source> <binary dir> <what>
+configure_against_package() {
+    cmake -S "$1" -B "$2" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" "${launcher[@]}" > "$2.configure.log" \
+        || { cat "$2.configure.log"; fail "$3 does not configure against the package"; }
+}
 
-"$adserver" --port 0 > "$scratch/server.out" 2>&1 &
+# One translation unit per header, including nothing else.
+alone=$scratch/alone
+mkdir -p "$alone/src"
+sources=
+for header in "$headers"/*.h; do
+    name=$(basename "$header" .h)
+    printf '#include <VelmoraAds/%s.h>\n' "$name" > "$alone/src/$name.cpp"
+    sources="$sources src/$name.cpp"
+done
+cat > "$alone/CMakeLists.txt" <<CMAKE
+cmake_minimum_required(VERSION 3.25)
+project(HeadersAlone LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 20)
+find_package(VelmoraAds CONFIG REQUIRED)
+add_library(alone OBJECT $sources)
+target_link_libraries(alone PRIVATE Velmora::Ads)
+CMAKE
+configure_against_package "$alone" "$scratch/alone-build" "the headers' check"
+cmake --build "$scratch/alone-build" -j2 -- -k 0 || fail "a public header does not compile on its own"
+
+configure_against_package "$source/examples/banner-demo" "$scratch/demo" "the example"
+grep -q "Using the Velmora ad library $version\$" "$scratch/demo.configure.log" || fail "the package does not say it is version $version"
+cmake --build "$scratch/demo" -j2 || fail "the example does not build against the package"
+configure_against_package "$source/tests/package/publisher" "$scratch/publisher" "the publisher program"
+cmake --build "$scratch/publisher" -j2 || fail "the publisher program does not build against the package"
+demo=$scratch/demo/banner-demo
+for program in "$demo" "$scratch/publisher/publisher"; do
+    echo "ldd $(basename "$program"):"
+    ldd "$program"
+    linked=$(ldd "$program" | sed -n 's/^\s*libVelmoraAds\.so\.1 => \(\S*\).*/\1/p')
+    if [ "$flavour" = shared ]; then
+        [ "$linked" = "$prefix/lib/libVelmoraAds.so.1" ] || fail "$program does not run with the installed library (found: ${linked:-none})"
+        # The web engine and OpenSSL are the library's business, not the program's.
+        needed=$(readelf -d "$program" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+        grep -Eq '^lib(Qt6WebEngine|crypto)' <<< "$needed" && fail "$program links what the library should hide:"$'\n'"$needed"
+    else
+        [ -z "$linked" ] || fail "a program built against the static library needs $linked"
+    fi
+done
+
+# The house site with its one ad that opens the in-app browser.
+cp -r "$source/adserver/www" "$scratch/www"
+echo '[{ "id": "landing", "file": "landing.html", "orientation": "any", "target": "/landing/index.html?from=house-ad" }]' \
+    > "$scratch/www/creatives/catalogue.json"
+"$adserver" --port 0 --www "$scratch/www" --log "$scratch/requests.jsonl" > "$scratch/server.out" 2>&1 &
 server_pid=$!
 for _ in $(seq 100); do
     port=$(sed -n 's|.*listening on http://127\.0\.0\.1:\([0-9]*\).*|\1|p' "$scratch/server.out")
@@ -90,10 +125,23 @@ for _ in $(seq 100); do
 done
 [ -n "$port" ] || { cat "$scratch/server.out"; fail "the house ad server did not start"; }
 
-# Its own home, so the demo's statistics and caches stay in the scratch folder.
-HOME=$scratch/home XDG_CACHE_HOME=$scratch/home/.cache XDG_CONFIG_HOME=$scratch/home/.config \
-VELMORA_AD_HOST=127.0.0.1:$port VELMORA_STATIC_HOST=127.0.0.1:$port \
-    timeout 60 "$demo" > "$scratch/demo.out" 2> "$scratch/demo.err" &
+# Their own home, so the programs' statistics and caches stay in the scratch folder.
+export HOME=$scratch/home XDG_CACHE_HOME=$scratch/home/.cache XDG_CONFIG_HOME=$scratch/home/.config
+export VELMORA_AD_HOST=127.0.0.1:$port VELMORA_STATIC_HOST=127.0.0.1:$port
+
+status=0
+timeout 90 "$scratch/publisher/publisher" > "$scratch/publisher.out" 2> "$scratch/publisher.err" || status=$?
+cat "$scratch/publisher.out"
+[ "$status" -eq 0 ] || { cat "$scratch/publisher.err"; fail "the publisher program exited with status $status"; }
+for event in adReceived 'browser over the window: yes' screenDidDismiss; do
+    grep -qx "$event" "$scratch/publisher.out" || fail "the publisher program never saw: $event"
+done
+grep -qx 'banner [0-9]*x50 in a layout [0-9]* wide' "$scratch/publisher.out" || fail "the banner is not 50 high"
+read -r width layout < <(sed -n 's/^banner \([0-9]*\)x50 in a layout \([0-9]*\) wide$/\1 \2/p' "$scratch/publisher.out")
+[ "$width" -eq "$layout" ] || fail "the banner is $width wide in a layout $layout wide"
+if grep -E 'WebEnginePage|Release of profile' "$scratch/publisher.err"; then fail "the web engine complained at exit"; fi
+
+timeout 60 "$demo" > "$scratch/demo.out" 2> "$scratch/demo.err" &
 demo_pid=$!
 for _ in $(seq 600); do
     grep -q '^adViewDidReceiveAd' "$scratch/demo.out" && break
@@ -104,4 +152,4 @@ kill "$demo_pid" 2>/dev/null || true
 wait "$demo_pid" 2>/dev/null || true
 cat "$scratch/demo.out"
 grep -q '^adViewDidReceiveAd' "$scratch/demo.out" || { cat "$scratch/demo.err"; fail "the example showed no ad"; }
-echo "the installed library shows an ad in a program of its own"
+echo "the installed library shows an ad in programs of their own"

@@ -1,6 +1,9 @@
 #include "AdServerProcess.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QDirIterator>
+#include <QJsonArray>
 #include <QFile>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
@@ -77,6 +80,31 @@ QJsonObject AdServerProcess::stats() const
     if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 20000))
         return {};
     return QJsonDocument::fromJson(reply->readAll()).object();
+}
+
+QString AdServerProcess::siteServing(const QTemporaryDir &dir, const QString &creative)
+{
+    const QString source = siteDirectory();
+    const QString site = dir.filePath("www");
+    QDirIterator files(source, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString file = files.next();
+        const QString copy = site + file.mid(source.size());
+        QDir().mkpath(QFileInfo(copy).absolutePath());
+        QFile::copy(file, copy);
+    }
+    QFile catalogue(site + "/creatives/catalogue.json");
+    catalogue.open(QIODevice::ReadOnly);
+    QJsonArray kept;
+    for (const QJsonValue entry : QJsonDocument::fromJson(catalogue.readAll()).array()) {
+        if (entry["id"].toString() == creative)
+            kept.append(entry);
+    }
+    catalogue.close();
+    catalogue.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    catalogue.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    catalogue.write(QJsonDocument(kept).toJson());
+    return site;
 }
 
 }  // namespace testsupport

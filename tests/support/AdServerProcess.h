@@ -19,6 +19,8 @@ public:
 
     // The house site the server serves by default.
     static QString siteDirectory() { return QStringLiteral(VELMORA_ADSERVER_WWW); }
+    // A copy of the house site in `dir` that serves one creative only.
+    static QString siteServing(const QTemporaryDir &dir, const QString &creative);
 
     bool isRunning() const { return port_ != 0; }
     QString host() const;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <VelmoraAds/velmoraads_export.h>
+// Failure events carry the platform's error value.
+#include "Error.h"
 
 #include <QRectF>
 #include <QStringList>
@@ -25,9 +27,9 @@ class VELMORAADS_EXPORT TSKBannerView : public QWidget
 {
     Q_OBJECT
 public:
-    /// Ad pages reach the library through web engine schemes that must be
-    /// known before the QApplication exists: call this first in main(), with
-    /// the schemes of other programs' links that ads may open.
+    /// The library registers the web engine schemes ad pages use as the
+    /// QApplication is made. Call this before the QApplication exists only
+    /// to let ads open other programs' links, with those links' schemes.
     static void registerSchemes(const QStringList &applicationLinkSchemes = {});
 
     /// The frame is in points, in the parent's coordinates.
