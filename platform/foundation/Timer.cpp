@@ -1,6 +1,7 @@
 #include "Timer.h"
 
-#include <QTimerEvent>
+#include "TimerQueue.h"
+
 #include <cmath>
 
 namespace Velmora::Platform {
@@ -12,11 +13,18 @@ Timer::Timer(double seconds, QObject *target, Action action, const QVariant &use
       intervalMs_(toIntervalMs(seconds)),
       repeats_(repeats),
       userInfo_(userInfo),
-      action_(std::move(action))
+      action_(std::move(action)),
+      queue_(TimerQueue::current())
 {
     // Precise: the phone's timers do not drift by the few percent a coarse
     // Qt timer may, and the game counts its ticks.
-    basicTimer_.start(intervalMs_, Qt::PreciseTimer, this);
+    queue_->schedule(this, std::chrono::milliseconds(intervalMs_));
+}
+
+Timer::~Timer()
+{
+    if (queue_)
+        queue_->cancel(this);
 }
 
 Timer *Timer::schedule(double seconds, QObject *target, Action action, const QVariant &userInfo,
@@ -53,7 +61,9 @@ void Timer::invalidate()
     if (!valid_)
         return;
     valid_ = false;
-    basicTimer_.stop();
+    // Done with the queue for good, so it may go before this timer does.
+    if (TimerQueue *queue = std::exchange(queue_, nullptr))
+        queue->cancel(this);
     deleteLater();
 }
 
@@ -68,14 +78,6 @@ QList<Timer *> Timer::timersOf(const QObject *target)
             timers.append(timer);
     }
     return timers;
-}
-
-void Timer::timerEvent(QTimerEvent *event)
-{
-    if (event->timerId() == basicTimer_.timerId())
-        fire();
-    else
-        QObject::timerEvent(event);
 }
 
 }  // namespace Velmora::Platform

@@ -1,12 +1,16 @@
 #pragma once
 
-#include <QBasicTimer>
 #include <QObject>
 #include <QPointer>
 #include <QVariant>
+#include <chrono>
 #include <functional>
+#include <optional>
+#include <utility>
 
 namespace Velmora::Platform {
+
+class TimerQueue;
 
 // A timer with the phone's semantics: scheduled on the GUI thread's event
 // loop when created, firing a member function of its target once or
@@ -63,10 +67,11 @@ public:
     // The valid timers aimed at a target, oldest first.
     static QList<Timer *> timersOf(const QObject *target);
 
-protected:
-    void timerEvent(QTimerEvent *event) override;
+    ~Timer() override;
 
 private:
+    friend class TimerQueue;
+
     Timer(double seconds, QObject *target, Action action, const QVariant &userInfo, bool repeats);
 
     static int toIntervalMs(double seconds);
@@ -77,7 +82,9 @@ private:
     bool valid_ = true;
     QVariant userInfo_;
     Action action_;
-    QBasicTimer basicTimer_;
+    // Where the thread's queue holds it while it waits to fire.
+    TimerQueue *queue_;
+    std::optional<std::pair<std::chrono::steady_clock::time_point, quint64>> queued_;
 };
 
 }  // namespace Velmora::Platform

@@ -6,6 +6,7 @@
 #include "ViewGeometry.h"
 
 #include <QLabel>
+#include <algorithm>
 #include <QPointer>
 
 using namespace Velmora::Platform;
@@ -144,6 +145,32 @@ private slots:
         // An action that deletes its own target does not touch the dead timer afterwards.
         auto *selfDeleting = new QObject;
         Timer::schedule(3600, selfDeleting, [selfDeleting](Timer *) { delete selfDeleting; })->fire();
+    }
+
+    // Thousands of timers share one Qt timer: those due together fire in the
+    // order they were scheduled, each repeating one keeps its own cadence, and
+    // an action may delete or stop timers still waiting in the same turn.
+    void manyTimersShareOneQueue()
+    {
+        QStringList log;
+        QObject owner;
+        auto *doomed = new QObject(&owner);
+        QPointer<Timer> stopped;
+        for (const QString &name : {"a", "b", "c"})
+            Timer::schedule(0.02, &owner, [&log, name](Timer *) { log << name; });
+        Timer::schedule(0.02, &owner, [&](Timer *) { delete doomed; stopped->invalidate(); });
+        Timer::schedule(0.02, doomed, [&log](Timer *) { log << "doomed"; });
+        stopped = Timer::schedule(0.02, &owner, [&log](Timer *) { log << "stopped"; }, {}, true);
+        std::vector<std::unique_ptr<Target>> crowd(2000);
+        for (auto &target : crowd) {
+            target = std::make_unique<Target>();
+            Timer::scheduledTimerWithTimeInterval(0.005, target.get(), &Target::tick, {}, true);
+        }
+        Target slow;
+        Timer::scheduledTimerWithTimeInterval(0.05, &slow, &Target::tick, {}, true);
+        QTRY_VERIFY_WITH_TIMEOUT(slow.ticks >= 3, 10000);
+        QCOMPARE(log, QStringList({"a", "b", "c"}));
+        QVERIFY(std::all_of(crowd.begin(), crowd.end(), [&](const auto &t) { return t->ticks > slow.ticks; }));
     }
 
     void delayedPerformsRunInOrderBoundToTheirTarget()
