@@ -1,5 +1,7 @@
 #include "View/TSKVisibilityTracker.h"
 
+#include "View/TSKAncestorWatch.h"
+
 #include <QEvent>
 #include <QWidget>
 #include <QWindow>
@@ -57,35 +59,16 @@ void TSKVisibilityTracker::watchAncestors()
     unwatchAll();
     watched_ = chain;
     for (const QPointer<QObject> &object : std::as_const(watched_))
-        object->installEventFilter(this);
+        TSKAncestorWatch::watch(object, this);
 }
 
 void TSKVisibilityTracker::unwatchAll()
 {
     for (const QPointer<QObject> &object : std::as_const(watched_)) {
         if (object)
-            object->removeEventFilter(this);
+            TSKAncestorWatch::unwatch(object, this);
     }
     watched_.clear();
-}
-
-bool TSKVisibilityTracker::eventFilter(QObject *, QEvent *event)
-{
-    switch (event->type()) {
-    case QEvent::ParentChange:
-    case QEvent::WinIdChange:
-    case QEvent::Show:
-    case QEvent::Hide:
-    case QEvent::Move:
-    case QEvent::Resize:
-    case QEvent::Expose:
-    case QEvent::WindowStateChange:
-        scheduleUpdate();
-        break;
-    default:
-        break;
-    }
-    return false;
 }
 
 void TSKVisibilityTracker::scheduleUpdate()

@@ -23,12 +23,11 @@ public:
     bool isSeen() const { return seen_; }
     // Judged now, without waiting for the events to settle.
     static bool isWidgetSeen(const QWidget *widget);
+    // Something about the widget, an ancestor or the window changed.
+    void ancestorChanged() { scheduleUpdate(); }
 
 signals:
     void seenChanged(bool seen);
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     static double visibleShare(const QWidget *widget);
