@@ -8,12 +8,14 @@
 # impression tracker (answered once its count is on disk) against nginx's
 # `return 200`, and, when PostgreSQL is installed, /ad on one server whose
 # counts are in PostgreSQL and on a fleet of FLEET (2) servers behind nginx
-# (scripts/adserver-fleet). HOSTILE=1 also runs bench/adserver-hostile.py
+# (scripts/adserver-fleet). TRACKERS_ONLY=1 runs only the tracker beside
+# nginx's `return 200`. HOSTILE=1 also runs bench/adserver-hostile.py
 # against the freshly built server.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
 duration=${DURATION:-30s}
+trackers_only=${TRACKERS_ONLY:-0}
 connections=${CONNECTIONS:-64}
 threads=${THREADS:-2}
 
@@ -59,7 +61,7 @@ sample=$(curl -si "$base/ad?$query")
 location=$(sed -n 's/^Location: \(.*\)\r$/\1/p' <<<"$sample")
 trackers=$(sed -n 's/^X-Tiskos-Tracking-Urls: \(.*\)\r$/\1/p' <<<"$sample")
 orientation=$(sed -n 's/^X-Tiskos-Orientation: \(.*\)\r$/\1/p' <<<"$sample")
-run adserver "$server_pid" "$base/ad?$query"
+[ "$trackers_only" = 1 ] || run adserver "$server_pid" "$base/ad?$query"
 tracker="/track/impression?unit=a1f3c29b07d5e64&creative=club&rid=1"
 run adserver-tracker "$server_pid" "$base$tracker"
 lines=$(wc -l <"$work/requests.jsonl")
@@ -94,11 +96,12 @@ nginx -c "$work/nginx/nginx.conf" -p "$work/nginx" -g 'daemon off;' &
 pids+=($!)
 nginx_pid=$!
 for _ in $(seq 50); do curl -s -o /dev/null "http://127.0.0.1:$port/ad" && break; sleep 0.1; done
-run nginx "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
+[ "$trackers_only" = 1 ] || run nginx "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
 run nginx-tracker "$nginx_pid" "http://127.0.0.1:$port$tracker"
 names="adserver nginx adserver-tracker nginx-tracker"
+[ "$trackers_only" = 1 ] && names="adserver-tracker nginx-tracker"
 
-if command -v pg_config >/dev/null; then
+if [ "$trackers_only" != 1 ] && command -v pg_config >/dev/null; then
     kill "$server_pid" && wait "$server_pid" 2>/dev/null || true
     fleet_out=$(VELMORA_FLEET_DIR="$work/fleet" scripts/adserver-fleet start "${FLEET:-2}")
     front=$(tail -1 <<<"$fleet_out")
@@ -124,7 +127,7 @@ for name in $names; do
     echo "| $name | $(rate $name) | $(p50 $name) | $(p99 $name) | $(errors $name | sed 's/^$/none/') | $(memory $name) | $(load $name) |"
 done
 ratio() { awk -v a="$(rate "$1")" -v b="$(rate "$2")" -v what="$3" 'BEGIN {printf "%s: %.2f\n", what, a / b}'; }
-ratio adserver nginx "velmora-adserver / nginx (target >= 0.5, p99 < 10 ms)"
+[ "$trackers_only" = 1 ] || ratio adserver nginx "velmora-adserver / nginx (target >= 0.5, p99 < 10 ms)"
 ratio adserver-tracker nginx-tracker "durable tracker / nginx 200 (target >= 0.35)"
 if [[ " $names " == *" fleet "* ]]; then
     ratio postgresql-instance nginx "one server on PostgreSQL / nginx"

@@ -2,7 +2,9 @@
 
 #include "store/RequestLog.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 namespace {
 
@@ -35,33 +37,32 @@ GroupCommit::~GroupCommit()
     wake_.notify_one();
     thread_.join();
     std::unique_lock lock(mutex_);
-    writeBatch(lock);
+    do
+        writeBatch(lock);
+    while (!next_.waiting.empty());
 }
 
 void GroupCommit::add(const std::vector<Key> &keys)
 {
     std::unique_lock lock(mutex_);
-    const bool first = !hasWork();
+    const bool idle = !hasWork();
+    if (next_.retained.empty())
+        firstAdded_ = std::chrono::steady_clock::now();
     for (const Key &key : keys)
         ++next_.retained[key];
-    if (first) {
-        firstAdded_ = std::chrono::steady_clock::now();
-        lock.unlock();
+    lock.unlock();
+    if (idle)
         wake_.notify_one();
-    }
 }
 
 void GroupCommit::addDurably(const Key &key, Done done)
 {
     std::unique_lock lock(mutex_);
-    const bool first = !hasWork();
-    ++next_.acknowledged[key];
-    next_.waiting.push_back(std::move(done));
-    if (first)
-        firstAdded_ = std::chrono::steady_clock::now();
-    const bool full = next_.waiting.size() >= batchCounts;
+    const bool first = next_.waiting.empty();
+    next_.waiting.emplace_back(key, std::move(done));
     lock.unlock();
-    if (first || full)
+    // The writer may be idle or waiting out the window; when it is writing it looks again after.
+    if (first)
         wake_.notify_one();
 }
 
@@ -71,7 +72,8 @@ GroupCommit::Counts GroupCommit::counts() const
     Counts counts = stored_;
     addTo(counts, inFlight_);
     addTo(counts, next_.retained);
-    addTo(counts, next_.acknowledged);
+    for (const auto &[key, done] : next_.waiting)
+        ++counts[key];
     return counts;
 }
 
@@ -84,19 +86,30 @@ void GroupCommit::run()
                 refresh(lock, true);
             continue;
         }
-        wake_.wait_until(lock, firstAdded_ + window, [this] { return stopping_ || next_.waiting.size() >= batchCounts; });
+        if (next_.waiting.empty())
+            wake_.wait_until(lock, firstAdded_ + window, [this] { return stopping_ || !next_.waiting.empty(); });
         writeBatch(lock);
         if (!accepting_)
             wake_.wait_for(lock, retryDelay, [this] { return stopping_; });
     }
 }
 
-void GroupCommit::writeBatch(std::unique_lock<std::mutex> &lock)
+GroupCommit::Batch GroupCommit::takeBatch()
 {
     Batch batch;
-    std::swap(batch, next_);
+    std::swap(batch.retained, next_.retained);
+    const auto end = next_.waiting.begin() + std::ptrdiff_t(std::min(next_.waiting.size(), batchCounts));
+    batch.waiting.assign(std::make_move_iterator(next_.waiting.begin()), std::make_move_iterator(end));
+    next_.waiting.erase(next_.waiting.begin(), end);
+    return batch;
+}
+
+void GroupCommit::writeBatch(std::unique_lock<std::mutex> &lock)
+{
+    Batch batch = takeBatch();
     inFlight_ = batch.retained;
-    addTo(inFlight_, batch.acknowledged);
+    for (const auto &[key, done] : batch.waiting)
+        ++inFlight_[key];
     const Counts additions = inFlight_;
     lock.unlock();
 
@@ -112,7 +125,7 @@ void GroupCommit::writeBatch(std::unique_lock<std::mutex> &lock)
     else
         failed(batch, complaint);
     lock.unlock();
-    for (const Done &done : batch.waiting)
+    for (const auto &[key, done] : batch.waiting)
         done(complaint.isEmpty());
     lock.lock();
 }
@@ -128,9 +141,9 @@ void GroupCommit::landed(std::unique_lock<std::mutex> &lock)
 void GroupCommit::failed(Batch &batch, const QByteArray &complaint)
 {
     inFlight_.clear();
-    addTo(next_.retained, batch.retained);
-    if (!next_.retained.empty() && next_.waiting.empty())
+    if (next_.retained.empty())
         firstAdded_ = std::chrono::steady_clock::now();
+    addTo(next_.retained, batch.retained);
     ++failedBatches_;
     if (accepting_)
         std::fprintf(stderr, "velmora-adserver: cannot write the count database: %s; trackers get 503 until it comes back,"

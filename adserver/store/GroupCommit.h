@@ -5,18 +5,23 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 class RequestLog;
 
 // The thread that writes what requests leave behind, in batches: the request
 // log's lines first, then the counts in one transaction, so the log is never
-// behind the counts. A batch goes at most `window` after the first count in
-// it, or at once when `batchCounts` wait to be acknowledged; those are
-// answered when it lands, so durability costs latency, not throughput.
+// behind the counts. A count somebody waits for starts a batch at once when
+// the writer is idle; whatever arrives while a batch is written goes in the
+// next, which starts as soon as that one lands, so a lone request waits for
+// one write and a busy server's batches grow instead of its waits. Counts
+// nobody waits for go at most `window` after the first of them. The waiting
+// are answered when their batch lands, at most `batchCounts` of them a batch.
 // A count nobody waits for is kept for the next batch when one fails; a count
 // somebody waits for is dropped with a "not stored" answer instead.
 class GroupCommit
@@ -56,11 +61,11 @@ private:
     struct Batch
     {
         Counts retained;  // kept if the batch fails
-        Counts acknowledged;
-        std::vector<Done> waiting;
+        std::deque<std::pair<Key, Done>> waiting;
     };
 
     void run();
+    Batch takeBatch();
     void writeBatch(std::unique_lock<std::mutex> &lock);
     void landed(std::unique_lock<std::mutex> &lock);
     void failed(Batch &batch, const QByteArray &complaint);

@@ -2,6 +2,9 @@
 #include "PostgresCluster.h"
 #include "ServerOptions.h"
 #include "TestMain.h"
+#include "store/CountStore.h"
+#include "store/GroupCommit.h"
+#include "store/RequestLog.h"
 #include "transport/HttpTransport.h"
 #include "transport/TransportCounters.h"
 
@@ -553,6 +556,30 @@ private slots:
         ServerProcess server(dir.path());  // opens the database kill -9 left behind
         const qint64 counted = server.stats()["adRequests"].toInteger();
         QVERIFY2(counted >= 4 && counted <= loggedAdRequests(log), qPrintable(QString::number(counted)));
+    }
+
+    // More trackers than a batch holds, and a shutdown while they wait: every one is
+    // answered, stored exactly once, and none rides in an oversized batch.
+    void groupCommitAnswersEveryWaitingCount()
+    {
+        QTemporaryDir dir;
+        QString error;
+        const std::unique_ptr<CountStore> store = CountStore::open(dir.filePath("counts.sqlite"), &error);
+        QVERIFY2(store, qPrintable(error));
+        RequestLog log;
+        const GroupCommit::Key key{ServerOptions::gameAdUnit, "club", "impressions"};
+        const int sent = 3 * int(GroupCommit::batchCounts) + 7;
+        std::atomic<int> stored = 0, batches = 0;
+        {
+            GroupCommit commits(log, *store, {}, std::chrono::milliseconds(50),
+                                [&batches](std::chrono::duration<double>, bool) { ++batches; });
+            for (int i = 0; i < sent; ++i)
+                commits.addDurably(key, [&stored](bool ok) { stored += ok; });
+            QCOMPARE(commits.counts().at(key), qint64(sent));
+        }
+        QCOMPARE(stored.load(), sent);
+        QVERIFY2(batches >= 4, qPrintable(QString::number(batches)));
+        QCOMPARE(store->load()->at(key), qint64(sent));
     }
 
     // What a client was told is counted survives kill -9 under load.
