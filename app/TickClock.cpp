@@ -3,14 +3,12 @@
 #include "Timer.h"
 #include "Touch.h"
 
-#include <QEvent>
-
 using namespace Velmora::Platform;
 
 void TickClock::watch(Touch *round)
 {
     if (timer_)
-        timer_->removeEventFilter(this);
+        disconnect(timer_, nullptr, this, nullptr);
     timer_ = nullptr;
     stamps_.clear();
     for (Timer *timer : Timer::timersOf(round)) {
@@ -18,7 +16,7 @@ void TickClock::watch(Touch *round)
             timer_ = timer;
     }
     if (timer_)
-        timer_->installEventFilter(this);
+        connect(timer_, &Timer::fired, this, [this] { stamps_.push_back(std::chrono::steady_clock::now()); });
 }
 
 std::vector<double> TickClock::takePeriods()
@@ -28,11 +26,4 @@ std::vector<double> TickClock::takePeriods()
         periods.push_back(std::chrono::duration<double, std::milli>(stamps_[i] - stamps_[i - 1]).count());
     stamps_.clear();
     return periods;
-}
-
-bool TickClock::eventFilter(QObject *, QEvent *event)
-{
-    if (event->type() == QEvent::Timer)
-        stamps_.push_back(std::chrono::steady_clock::now());
-    return false;
 }

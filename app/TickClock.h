@@ -7,6 +7,9 @@
 #include <vector>
 
 class Touch;
+namespace Velmora::Platform {
+class Timer;
+}
 
 // When a round's motion timer fired, to tell how steady the round ran: the
 // benchmarks and the autoplay bot report the periods between firings.
@@ -21,9 +24,7 @@ public:
     // Milliseconds between consecutive firings, in order; forgets them.
     std::vector<double> takePeriods();
 
-    bool eventFilter(QObject *watched, QEvent *event) override;
-
 private:
-    QPointer<QObject> timer_;
+    QPointer<Velmora::Platform::Timer> timer_;
     std::vector<Stamp> stamps_;
 };

@@ -51,6 +51,7 @@ void Timer::fire()
         return;
     // Guard: the action may invalidate us or delete our target (and us with it).
     QPointer<Timer> self(this);
+    emit fired();
     action_(this);
     if (self && !repeats_)
         invalidate();

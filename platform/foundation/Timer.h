@@ -69,6 +69,10 @@ public:
 
     ~Timer() override;
 
+signals:
+    // Each time the action is about to run, whether the queue or fire() ran it.
+    void fired();
+
 private:
     friend class TimerQueue;
 

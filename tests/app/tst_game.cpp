@@ -152,6 +152,9 @@ private slots:
             line = line.section(u':', 0, 0);
         QCOMPARE(rounds, QStringList({"round 1", "round 2", "round 3"}));
         QVERIFY(lines.filter(QRegularExpression("^\\d+$")).size() > 3);
+        // Each round's motion timer periods, for the benchmarks that read them.
+        const QString errors = QString::fromUtf8(game.readAllStandardError());
+        QVERIFY2(errors.contains(QRegularExpression(R"(round 1 tick periods \(ms\):( \d+\.\d)+\n)")), qPrintable(errors));
     }
 
     void tickLinesReachTheOutputWhileTheRoundRuns()
