@@ -14,7 +14,7 @@ using Source = std::function<uint32_t()>;
 // Replaces the source; an empty function restores the system's generator.
 void setSource(Source source);
 
-// glibc's arc4random() unless a source is installed.
+// glibc's arc4random generator unless a source is installed.
 uint32_t arc4random();
 
 }  // namespace Random
