@@ -1,13 +1,20 @@
 #include "ViewGeometry.h"
 
-#include <QVariant>
+#include <QHash>
 #include <QWidget>
 
 namespace Velmora::Platform {
 
 namespace {
 
-constexpr const char *kFrameProperty = "_pointFrame";
+// Point frames by view, found by a hash rather than a dynamic property's
+// name (a covered round may move a pick-up a thousand times a second). Never
+// destroyed, so a view that outlives the program's statics can still leave it.
+QHash<const QWidget *, QRectF> &storedFrames()
+{
+    static auto *frames = new QHash<const QWidget *, QRectF>;
+    return *frames;
+}
 
 }  // namespace
 
@@ -18,9 +25,9 @@ QRectF ViewGeometry::frame(const QWidget *view)
     // A widget moved elsewhere (a layout, move()) has left its stored frame
     // behind. Only the origin is compared: a minimum size may keep the
     // widget larger than a frame of zero size, which must still count as zero.
-    const QVariant stored = view->property(kFrameProperty);
-    if (stored.isValid() && stored.toRectF().toRect().topLeft() == view->pos())
-        return stored.toRectF();
+    const auto stored = storedFrames().constFind(view);
+    if (stored != storedFrames().cend() && stored->toRect().topLeft() == view->pos())
+        return *stored;
     return QRectF(view->geometry());
 }
 
@@ -28,7 +35,14 @@ void ViewGeometry::setFrame(QWidget *view, const QRectF &frame)
 {
     if (!view)
         return;
-    view->setProperty(kFrameProperty, frame);
+    QHash<const QWidget *, QRectF> &frames = storedFrames();
+    auto stored = frames.find(view);
+    if (stored == frames.end()) {
+        frames.insert(view, frame);
+        QObject::connect(view, &QObject::destroyed, [view] { storedFrames().remove(view); });
+    } else {
+        *stored = frame;
+    }
     view->setGeometry(frame.toRect());
 }
 
