@@ -18,7 +18,7 @@ TSKBrowserWebViewDelegate::TSKBrowserWebViewDelegate(TSKBrowserController *brows
 {
 }
 
-bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request,
+bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebContent *webView, const QNetworkRequest &request,
                                                        NavigationType type)
 {
     if (type == LinkClicked || type == FormSubmitted) {
@@ -31,14 +31,14 @@ bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebView *webView, const Q
     return TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type);
 }
 
-void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebView *)
+void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebContent *)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageLoad))
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageLoad);
     browserController_->refreshToolbar();
 }
 
-void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageDuration)) {
         TSKStatistics::sharedStatistics()->endTimingNamed(kLandingPageLoad);
@@ -48,7 +48,7 @@ void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebView *webView)
     browserController_->refreshToolbar();
 }
 
-void TSKBrowserWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Error &)
+void TSKBrowserWebViewDelegate::webViewDidFailLoadWithError(WebContent *, const Error &)
 {
     browserController_->refreshToolbar();
 }

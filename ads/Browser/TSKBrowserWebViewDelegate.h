@@ -12,10 +12,10 @@ class TSKBrowserWebViewDelegate : public TSKWebViewDelegate
 public:
     explicit TSKBrowserWebViewDelegate(TSKBrowserController *browserController);
 
-    bool webViewShouldStartLoad(Velmora::Platform::WebView *webView, const QNetworkRequest &request, NavigationType type) override;
-    void webViewDidStartLoad(Velmora::Platform::WebView *webView) override;
-    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
-    void webViewDidFailLoadWithError(Velmora::Platform::WebView *webView, const Velmora::Platform::Error &error) override;
+    bool webViewShouldStartLoad(Velmora::Platform::WebContent *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidStartLoad(Velmora::Platform::WebContent *webView) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebContent *webView) override;
+    void webViewDidFailLoadWithError(Velmora::Platform::WebContent *webView, const Velmora::Platform::Error &error) override;
 
 private:
     TSKBrowserController *browserController_;

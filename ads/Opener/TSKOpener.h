@@ -2,7 +2,7 @@
 
 #include "MailComposeViewController.h"
 #include "ViewController.h"
-#include "WebView.h"
+#include "WebContentPointer.h"
 
 #include <QObject>
 #include <QPointer>
@@ -38,7 +38,7 @@ public:
     // that covers the program or leaves it happens unless the user pressed
     // on that page within the tap window; without one (a native button),
     // every action goes ahead.
-    void setPressSource(Velmora::Platform::WebView *page) { pressSource_ = page; }
+    void setPressSource(Velmora::Platform::WebContent *page) { pressSource_ = page; }
 
     // Routes an "open" message by its "a", "u", "html" and "o" parameters.
     void openNotification(const TSKNotification &notification);
@@ -65,6 +65,6 @@ private:
     std::shared_ptr<TSKDelegateManager> delegateManager_;
     QPointer<Velmora::Platform::ViewController> viewController_;
     QUrl referringURL_;
-    QPointer<Velmora::Platform::WebView> pressSource_;
+    Velmora::Platform::WebContentPointer pressSource_;
     static int deferredOpens_;
 };

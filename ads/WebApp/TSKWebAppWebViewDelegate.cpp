@@ -30,13 +30,13 @@ void TSKWebAppWebViewDelegate::postOnShowEvent()
         webAppPrivate_->webView);
 }
 
-void TSKWebAppWebViewDelegate::webViewDidStartLoad(WebView *)
+void TSKWebAppWebViewDelegate::webViewDidStartLoad(WebContent *)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(QStringLiteral("plpl")))
         TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpl"));
 }
 
-void TSKWebAppWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+void TSKWebAppWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(QStringLiteral("plpd"))) {
         TSKStatistics::sharedStatistics()->endTimingNamed(QStringLiteral("plpl"));

@@ -18,8 +18,8 @@ public:
     void setPendingOnShow(bool pending);
     void postOnShowEvent();
 
-    void webViewDidStartLoad(Velmora::Platform::WebView *webView) override;
-    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
+    void webViewDidStartLoad(Velmora::Platform::WebContent *webView) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebContent *webView) override;
 
 private:
     TSKWebAppViewControllerPrivate *webAppPrivate_;
