@@ -1,6 +1,5 @@
 #include "Browser/TSKBrowserWebViewDelegate.h"
 
-#include "Browser/TSKBrowserController.h"
 #include "Statistics/TSKStatistics.h"
 
 using namespace Velmora::Platform;
@@ -13,8 +12,8 @@ const QString kLandingPageDuration = QStringLiteral("plpd");
 
 }  // namespace
 
-TSKBrowserWebViewDelegate::TSKBrowserWebViewDelegate(TSKBrowserController *browserController)
-    : browserController_(browserController)
+TSKBrowserWebViewDelegate::TSKBrowserWebViewDelegate(std::function<void()> refreshToolbar)
+    : refreshToolbar_(std::move(refreshToolbar))
 {
 }
 
@@ -35,7 +34,7 @@ void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebContent *)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageLoad))
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageLoad);
-    browserController_->refreshToolbar();
+    refreshToolbar_();
 }
 
 void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
@@ -45,10 +44,10 @@ void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageDuration);
     }
     TSKWebViewDelegate::webViewDidFinishLoad(webView);
-    browserController_->refreshToolbar();
+    refreshToolbar_();
 }
 
 void TSKBrowserWebViewDelegate::webViewDidFailLoadWithError(WebContent *, const Error &)
 {
-    browserController_->refreshToolbar();
+    refreshToolbar_();
 }

@@ -24,6 +24,7 @@ class TSKClickTracker;
 class TSKDelegateManager;
 class TSKRequest;
 class TSKRequestPrivate;
+class TSKScreenPresenter;
 class TSKSeenSource;
 class TSKWebViewDelegate;
 
@@ -89,6 +90,9 @@ public:
     // Null while the banner is dormant.
     Velmora::Platform::WebContent *webView() const { return webView_; }
     TSKBannerSurface *surface() const { return surface_.get(); }
+    // Draws full-screen ads where there is no root view controller (not owned).
+    TSKScreenPresenter *screenPresenter() const { return screenPresenter_; }
+    void setScreenPresenter(TSKScreenPresenter *presenter) { screenPresenter_ = presenter; }
     // The rendered ad goes on screen.
     void showAdContent();
     TSKRequestPrivate *request() const { return request_.get(); }
@@ -173,6 +177,7 @@ private:
     QString adUnitID_;
     std::shared_ptr<TSKDelegateManager> delegateManager_;
     QPointer<Velmora::Platform::ViewController> rootViewController_;
+    TSKScreenPresenter *screenPresenter_ = nullptr;
     Velmora::Platform::WebContentPointer webView_;
     std::unique_ptr<Velmora::Platform::WebContent> buildAdWebView_;
     std::unique_ptr<TSKBannerWebViewDelegate> webViewDelegate_;

@@ -5,6 +5,7 @@
 #include "DelayedPerform.h"
 #include "Delegate/TSKDelegateManager.h"
 #include "Network/TSKClickTracker.h"
+#include "Opener/TSKScreenPresenter.h"
 #include "Notification/TSKNotification.h"
 #include "Statistics/TSKStatistics.h"
 #include "Utility/TSKNetworkUtilities.h"
@@ -89,6 +90,10 @@ void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int orien
 {
     if (!wasTapped(QStringLiteral("the browser"), url))
         return;
+    if (presenter_) {
+        presenter_->presentBrowser(url, referringURL_, delegateManager_);
+        return;
+    }
     auto *browser = new TSKBrowserController;
     browser->setSupportedOrientations(orientations);
     browser->loadReferringURL(url, referringURL_);

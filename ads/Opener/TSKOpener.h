@@ -12,6 +12,7 @@
 
 class TSKDelegateManager;
 class TSKNotification;
+class TSKScreenPresenter;
 class TSKViewController;
 
 // Carries out what a tap on an ad asks for: a page in the in-app browser, a
@@ -27,6 +28,8 @@ public:
     void setDelegateManager(std::shared_ptr<TSKDelegateManager> manager) { delegateManager_ = std::move(manager); }
     Velmora::Platform::ViewController *viewController() const { return viewController_; }
     void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
+    // Draws the browser instead of a view controller, when set (not owned).
+    void setPresenter(TSKScreenPresenter *presenter) { presenter_ = presenter; }
     // The page on which the click happened; the browser's first Referer.
     const QUrl &referringURL() const { return referringURL_; }
     void setReferringURL(const QUrl &url) { referringURL_ = url; }
@@ -66,5 +69,6 @@ private:
     QPointer<Velmora::Platform::ViewController> viewController_;
     QUrl referringURL_;
     Velmora::Platform::WebContentPointer pressSource_;
+    TSKScreenPresenter *presenter_ = nullptr;
     static int deferredOpens_;
 };

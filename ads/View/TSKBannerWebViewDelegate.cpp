@@ -30,6 +30,7 @@ bool TSKBannerWebViewDelegate::webViewShouldStartLoad(WebContent *webView, const
     setViewController(private_->rootViewController());
     opener()->setDelegateManager(private_->delegateManager());
     opener()->setViewController(viewController());
+    opener()->setPresenter(private_->screenPresenter());
     if (private_->state() != TSKObjectPrivate::Shown)
         return TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type);
 

@@ -16,6 +16,7 @@ namespace {
 // Every request that would reach past the page is answered here, before the
 // engine's own dialogs or menus could open.
 const char *const kViewSource = R"(
+import QtQuick
 import QtWebEngine
 WebEngineView {
     required property QtObject host
@@ -48,12 +49,33 @@ QQmlComponent *viewComponent(QQmlEngine *engine)
         component->setData(kViewSource, QUrl(QStringLiteral("velmora:///QuickWebView.qml")));
         if (component->isError())
             qFatal("QuickWebView: %s", qUtf8Printable(component->errorString()));
+        QObject::connect(component, &QQmlComponent::statusChanged, [component] {
+            if (component->isError())
+                qFatal("QuickWebView: %s", qUtf8Printable(component->errorString()));
+        });
         QObject::connect(engine, &QObject::destroyed, [engine] { components.remove(engine); });
     }
     return component;
 }
 
 }  // namespace
+
+void QuickWebView::whenReady(QQmlEngine *engine, QObject *context, std::function<void()> then)
+{
+    QQmlComponent *component = viewComponent(engine);
+    if (component->isReady()) {
+        then();
+        return;
+    }
+    auto waiting = std::make_shared<QMetaObject::Connection>();
+    *waiting = QObject::connect(component, &QQmlComponent::statusChanged, context,
+                                [waiting, then = std::move(then)](QQmlComponent::Status status) {
+                                    if (status != QQmlComponent::Ready)
+                                        return;
+                                    QObject::disconnect(*waiting);
+                                    then();
+                                });
+}
 
 QuickWebView::QuickWebView(QQmlEngine *engine, QQuickItem *parent) : QQuickItem(parent)
 {

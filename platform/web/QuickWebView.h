@@ -20,7 +20,11 @@ class QuickWebView : public QQuickItem, public WebContent
 {
     Q_OBJECT
 public:
-    // The view is made in `engine`, which must outlive this item.
+    // The engine may still be loading the web engine's QML types while it
+    // builds a scene: `then` runs (at once, or later unless `context` is
+    // gone) once a view can be made in it.
+    static void whenReady(QQmlEngine *engine, QObject *context, std::function<void()> then);
+    // The view is made in `engine`, which must outlive this item; see whenReady.
     QuickWebView(QQmlEngine *engine, QQuickItem *parent);
     ~QuickWebView() override;
 

@@ -1,0 +1,170 @@
+#include "Quick/BannerAdPrivate.h"
+
+#include "Delegate/TSKDelegateContainer.h"
+#include "Delegate/TSKDelegateManager.h"
+#include "NotificationCenter.h"
+#include "Object/TSKObjectPrivate.h"
+#include "Quick/TSKItemBannerSurface.h"
+#include "Quick/TSKQuickBrowser.h"
+#include "QuickWebView.h"
+#include <VelmoraAds/TSKRequest.h>
+
+#include <QPointer>
+#include <QQmlEngine>
+#include <QQuickWindow>
+
+using namespace Velmora::Platform;
+
+namespace Velmora::Ads {
+
+namespace {
+
+BannerAd::Failure failureOfCode(qint64 code)
+{
+    if (code < int(BannerAd::Failure::NoFill) || code > int(BannerAd::Failure::Timeout))
+        return BannerAd::Failure::InvalidRequest;
+    return BannerAd::Failure(code);
+}
+
+}  // namespace
+
+BannerAdPrivate::BannerAdPrivate(BannerAd *item) : item_(item) {}
+
+// Nothing deferred of the engine may run once the banner is going.
+BannerAdPrivate::~BannerAdPrivate()
+{
+    if (!engine_)
+        return;
+    engine_->cancelPendingActions();
+    NotificationCenter::defaultCenter()->removeObserver(item_);
+}
+
+// The ad's web view is made in the item's own QML engine, once it can be.
+void BannerAdPrivate::start()
+{
+    if (QQmlEngine *engine = qmlEngine(item_))
+        QuickWebView::whenReady(engine, this, [this] { makeEngine(); });
+}
+
+void BannerAdPrivate::makeEngine()
+{
+    engine_ = std::make_unique<TSKObjectPrivate>(std::make_unique<TSKItemBannerSurface>(item_));
+    engine_->setAdUnitID(adUnitId);
+    engine_->setScreenPresenter(this);
+    engine_->delegateManager()->addDelegate(this, item_)->setInternal(true);
+    if (std::exchange(loadPending_, false))
+        load();
+}
+
+void BannerAdPrivate::load()
+{
+    setState(BannerAd::State::Loading);
+    if (!engine_) {
+        loadPending_ = true;
+        return;
+    }
+    engine_->setAdUnitID(adUnitId);
+    const std::unique_ptr<TSKRequest> request = TSKRequest::request();
+    if (!keywords.isEmpty())
+        request->setKeywords(keywords);
+    engine_->loadRequest(request.get());
+}
+
+void BannerAdPrivate::fitContent()
+{
+    if (WebContent *content = engine_ ? engine_->webView() : nullptr)
+        static_cast<QuickWebView *>(content->contentObject())->setSize(item_->size());
+}
+
+void BannerAdPrivate::presentBrowser(const QUrl &url, const QUrl &referrer,
+                                     const std::shared_ptr<TSKDelegateManager> &delegateManager)
+{
+    if (!item_->window())
+        return;
+    TSKQuickBrowser::present(qmlEngine(item_), item_->window(), delegateManager)->loadReferringURL(url, referrer);
+}
+
+void BannerAdPrivate::setState(BannerAd::State newState)
+{
+    if (state == newState)
+        return;
+    state = newState;
+    emit item_->stateChanged(newState);
+}
+
+void BannerAdPrivate::setLastError(const QString &message)
+{
+    if (lastError == message)
+        return;
+    lastError = message;
+    emit item_->lastErrorChanged(message);
+}
+
+void BannerAdPrivate::updateAutoRefreshed()
+{
+    const bool refreshed = engine_->hasAutoRefreshed();
+    if (autoRefreshed == refreshed)
+        return;
+    autoRefreshed = refreshed;
+    emit item_->autoRefreshedChanged(refreshed);
+}
+
+// The page decides the ad's size; a layout is only asked for so much.
+void BannerAdPrivate::measureAd()
+{
+    const WebContent *content = engine_->webView();
+    if (!content)
+        return;
+    const QSizeF measured = content->contentsSize().boundedTo(QSizeF(kMaximumAdWidth, kMaximumAdHeight));
+    if (!measured.isEmpty())
+        item_->setImplicitSize(measured.width(), measured.height());
+}
+
+// Each handler stops as soon as a slot has deleted the item.
+void BannerAdPrivate::adViewDidReceiveAd(QObject *)
+{
+    const QPointer<BannerAd> alive(item_);
+    measureAd();
+    setState(BannerAd::State::Shown);
+    if (alive)
+        setLastError({});
+    if (alive)
+        updateAutoRefreshed();
+    if (alive)
+        emit item_->adReceived();
+}
+
+void BannerAdPrivate::adViewDidFailToReceiveAdWithError(QObject *, const Error &error)
+{
+    const QPointer<BannerAd> alive(item_);
+    const QString message = error.localizedDescription();
+    setState(BannerAd::State::Failed);
+    if (alive)
+        setLastError(message);
+    if (alive)
+        updateAutoRefreshed();
+    if (alive)
+        emit item_->adFailed(failureOfCode(error.code), message);
+}
+
+void BannerAdPrivate::adViewWillPresentScreen(QObject *)
+{
+    emit item_->screenWillPresent();
+}
+
+void BannerAdPrivate::adViewWillDismissScreen(QObject *)
+{
+    emit item_->screenWillDismiss();
+}
+
+void BannerAdPrivate::adViewDidDismissScreen(QObject *)
+{
+    emit item_->screenDidDismiss();
+}
+
+void BannerAdPrivate::adViewWillLeaveApplication(QObject *)
+{
+    emit item_->willLeaveApplication();
+}
+
+}  // namespace Velmora::Ads

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <VelmoraAds/BannerAd.h>
+
+#include "Error.h"
+#include "Opener/TSKScreenPresenter.h"
+
+#include <QObject>
+#include <memory>
+
+class TSKObjectPrivate;
+
+namespace Velmora::Ads {
+
+// The engine of a BannerAd, made once the item knows its QML engine; hears
+// the engine's events as a delegate of the library's own and turns them into
+// the item's properties and signals; draws full-screen ads over its window.
+class BannerAdPrivate : public QObject, public TSKScreenPresenter
+{
+    Q_OBJECT
+public:
+    // Largest ad size the item asks its layout for; a page claiming more is
+    // held to it.
+    static constexpr int kMaximumAdWidth = 1024;
+    static constexpr int kMaximumAdHeight = 768;
+
+    explicit BannerAdPrivate(BannerAd *item);
+    ~BannerAdPrivate() override;
+
+    void start();
+    void load();
+    void fitContent();
+
+    QString adUnitId;
+    QStringList keywords;
+    BannerAd::State state = BannerAd::State::Idle;
+    QString lastError;
+    bool autoRefreshed = false;
+
+    void presentBrowser(const QUrl &url, const QUrl &referrer,
+                        const std::shared_ptr<TSKDelegateManager> &delegateManager) override;
+
+    Q_INVOKABLE void adViewDidReceiveAd(QObject *view);
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(QObject *view, const Velmora::Platform::Error &error);
+    Q_INVOKABLE void adViewWillPresentScreen(QObject *view);
+    Q_INVOKABLE void adViewWillDismissScreen(QObject *view);
+    Q_INVOKABLE void adViewDidDismissScreen(QObject *view);
+    Q_INVOKABLE void adViewWillLeaveApplication(QObject *view);
+
+private:
+    void setState(BannerAd::State newState);
+    void setLastError(const QString &message);
+    void updateAutoRefreshed();
+    void measureAd();
+    void makeEngine();
+
+    BannerAd *item_;
+    std::unique_ptr<TSKObjectPrivate> engine_;
+    bool loadPending_ = false;
+};
+
+}  // namespace Velmora::Ads
