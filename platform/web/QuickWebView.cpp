@@ -77,19 +77,30 @@ void QuickWebView::whenReady(QQmlEngine *engine, QObject *context, std::function
                                 });
 }
 
-QuickWebView::QuickWebView(QQmlEngine *engine, QQuickItem *parent) : QQuickItem(parent)
+QuickWebView::QuickWebView(QQmlEngine *engine, QQuickItem *parent) : QQuickItem(parent), engine_(engine)
 {
     setFlag(ItemHasContents, false);
     setFiltersChildMouseEvents(true);
-    QObject *view = viewComponent(engine)->createWithInitialProperties(
+}
+
+// Made on first use: a list's delegate that is never seen never loads, and
+// costs no view of the engine's.
+QQuickItem *QuickWebView::view()
+{
+    if (view_)
+        return view_;
+    QObject *made = viewComponent(engine_)->createWithInitialProperties(
         {{QStringLiteral("host"), QVariant::fromValue<QObject *>(this)},
          {QStringLiteral("profile"), QVariant::fromValue(WebProfile::sharedQuick())}});
-    view_ = qobject_cast<QQuickItem *>(view);
+    view_ = qobject_cast<QQuickItem *>(made);
     view_->setParent(this);
     view_->setParentItem(this);
     view_->setSize(size());
+    if (transparent_)
+        view_->setProperty("backgroundColor", QColor(Qt::transparent));
     WebContainment::closeOffTheDesktop(view_->property("settings").value<QObject *>());
     connectView();
+    return view_;
 }
 
 QuickWebView::~QuickWebView()
@@ -114,7 +125,9 @@ void QuickWebView::connectView()
 
 void QuickWebView::setTransparent()
 {
-    view_->setProperty("backgroundColor", QColor(Qt::transparent));
+    transparent_ = true;
+    if (view_)
+        view_->setProperty("backgroundColor", QColor(Qt::transparent));
 }
 
 void QuickWebView::deleteSoon()
@@ -168,6 +181,10 @@ void QuickWebView::refuse(const QString &what, const QString &detail)
 
 void QuickWebView::ping(std::function<void(bool)> answered)
 {
+    if (!view_) {
+        answered(false);
+        return;
+    }
     questions_.insert(++lastQuestion_, std::move(answered));
     QMetaObject::invokeMethod(view_, "ask", Q_ARG(QVariant, lastQuestion_));
 }
@@ -181,38 +198,39 @@ void QuickWebView::answered(int question, bool answer)
 // The view takes no headers: only the Referer travels, by its own way.
 void QuickWebView::engineLoad(const QWebEngineHttpRequest &request)
 {
-    view_->setProperty("url", request.url());
+    view()->setProperty("url", request.url());
 }
 
 void QuickWebView::engineSetContent(const QByteArray &html, const QUrl &baseURL)
 {
-    QMetaObject::invokeMethod(view_, "loadHtml", Q_ARG(QString, QString::fromUtf8(html)), Q_ARG(QUrl, baseURL));
+    QMetaObject::invokeMethod(view(), "loadHtml", Q_ARG(QString, QString::fromUtf8(html)), Q_ARG(QUrl, baseURL));
 }
 
 void QuickWebView::engineRunJavaScript(const QString &script)
 {
-    QMetaObject::invokeMethod(view_, "runJavaScript", Q_ARG(QString, script));
+    QMetaObject::invokeMethod(view(), "runJavaScript", Q_ARG(QString, script));
 }
 
 void QuickWebView::engineTrigger(Action action)
 {
     static const char *const methods[] = {"goBack", "goForward", "reload", "stop"};
-    QMetaObject::invokeMethod(view_, methods[int(action)]);
+    if (view_)
+        QMetaObject::invokeMethod(view_, methods[int(action)]);
 }
 
 QUrl QuickWebView::engineURL() const
 {
-    return view_->property("url").toUrl();
+    return view_ ? view_->property("url").toUrl() : QUrl();
 }
 
 bool QuickWebView::canGoBack() const
 {
-    return view_->property("canGoBack").toBool();
+    return view_ && view_->property("canGoBack").toBool();
 }
 
 bool QuickWebView::canGoForward() const
 {
-    return view_->property("canGoForward").toBool();
+    return view_ && view_->property("canGoForward").toBool();
 }
 
 QString QuickWebView::userAgent() const
@@ -222,12 +240,12 @@ QString QuickWebView::userAgent() const
 
 QSizeF QuickWebView::contentsSize() const
 {
-    return view_->property("contentsSize").toSizeF();
+    return view_ ? view_->property("contentsSize").toSizeF() : QSizeF();
 }
 
 qint64 QuickWebView::renderProcessPid() const
 {
-    return view_->property("renderProcessPid").toLongLong();
+    return view_ ? view_->property("renderProcessPid").toLongLong() : 0;
 }
 
 }  // namespace Velmora::Platform

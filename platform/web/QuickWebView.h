@@ -59,9 +59,12 @@ private slots:
     void loadingChanged(const QWebEngineLoadingInfo &info);
 
 private:
+    QQuickItem *view();
     void connectView();
 
+    QQmlEngine *engine_;
     QQuickItem *view_ = nullptr;
+    bool transparent_ = false;
     WebContainment containment_;
     QHash<int, std::function<void(bool)>> questions_;
     int lastQuestion_ = 0;

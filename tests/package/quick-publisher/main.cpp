@@ -36,7 +36,8 @@ ApplicationWindow {
         onScreenWillPresent: host.say("screenWillPresent")
         onScreenWillDismiss: host.say("screenWillDismiss")
         onScreenDidDismiss: host.say("screenDidDismiss")
-        Component.onCompleted: load()
+        property bool loadAtStart: true
+        Component.onCompleted: if (loadAtStart) load()
     }
 )";
 
@@ -62,8 +63,12 @@ const char *const kUnseenScene = R"(
             Banner { objectName: "listed"; visible: index === 25; width: parent.width }
         }
     }
-    Banner { objectName: "covered"; y: 250; width: parent.width }
-    Drawer { id: drawer; objectName: "drawer"; edge: Qt.BottomEdge; width: parent.width; height: 280; modal: false; interactive: false }
+    Banner { id: covered; objectName: "covered"; y: 250; width: parent.width; loadAtStart: false }
+    Drawer {
+        id: drawer; objectName: "drawer"; edge: Qt.BottomEdge; width: parent.width; height: 280
+        modal: false; interactive: false
+        onOpened: covered.load()
+    }
     Item {
         id: frame
         objectName: "frame"
@@ -133,11 +138,15 @@ void load(const char *scene)
         std::exit(3);
 }
 
+// Once, on the first line that starts so.
 void on(const QString &line, std::function<void()> then)
 {
-    QObject::connect(&host, &Host::said, &host, [line, then](const QString &said) {
-        if (said.startsWith(line))
-            then();
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = QObject::connect(&host, &Host::said, &host, [connection, line, then](const QString &said) {
+        if (!said.startsWith(line))
+            return;
+        QObject::disconnect(*connection);
+        then();
     });
 }
 
@@ -153,7 +162,8 @@ void clickAt(QPointF scenePoint)
 
 QQuickItem *named(const QString &name)
 {
-    return window()->contentItem()->findChild<QQuickItem *>(name);
+    QQuickItem *found = window()->findChild<QQuickItem *>(name);
+    return found ? found : window()->contentItem()->findChild<QQuickItem *>(name);
 }
 
 // A player's tap on the ad: the press the library sees, and the click the
@@ -162,7 +172,7 @@ void tap(QQuickItem *banner)
 {
     clickAt(banner->mapToScene(QPointF(banner->width() / 2, banner->height() / 2)));
     for (QQuickItem *item : banner->findChildren<QQuickItem *>()) {
-        if (QByteArray(item->metaObject()->className()).contains("WebEngineView"))
+        if (item->inherits("QQuickWebEngineView"))
             QMetaObject::invokeMethod(item, "runJavaScript",
                                       Q_ARG(QString, QStringLiteral("document.getElementById('ad').click();")));
     }
