@@ -7,6 +7,7 @@
 #include "Quick/TSKItemBannerSurface.h"
 #include "Quick/TSKQuickBrowser.h"
 #include "QuickWebView.h"
+#include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKRequest.h>
 
 #include <QPointer>
@@ -33,10 +34,15 @@ BannerAdPrivate::BannerAdPrivate(BannerAd *item) : item_(item) {}
 // Nothing deferred of the engine may run once the banner is going.
 BannerAdPrivate::~BannerAdPrivate()
 {
-    if (!engine_)
-        return;
-    engine_->cancelPendingActions();
+    if (TSKObjectPrivate *loader = engine())
+        loader->cancelPendingActions();
     NotificationCenter::defaultCenter()->removeObserver(item_);
+    TSKPrivateUtilities::removePrivateObjectForKey(item_);
+}
+
+TSKObjectPrivate *BannerAdPrivate::engine() const
+{
+    return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(item_);
 }
 
 // The ad's web view is made in the item's own QML engine, once it can be.
@@ -48,10 +54,11 @@ void BannerAdPrivate::start()
 
 void BannerAdPrivate::makeEngine()
 {
-    engine_ = std::make_unique<TSKObjectPrivate>(std::make_unique<TSKItemBannerSurface>(item_));
-    engine_->setAdUnitID(adUnitId);
-    engine_->setScreenPresenter(this);
-    engine_->delegateManager()->addDelegate(this, item_)->setInternal(true);
+    auto made = std::make_unique<TSKObjectPrivate>(std::make_unique<TSKItemBannerSurface>(item_));
+    made->setAdUnitID(adUnitId);
+    made->setScreenPresenter(this);
+    made->delegateManager()->addDelegate(this, item_)->setInternal(true);
+    TSKPrivateUtilities::setPrivateObjectForKey(std::move(made), item_);
     if (std::exchange(loadPending_, false))
         load();
 }
@@ -59,20 +66,22 @@ void BannerAdPrivate::makeEngine()
 void BannerAdPrivate::load()
 {
     setState(BannerAd::State::Loading);
-    if (!engine_) {
+    TSKObjectPrivate *loader = engine();
+    if (!loader) {
         loadPending_ = true;
         return;
     }
-    engine_->setAdUnitID(adUnitId);
+    loader->setAdUnitID(adUnitId);
     const std::unique_ptr<TSKRequest> request = TSKRequest::request();
     if (!keywords.isEmpty())
         request->setKeywords(keywords);
-    engine_->loadRequest(request.get());
+    loader->loadRequest(request.get());
 }
 
 void BannerAdPrivate::fitContent()
 {
-    if (WebContent *content = engine_ ? engine_->webView() : nullptr)
+    const TSKObjectPrivate *loader = engine();
+    if (WebContent *content = loader ? loader->webView() : nullptr)
         static_cast<QuickWebView *>(content->contentObject())->setSize(item_->size());
 }
 
@@ -102,7 +111,7 @@ void BannerAdPrivate::setLastError(const QString &message)
 
 void BannerAdPrivate::updateAutoRefreshed()
 {
-    const bool refreshed = engine_->hasAutoRefreshed();
+    const bool refreshed = engine()->hasAutoRefreshed();
     if (autoRefreshed == refreshed)
         return;
     autoRefreshed = refreshed;
@@ -112,7 +121,7 @@ void BannerAdPrivate::updateAutoRefreshed()
 // The page decides the ad's size; a layout is only asked for so much.
 void BannerAdPrivate::measureAd()
 {
-    const WebContent *content = engine_->webView();
+    const WebContent *content = engine()->webView();
     if (!content)
         return;
     const QSizeF measured = content->contentsSize().boundedTo(QSizeF(kMaximumAdWidth, kMaximumAdHeight));

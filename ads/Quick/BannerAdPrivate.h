@@ -6,7 +6,6 @@
 #include "Opener/TSKScreenPresenter.h"
 
 #include <QObject>
-#include <memory>
 
 class TSKObjectPrivate;
 
@@ -54,8 +53,10 @@ private:
     void measureAd();
     void makeEngine();
 
+    // Kept where a TSKBannerView keeps its own, under the item.
+    TSKObjectPrivate *engine() const;
+
     BannerAd *item_;
-    std::unique_ptr<TSKObjectPrivate> engine_;
     bool loadPending_ = false;
 };
 

@@ -23,7 +23,11 @@ WebEngineView {
     function ask(question) { runJavaScript("0", (answer) => host.answered(question, answer !== undefined)) }
     onRenderProcessTerminated: (status, exitCode) => host.rendererEnded(status, exitCode)
     onNewWindowRequested: (request) => host.refuse("a new window", request.requestedUrl)
-    onJavaScriptDialogRequested: (request) => { request.accepted = true; request.dialogReject(); host.refuse("a dialog", request.message) }
+    onJavaScriptDialogRequested: (request) => {
+        request.accepted = true
+        request.dialogReject()
+        host.refuse(["an alert", "a confirmation", "a prompt", "a leave"][request.type], request.message)
+    }
     onFileDialogRequested: (request) => { request.accepted = true; request.dialogReject(); host.refuse("a file", url) }
     onColorDialogRequested: (request) => { request.accepted = true; request.dialogReject(); host.refuse("a colour", url) }
     onAuthenticationDialogRequested: (request) => { request.accepted = true; request.dialogReject(); host.refuse("a login", request.url) }
@@ -169,9 +173,12 @@ void QuickWebView::loadingChanged(const QWebEngineLoadingInfo &info)
     engineLoadingChanged(info);
 }
 
+// Heard once the engine has finished with the ended renderer: the view may
+// be reloaded in reply, which it must not be from inside that signal.
 void QuickWebView::rendererEnded(int status, int exitCode)
 {
-    engineRendererTerminated(status, exitCode);
+    QMetaObject::invokeMethod(this, [this, status, exitCode] { engineRendererTerminated(status, exitCode); },
+                              Qt::QueuedConnection);
 }
 
 void QuickWebView::refuse(const QString &what, const QString &detail)
