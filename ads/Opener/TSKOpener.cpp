@@ -100,9 +100,19 @@ void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int orien
     present(browser);
 }
 
+// Screens a presenter does not draw are made of widgets, which a program
+// without them cannot show.
+bool TSKOpener::drawsWidgets(const QString &screen) const
+{
+    if (!presenter_)
+        return true;
+    std::fprintf(stderr, "<Tiskos> %s is not drawn in Qt Quick\n", qUtf8Printable(screen));
+    return false;
+}
+
 void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int orientations)
 {
-    if (!wasTapped(QStringLiteral("a web app"), url))
+    if (!wasTapped(QStringLiteral("a web app"), url) || !drawsWidgets(QStringLiteral("The web app screen")))
         return;
     auto *webApp = new TSKWebAppViewController;
     webApp->setSupportedOrientations(orientations);
@@ -112,7 +122,8 @@ void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int orientation
 
 void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int orientations)
 {
-    if (!wasTapped(QStringLiteral("a web app"), QUrl(QStringLiteral("about:blank"))))
+    if (!wasTapped(QStringLiteral("a web app"), QUrl(QStringLiteral("about:blank")))
+        || !drawsWidgets(QStringLiteral("The web app screen")))
         return;
     auto *webApp = new TSKWebAppViewController;
     webApp->setSupportedOrientations(orientations);
@@ -122,7 +133,7 @@ void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int
 
 void TSKOpener::openEmailComposer(const QUrl &url)
 {
-    if (!wasTapped(QStringLiteral("the mail composer"), url))
+    if (!wasTapped(QStringLiteral("the mail composer"), url) || !drawsWidgets(QStringLiteral("The mail form")))
         return;
     const QString rest = url.toString(QUrl::FullyEncoded).mid(int(qstrlen("mailto:")));
     const qsizetype question = rest.indexOf(QLatin1Char('?'));

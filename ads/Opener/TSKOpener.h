@@ -63,6 +63,7 @@ public:
 private:
     static int orientationFromCode(const QString &code);
     bool wasTapped(const QString &action, const QUrl &target) const;
+    bool drawsWidgets(const QString &screen) const;
     void present(TSKViewController *screen);
 
     std::shared_ptr<TSKDelegateManager> delegateManager_;

@@ -3,7 +3,10 @@
 # would: each header must compile on its own, examples/banner-demo, built
 # with nothing but find_package, must show an ad from the house server, and
 # so must a Widgets program with a BannerWidget, whose tap opens the browser
-# over its window.
+# over its window. A Qt Quick program (a QGuiApplication, no widgets) must
+# show BannerAd's ads only when seen, open the Qt Quick browser on a tap,
+# keep its memory flat through 500 list delegates and leave cleanly in every
+# shape; examples/banner-quick must build and pass qmllint.
 # `shared` installs libVelmoraAds.so.1 from the build tree and checks what it
 # exports and that the programs run with it from the prefix; `static` builds
 # the static library in <build dir>/static-flavour (kept, so later runs only
@@ -97,14 +100,30 @@ grep -q "Using the Velmora ad library $version\$" "$scratch/demo.configure.log" 
 cmake --build "$scratch/demo" -j2 || fail "the example does not build against the package"
 configure_against_package "$source/tests/package/publisher" "$scratch/publisher" "the publisher program"
 cmake --build "$scratch/publisher" -j2 || fail "the publisher program does not build against the package"
+configure_against_package "$source/examples/banner-quick" "$scratch/quick-example" "the Qt Quick example"
+cmake --build "$scratch/quick-example" -j2 || fail "the Qt Quick example does not build against the package"
+configure_against_package "$source/tests/package/quick-publisher" "$scratch/quick-publisher" "the Qt Quick publisher program"
+cmake --build "$scratch/quick-publisher" -j2 || fail "the Qt Quick publisher program does not build against the package"
+qml_modules=$prefix/lib/qt6/qml
+export QML_IMPORT_PATH=$qml_modules
+if [ "$flavour" = shared ]; then
+    [ -f "$qml_modules/Velmora/Ads/qmldir" ] && [ -f "$qml_modules/Velmora/Ads/VelmoraAdsQml.qmltypes" ] ||
+        fail "the QML module Velmora.Ads is not installed"
+    /usr/lib/qt6/bin/qmllint -I "$qml_modules" -I "$scratch/quick-example" "$source/examples/banner-quick/Main.qml" ||
+        fail "qmllint finds fault with the Qt Quick example"
+fi
 demo=$scratch/demo/banner-demo
 if [ "$flavour" = shared ]; then
     # The web engine and OpenSSL are the library's business, not the program's
     # (the publisher program looks into the browser's page, so it links them itself).
     needed=$(readelf -d "$demo" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
     grep -Eq '^lib(Qt6WebEngine|crypto)' <<< "$needed" && fail "the example links what the library should hide:"$'\n'"$needed"
+    quick_needed=$(readelf -d "$scratch/quick-example/banner-quick" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+    grep -q '^libVelmoraAds\.so\.1$' <<< "$quick_needed" || fail "the Qt Quick example does not load the library at start"
+    grep -Eq '^lib(Qt6WebEngine|Qt6Widgets|crypto)' <<< "$quick_needed" &&
+        fail "the Qt Quick example links what the library should hide:"$'\n'"$quick_needed"
 fi
-for program in "$demo" "$scratch/publisher/publisher"; do
+for program in "$demo" "$scratch/publisher/publisher" "$scratch/quick-example/banner-quick"; do
     echo "ldd $(basename "$program"):"
     ldd "$program"
     linked=$(ldd "$program" | sed -n 's/^\s*libVelmoraAds\.so\.1 => \(\S*\).*/\1/p')
@@ -155,4 +174,31 @@ kill "$demo_pid" 2>/dev/null || true
 wait "$demo_pid" 2>/dev/null || true
 cat "$scratch/demo.out"
 grep -q '^adViewDidReceiveAd' "$scratch/demo.out" || { cat "$scratch/demo.err"; fail "the example showed no ad"; }
+# quick_case <case> <lines that must appear, in order...>
+quick_case() {
+    local case=$1 out=$scratch/quick-$1.out err=$scratch/quick-$1.err status=0
+    shift
+    timeout 90 "$scratch/quick-publisher/quick-publisher" "$case" > "$out" 2> "$err" || status=$?
+    [ "$status" -eq 0 ] || { cat "$out" "$err"; fail "the Qt Quick program ($case) exited with status $status"; }
+    grep -E 'WebEnginePage|Release of profile|QWidget' "$err" && fail "the Qt Quick program ($case) had the web engine complain"
+    local from=1 line found
+    for line in "$@"; do
+        found=$(tail -n +"$from" "$out" | grep -nx -m1 -e "$line" | cut -d: -f1) ||
+            { cat "$out"; fail "the Qt Quick program ($case) never said, in its turn: $line"; }
+        from=$((from + found))
+    done
+    echo "Qt Quick $case: $(tr '\n' ';' < "$out")"
+}
+quick_case ad 'bottom adReceived 320x50' screenWillPresent 'browser over the window: yes' screenWillDismiss screenDidDismiss
+# Each banner's first ad comes only after it has been revealed.
+quick_case unseen 'revealed listed' 'listed adReceived 320x50' 'revealed covered' 'covered adReceived 320x50' \
+    'revealed clipped' 'clipped adReceived 320x50'
+grep -q 'adReceived' <(sed -n '1,/revealed listed/p' "$scratch/quick-unseen.out") &&
+    fail "a banner nobody could see showed an ad"
+quick_case churn 'resident after 50: [0-9]* kB' 'resident after 500: [0-9]* kB'
+read -r before after < <(sed -n 's/^resident after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
+[ $((after - before)) -lt 16384 ] || fail "450 list delegates took $(((after - before) / 1024)) MB and kept it"
+for shape in quit-with-browser loader window-closed engine-first; do
+    quick_case "$shape" 'exec returned 0'
+done
 echo "the installed library shows an ad in programs of their own"
