@@ -45,17 +45,17 @@ void BannerAd::setKeywords(const QStringList &keywords)
 
 bool BannerAd::autoRefreshed() const
 {
-    return d->autoRefreshed;
+    return d->status.autoRefreshed();
 }
 
 BannerAd::State BannerAd::state() const
 {
-    return d->state;
+    return d->status.state();
 }
 
 QString BannerAd::lastError() const
 {
-    return d->lastError;
+    return d->status.lastError();
 }
 
 void BannerAd::load()

@@ -10,7 +10,6 @@
 #include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKRequest.h>
 
-#include <QPointer>
 #include <QQmlEngine>
 #include <QQuickWindow>
 
@@ -18,18 +17,7 @@ using namespace Velmora::Platform;
 
 namespace Velmora::Ads {
 
-namespace {
-
-BannerAd::Failure failureOfCode(qint64 code)
-{
-    if (code < int(BannerAd::Failure::NoFill) || code > int(BannerAd::Failure::Timeout))
-        return BannerAd::Failure::InvalidRequest;
-    return BannerAd::Failure(code);
-}
-
-}  // namespace
-
-BannerAdPrivate::BannerAdPrivate(BannerAd *item) : item_(item) {}
+BannerAdPrivate::BannerAdPrivate(BannerAd *item) : status(item), item_(item) {}
 
 // Nothing deferred of the engine may run once the banner is going.
 BannerAdPrivate::~BannerAdPrivate()
@@ -65,7 +53,7 @@ void BannerAdPrivate::makeEngine()
 
 void BannerAdPrivate::load()
 {
-    setState(BannerAd::State::Loading);
+    status.startLoading();
     TSKObjectPrivate *loader = engine();
     if (!loader) {
         loadPending_ = true;
@@ -93,31 +81,6 @@ void BannerAdPrivate::presentBrowser(const QUrl &url, const QUrl &referrer,
     TSKQuickBrowser::present(qmlEngine(item_), item_->window(), delegateManager)->loadReferringURL(url, referrer);
 }
 
-void BannerAdPrivate::setState(BannerAd::State newState)
-{
-    if (state == newState)
-        return;
-    state = newState;
-    emit item_->stateChanged(newState);
-}
-
-void BannerAdPrivate::setLastError(const QString &message)
-{
-    if (lastError == message)
-        return;
-    lastError = message;
-    emit item_->lastErrorChanged(message);
-}
-
-void BannerAdPrivate::updateAutoRefreshed()
-{
-    const bool refreshed = engine()->hasAutoRefreshed();
-    if (autoRefreshed == refreshed)
-        return;
-    autoRefreshed = refreshed;
-    emit item_->autoRefreshedChanged(refreshed);
-}
-
 // The page decides the ad's size; a layout is only asked for so much.
 void BannerAdPrivate::measureAd()
 {
@@ -129,31 +92,15 @@ void BannerAdPrivate::measureAd()
         item_->setImplicitSize(measured.width(), measured.height());
 }
 
-// Each handler stops as soon as a slot has deleted the item.
 void BannerAdPrivate::adViewDidReceiveAd(QObject *)
 {
-    const QPointer<BannerAd> alive(item_);
     measureAd();
-    setState(BannerAd::State::Shown);
-    if (alive)
-        setLastError({});
-    if (alive)
-        updateAutoRefreshed();
-    if (alive)
-        emit item_->adReceived();
+    status.received(engine()->hasAutoRefreshed());
 }
 
 void BannerAdPrivate::adViewDidFailToReceiveAdWithError(QObject *, const Error &error)
 {
-    const QPointer<BannerAd> alive(item_);
-    const QString message = error.localizedDescription();
-    setState(BannerAd::State::Failed);
-    if (alive)
-        setLastError(message);
-    if (alive)
-        updateAutoRefreshed();
-    if (alive)
-        emit item_->adFailed(failureOfCode(error.code), message);
+    status.failed(error, engine()->hasAutoRefreshed());
 }
 
 void BannerAdPrivate::adViewWillPresentScreen(QObject *)

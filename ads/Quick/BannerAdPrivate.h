@@ -4,6 +4,7 @@
 
 #include "Error.h"
 #include "Opener/TSKScreenPresenter.h"
+#include "View/BannerStatus.h"
 
 #include <QObject>
 
@@ -32,9 +33,7 @@ public:
 
     QString adUnitId;
     QStringList keywords;
-    BannerAd::State state = BannerAd::State::Idle;
-    QString lastError;
-    bool autoRefreshed = false;
+    BannerStatus<BannerAd> status;
 
     void presentBrowser(const QUrl &url, const QUrl &referrer,
                         const std::shared_ptr<TSKDelegateManager> &delegateManager) override;
@@ -47,9 +46,6 @@ public:
     Q_INVOKABLE void adViewWillLeaveApplication(QObject *view);
 
 private:
-    void setState(BannerAd::State newState);
-    void setLastError(const QString &message);
-    void updateAutoRefreshed();
     void measureAd();
     void makeEngine();
 

@@ -3,6 +3,7 @@
 #include "Browser/TSKBrowserWebViewDelegate.h"
 #include "Delegate/TSKDelegateManager.h"
 #include "NotificationCenter.h"
+#include "QmlComponentCache.h"
 #include "QuickWebView.h"
 #include "Statistics/TSKStatistics.h"
 #include "ViewController/TSKFullScreen.h"
@@ -71,15 +72,8 @@ Rectangle {
 
 QQuickItem *makeChrome(QQmlEngine *engine, QObject *browser)
 {
-    static QHash<QQmlEngine *, QQmlComponent *> components;
-    QQmlComponent *&component = components[engine];
-    if (!component) {
-        component = new QQmlComponent(engine, engine);
-        component->setData(kChromeSource, QUrl(QStringLiteral("velmora:///Browser.qml")));
-        if (component->isError())
-            qFatal("TSKQuickBrowser: %s", qUtf8Printable(component->errorString()));
-        QObject::connect(engine, &QObject::destroyed, [engine] { components.remove(engine); });
-    }
+    QQmlComponent *component =
+        QmlComponentCache::component(engine, QUrl(QStringLiteral("velmora:///Browser.qml")), kChromeSource);
     return qobject_cast<QQuickItem *>(
         component->createWithInitialProperties({{QStringLiteral("browser"), QVariant::fromValue(browser)}}));
 }

@@ -1,5 +1,6 @@
 #include "QuickWebView.h"
 
+#include "QmlComponentCache.h"
 #include "WebProfile.h"
 
 #include <QQmlComponent>
@@ -43,23 +44,9 @@ WebEngineView {
 }
 )";
 
-// One compiled view per engine, gone with it.
 QQmlComponent *viewComponent(QQmlEngine *engine)
 {
-    static QHash<QQmlEngine *, QQmlComponent *> components;
-    QQmlComponent *&component = components[engine];
-    if (!component) {
-        component = new QQmlComponent(engine, engine);
-        component->setData(kViewSource, QUrl(QStringLiteral("velmora:///QuickWebView.qml")));
-        if (component->isError())
-            qFatal("QuickWebView: %s", qUtf8Printable(component->errorString()));
-        QObject::connect(component, &QQmlComponent::statusChanged, [component] {
-            if (component->isError())
-                qFatal("QuickWebView: %s", qUtf8Printable(component->errorString()));
-        });
-        QObject::connect(engine, &QObject::destroyed, [engine] { components.remove(engine); });
-    }
-    return component;
+    return QmlComponentCache::component(engine, QUrl(QStringLiteral("velmora:///QuickWebView.qml")), kViewSource);
 }
 
 }  // namespace
