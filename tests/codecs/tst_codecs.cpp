@@ -1,3 +1,4 @@
+#include "Privacy/ConsentString.h"
 #include "TestMain.h"
 #include "Utility/TSKMacros.h"
 #include "Utility/TSKNetworkUtilities.h"
@@ -8,6 +9,9 @@
 #include "toolbox/TSKStringEncoding.h"
 
 #include <QDateTime>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 
@@ -386,6 +390,32 @@ private slots:
                  QString("#0  %1 0x00001234 +[Runner run:]\n#1  %2 0xabcdef012 ?\?\?()\n#2  %2      (nil) ?\?()")
                      .arg("libRunner.so", -35)
                      .arg("??", -35));
+    }
+
+    // Strings made by the IAB's own encoder (tests/data/consent) read back as it wrote them, in
+    // either vendor encoding; anything malformed reads as no consent.
+    void consentStrings()
+    {
+        QFile file(QStringLiteral(VELMORA_TEST_DATA "/consent/strings.json"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QJsonObject cases = QJsonDocument::fromJson(file.readAll())["cases"].toObject();
+        QCOMPARE(cases.size(), 8);
+        for (auto it = cases.begin(); it != cases.end(); ++it) {
+            const QJsonObject expected = it->toObject();
+            const auto bits = Velmora::Ads::ConsentString::decode(expected["tcString"].toString());
+            QVERIFY2(bits, qPrintable(it.key()));
+            QCOMPARE(bits->purposeConsents, expected["purposeConsents"].toString());
+            QCOMPARE(bits->specialFeatureOptIns, expected["specialFeatureOptIns"].toString());
+            QCOMPARE(bits->vendorConsents, expected["vendorConsents"].toString());
+        }
+
+        const QString full = cases["full"].toObject()["tcString"].toString();
+        const QString core = full.section('.', 0, 0);
+        for (const QString &malformed : {QString(), core.left(30), core.left(core.size() - 12), "!" + core.mid(1),
+                                         "B" + core.mid(1) /* version 1 */, full + QString(64 * 1024, 'A')})
+            QVERIFY2(!Velmora::Ads::ConsentString::decode(malformed), qPrintable(malformed.left(40)));
+        // Segments after the core one are not read.
+        QVERIFY(Velmora::Ads::ConsentString::decode(core + ".garbage!"));
     }
 };
 
