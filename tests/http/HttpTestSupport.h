@@ -61,7 +61,6 @@ private:
 class NginxServer
 {
 public:
-    explicit NginxServer(const QString &extraLocations) : extraLocations_(extraLocations) {}
     ~NginxServer()
     {
         process_.kill();
@@ -78,7 +77,6 @@ public:
 
 private:
     QTemporaryDir prefix_;
-    QString extraLocations_;
     quint16 port_ = 0;
     QProcess process_;
 };
