@@ -59,8 +59,7 @@ QString NginxServer::start()
 pid %1/nginx.pid; error_log %1/error.log;
 events { worker_connections 64; }
 http {
-    log_format probe '$request_uri|$http_if_modified_since|$status';
-    access_log %1/access.log probe;
+    access_log off;
     client_body_temp_path %1/temp/body; proxy_temp_path %1/temp/proxy; fastcgi_temp_path %1/temp/fastcgi;
     uwsgi_temp_path %1/temp/uwsgi; scgi_temp_path %1/temp/scgi;
     default_type text/plain;
