@@ -1,5 +1,6 @@
 #include "View/TSKWidgetBannerSurface.h"
 
+#include "HiddenWebPage.h"
 #include "View/TSKVisibilityTracker.h"
 #include "WebView.h"
 
@@ -14,6 +15,11 @@ WebContent *TSKWidgetBannerSurface::createAdContent()
     view->setFocusPolicy(Qt::NoFocus);
     view->hide();
     return view;
+}
+
+WebContent *TSKWidgetBannerSurface::createHiddenContent()
+{
+    return new HiddenWebPage;
 }
 
 void TSKWidgetBannerSurface::showAdContent(WebContent *content)
