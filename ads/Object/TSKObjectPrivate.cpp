@@ -24,7 +24,7 @@
 #include "View/TSKSeenSource.h"
 #include "View/TSKWidgetBannerSurface.h"
 #include "ViewController/TSKFullScreen.h"
-#include "WebContent.h"
+#include "HiddenWebPage.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -276,7 +276,7 @@ void TSKObjectPrivate::setupBuildAdWebView()
 {
     resetBuildAdWebView();
     buildAdWebViewDelegate_ = std::make_unique<TSKBuildAdWebViewDelegate>([this] { failedToBuildAdURL(); });
-    buildAdWebView_.reset(surface_->createHiddenContent());
+    buildAdWebView_ = std::make_unique<HiddenWebPage>();
     buildAdWebView_->setDelegate(buildAdWebViewDelegate_.get());
     NotificationCenter *center = TSKNotificationCenter::defaultCenter();
     QObject *page = buildAdWebView_->contentObject();

@@ -1,5 +1,6 @@
 #include "Quick/TSKItemBannerSurface.h"
 
+#include "QuickWebView.h"
 #include "Quick/TSKItemVisibilityTracker.h"
 
 #include <QQmlEngine>
@@ -8,19 +9,11 @@ using namespace Velmora::Platform;
 
 WebContent *TSKItemBannerSurface::createAdContent()
 {
-    content_ = new QuickWebView(qmlEngine(banner_), banner_);
-    content_->setSize(banner_->size());
-    content_->setTransparent();
-    content_->setVisible(false);
-    return content_;
-}
-
-// A page of the widgets' profile would need a renderer of its own.
-WebContent *TSKItemBannerSurface::createHiddenContent()
-{
-    auto *page = new QuickWebView(qmlEngine(banner_), banner_);
-    page->setVisible(false);
-    return page;
+    auto *view = new QuickWebView(qmlEngine(banner_), banner_);
+    view->setSize(banner_->size());
+    view->setTransparent();
+    view->setVisible(false);
+    return view;
 }
 
 void TSKItemBannerSurface::showAdContent(WebContent *content)
@@ -35,10 +28,5 @@ QRectF TSKItemBannerSurface::frame() const
 
 std::unique_ptr<TSKSeenSource> TSKItemBannerSurface::makeSeenSource()
 {
-    auto tracker = std::make_unique<TSKItemVisibilityTracker>(banner_);
-    QObject::connect(tracker.get(), &TSKSeenSource::seenChanged, banner_, [this](bool seen) {
-        if (seen && content_)
-            content_->prepare();
-    });
-    return tracker;
+    return std::make_unique<TSKItemVisibilityTracker>(banner_);
 }

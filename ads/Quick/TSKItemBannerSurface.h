@@ -2,27 +2,21 @@
 
 #include "View/TSKBannerSurface.h"
 
-#include "QuickWebView.h"
-
 #include <QPointer>
 #include <QQuickItem>
 
 // A banner drawn in a Qt Quick scene: the ad's web view is a child item
 // filling it, so the scene clips, covers, fades and moves it with the banner.
-// The engine's view behind it is made once the banner is first seen, while
-// the ad is still being fetched: never for a list delegate nobody saw.
 class TSKItemBannerSurface : public TSKBannerSurface
 {
 public:
     explicit TSKItemBannerSurface(QQuickItem *banner) : banner_(banner) {}
 
     Velmora::Platform::WebContent *createAdContent() override;
-    Velmora::Platform::WebContent *createHiddenContent() override;
     void showAdContent(Velmora::Platform::WebContent *content) override;
     QRectF frame() const override;
     std::unique_ptr<TSKSeenSource> makeSeenSource() override;
 
 private:
     QPointer<QQuickItem> banner_;
-    QPointer<Velmora::Platform::QuickWebView> content_;
 };

@@ -17,9 +17,6 @@ public:
 
     // New web content for the ad, hidden and transparent, filling the banner.
     virtual Velmora::Platform::WebContent *createAdContent() = 0;
-    // Web content nobody sees, for the page that builds the ad URL: in the
-    // same engine profile as the ad's, so that both share one renderer.
-    virtual Velmora::Platform::WebContent *createHiddenContent() = 0;
     // The rendered ad goes on screen.
     virtual void showAdContent(Velmora::Platform::WebContent *content) = 0;
     // The banner's frame in its parent's coordinates.

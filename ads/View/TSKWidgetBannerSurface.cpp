@@ -1,6 +1,5 @@
 #include "View/TSKWidgetBannerSurface.h"
 
-#include "HiddenWebPage.h"
 #include "View/TSKVisibilityTracker.h"
 #include "WebView.h"
 
@@ -15,11 +14,6 @@ WebContent *TSKWidgetBannerSurface::createAdContent()
     view->setFocusPolicy(Qt::NoFocus);
     view->hide();
     return view;
-}
-
-WebContent *TSKWidgetBannerSurface::createHiddenContent()
-{
-    return new HiddenWebPage;
 }
 
 void TSKWidgetBannerSurface::showAdContent(WebContent *content)

@@ -12,7 +12,6 @@ public:
     explicit TSKWidgetBannerSurface(QWidget *banner) : banner_(banner) {}
 
     Velmora::Platform::WebContent *createAdContent() override;
-    Velmora::Platform::WebContent *createHiddenContent() override;
     void showAdContent(Velmora::Platform::WebContent *content) override;
     QRectF frame() const override;
     std::unique_ptr<TSKSeenSource> makeSeenSource() override;

@@ -39,8 +39,6 @@ public:
     qint64 renderProcessPid() const override;
     void ping(std::function<void(bool answered)> answered) override;
     void setTransparent();
-    // Makes the engine's view now rather than on the first load.
-    void prepare() { view(); }
 
     // Called by the view.
     Q_INVOKABLE void refuse(const QString &what, const QString &detail);

@@ -195,9 +195,9 @@ quick_case unseen 'revealed listed' 'listed adReceived 320x50' 'revealed covered
     'revealed clipped' 'clipped adReceived 320x50'
 grep -q 'adReceived' <(sed -n '1,/revealed listed/p' "$scratch/quick-unseen.out") &&
     fail "a banner nobody could see showed an ad"
-quick_case churn 'resident after 50: [0-9]* kB' 'resident after 500: [0-9]* kB'
+quick_case churn 'resident after 500: [0-9]* kB' 'resident after 1000: [0-9]* kB'
 read -r before after < <(sed -n 's/^resident after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
-[ $((after - before)) -lt 16384 ] || fail "450 list delegates took $(((after - before) / 1024)) MB and kept it"
+[ $((after - before)) -lt 8192 ] || fail "500 more list delegates took $(((after - before) / 1024)) MB and kept it"
 for shape in quit-with-browser loader window-closed engine-first; do
     quick_case "$shape" 'exec returned 0'
 done
