@@ -105,7 +105,7 @@ if [ "$trackers_only" != 1 ] && command -v pg_config >/dev/null; then
     kill "$server_pid" && wait "$server_pid" 2>/dev/null || true
     fleet_out=$(VELMORA_FLEET_DIR="$work/fleet" scripts/adserver-fleet start "${FLEET:-2}")
     front=$(tail -1 <<<"$fleet_out")
-    instance=$(sed -n 's/^instance: //p' <<<"$fleet_out" | head -1)
+    instance=$(sed -n 's/^instance: \([^ ]*\).*/\1/p' <<<"$fleet_out" | head -1)
     instance_pid=$(cat "$work/fleet/server1/pid")
     run postgresql-instance "$instance_pid" "$instance/ad?$query"
     run postgresql-tracker "$instance_pid" "$instance$tracker"
