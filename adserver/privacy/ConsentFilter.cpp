@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <array>
+#include <string_view>
 
 namespace {
 

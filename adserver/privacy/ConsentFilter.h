@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,7 +16,7 @@ class ConsentFilter
 {
 public:
     // Decoded; a repeated name holds its last value, as the log shows it.
-    using Parameters = std::map<std::string, std::string>;
+    using Parameters = std::map<std::string, std::string, std::less<>>;
 
     explicit ConsentFilter(int vendorId = 0);
 

@@ -46,7 +46,8 @@ QByteArray compact(const QJsonObject &object)
 RecentRequests::RecentRequests(int capacity, int retentionDays, int vendorId)
     : capacity_(capacity)
     , retentionDays_(retentionDays)
-    , consent_(vendorId)
+    , storedConsent_(vendorId)
+    , listedConsent_(vendorId)
 {
 }
 
@@ -61,14 +62,14 @@ void RecentRequests::add(qint64 id, const QString &unit, std::string_view query,
         waiting_.pop_front();
 }
 
-CountStore::Request RecentRequests::format(const Waiting &request) const
+CountStore::Request RecentRequests::format(const Waiting &request, ConsentFilter &consent)
 {
     ConsentFilter::Parameters parameters;
     UrlText::forEachParameter(request.query, [&parameters](std::string name, std::string value) {
         parameters.insert_or_assign(std::move(name), std::move(value));
     });
     QJsonArray withheld;
-    for (const std::string &name : consent_.withhold(parameters))
+    for (const std::string &name : consent.withhold(parameters))
         withheld.append(QString::fromStdString(name));
     return {request.id, request.timeMs, request.unit, request.creative, compact(boundedParameters(parameters)),
             QJsonDocument(withheld).toJson(QJsonDocument::Compact)};
@@ -83,12 +84,15 @@ void RecentRequests::sync(CountStore &store)
 {
     if (capacity_ == 0)
         return;
-    CountStore::Requests added;
+    std::deque<Waiting> waiting;
     {
         const std::lock_guard lock(mutex_);
-        for (const Waiting &request : waiting_)
-            added.push_back(format(request));
+        waiting = waiting_;
     }
+    // Formatted without the lock: requests keep coming meanwhile.
+    CountStore::Requests added;
+    for (const Waiting &request : waiting)
+        added.push_back(format(request, storedConsent_));
     const auto now = std::chrono::steady_clock::now();
     if (!added.empty() || now - trimmedAt_ >= trimInterval) {
         // Unstored requests wait for the next try.
@@ -117,7 +121,7 @@ QJsonArray RecentRequests::toJson() const
             merged.emplace(std::pair(request.timeMs, request.id), request);
     }
     for (const Waiting &request : waiting_)
-        merged.emplace(std::pair(request.timeMs, request.id), format(request));
+        merged.emplace(std::pair(request.timeMs, request.id), format(request, listedConsent_));
     QJsonArray list;
     auto first = merged.begin();
     std::advance(first, std::max<qsizetype>(0, qsizetype(merged.size()) - capacity_));

@@ -44,14 +44,14 @@ private:
         std::string query;
     };
 
-    // Under mutex_.
-    CountStore::Request format(const Waiting &request) const;
+    static CountStore::Request format(const Waiting &request, ConsentFilter &consent);
     qint64 oldestKeptMs() const;
 
     const int capacity_;
     const int retentionDays_;
+    ConsentFilter storedConsent_;  // the group commit's thread only
     mutable std::mutex mutex_;
-    mutable ConsentFilter consent_;
+    mutable ConsentFilter listedConsent_;  // under mutex_
     std::deque<Waiting> waiting_;
     CountStore::Requests stored_;
     std::chrono::steady_clock::time_point trimmedAt_;

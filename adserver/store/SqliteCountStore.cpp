@@ -22,6 +22,16 @@ QByteArray bytes(sqlite3_stmt *statement, int column)
     return QByteArray(reinterpret_cast<const char *>(sqlite3_column_text(statement, column)), sqlite3_column_bytes(statement, column));
 }
 
+// Ends the transaction: the database's complaint, empty when committed.
+QByteArray commitOrRollBack(sqlite3 *db, bool ok)
+{
+    if (ok && exec(db, "COMMIT"))
+        return {};
+    const QByteArray error = sqlite3_errmsg(db);
+    exec(db, "ROLLBACK");
+    return error;
+}
+
 // A prepared statement, finalized when it goes.
 class Statement
 {
@@ -114,25 +124,15 @@ std::optional<CountStore::Counts> SqliteCountStore::load()
 QByteArray SqliteCountStore::add(const Counts &additions)
 {
     const std::lock_guard lock(mutex_);
-    sqlite3_stmt *statement = nullptr;
-    bool ok = exec(db_, "BEGIN")
-        && sqlite3_prepare_v2(db_, "INSERT INTO counts VALUES (?, ?, ?, ?) ON CONFLICT DO UPDATE SET value = value + excluded.value",
-                              -1, &statement, nullptr) == SQLITE_OK;
-    for (auto entry = additions.begin(); ok && entry != additions.end(); ++entry) {
-        const auto &[unit, creative, name] = entry->first;
-        const QByteArray fields[] = {unit.toUtf8(), creative.toUtf8(), name.toUtf8()};
-        for (int i = 0; i < 3; ++i)
-            sqlite3_bind_text(statement, i + 1, fields[i].constData(), int(fields[i].size()), SQLITE_TRANSIENT);
-        sqlite3_bind_int64(statement, 4, entry->second);
-        ok = sqlite3_step(statement) == SQLITE_DONE && sqlite3_reset(statement) == SQLITE_OK;
+    bool ok = exec(db_, "BEGIN");
+    {
+        Statement insert(db_, "INSERT INTO counts VALUES (?, ?, ?, ?) ON CONFLICT DO UPDATE SET value = value + excluded.value");
+        for (auto entry = additions.begin(); ok && entry != additions.end(); ++entry) {
+            const auto &[unit, creative, name] = entry->first;
+            ok = insert.bind(1, unit.toUtf8()).bind(2, creative.toUtf8()).bind(3, name.toUtf8()).bind(4, entry->second).run();
+        }
     }
-    sqlite3_finalize(statement);
-    ok = ok && exec(db_, "COMMIT");
-    if (ok)
-        return {};
-    const QByteArray error = sqlite3_errmsg(db_);
-    exec(db_, "ROLLBACK");
-    return error;
+    return commitOrRollBack(db_, ok);
 }
 
 QByteArray SqliteCountStore::addRequests(const Requests &requests, int keep, qint64 notBeforeMs)
@@ -150,12 +150,7 @@ QByteArray SqliteCountStore::addRequests(const Requests &requests, int keep, qin
                    .bind(1, qint64(keep))
                    .run();
     }
-    ok = ok && exec(db_, "COMMIT");
-    if (ok)
-        return {};
-    const QByteArray error = sqlite3_errmsg(db_);
-    exec(db_, "ROLLBACK");
-    return error;
+    return commitOrRollBack(db_, ok);
 }
 
 std::optional<CountStore::Requests> SqliteCountStore::latestRequests(int count)
