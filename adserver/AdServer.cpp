@@ -25,7 +25,7 @@ bool servedOn(AdServer::Listener listener, AdRoutes::Route route)
 AdServer::AdServer(const ServerOptions &options)
     : options_(options)
     , faults_(options.faults)
-    , log_(options.logRetentionDays, options.vendorId)
+    , log_(options.logRetentionDays, options.vendorId, options.limits.logBacklogBytes)
     , recent_(options.recentCount, options.logRetentionDays, options.vendorId)
 {
 }

@@ -107,6 +107,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto idleTimeoutOption = option("idle-timeout", QStringLiteral("Seconds a kept-alive connection may wait for its next request."), "SECONDS", QString::number(defaults.idleTimeout.count() / 1000));
     const auto connectionsOption = option("max-connections", QStringLiteral("Open connections; beyond, the longest-idle one is closed for a newcomer."), "N", QString::number(defaults.connections));
     const auto perAddressOption = option("max-connections-per-address", QStringLiteral("Open connections from one client address; beyond, new ones are closed at once."), "N", QString::number(defaults.connectionsPerAddress));
+    const auto backlogOption = option("max-log-backlog-bytes", QStringLiteral("Requests waiting to be logged while the log cannot keep up; beyond, their lines are lost and counted."), "BYTES", QString::number(defaults.logBacklogBytes));
     const auto unsentOption = option("max-unsent-bytes", QStringLiteral("Reply bytes held for clients that do not read them, all together; beyond, the slowest reader is closed."), "BYTES", QString::number(defaults.unsentBytes));
 
     if (!parser.parse(arguments)) {
@@ -202,7 +203,8 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const QList<std::pair<const QCommandLineOption *, std::size_t *>> sizes{
         {&headerBytesOption, &limits.headerBytes}, {&headerCountOption, &limits.headerCount}, {&bodyOption, &limits.bodyBytes},
         {&parametersOption, &limits.queryParameters}, {&connectionsOption, &limits.connections},
-        {&perAddressOption, &limits.connectionsPerAddress}, {&unsentOption, &limits.unsentBytes}};
+        {&perAddressOption, &limits.connectionsPerAddress}, {&unsentOption, &limits.unsentBytes},
+        {&backlogOption, &limits.logBacklogBytes}};
     for (const auto &[sizeOption, size] : sizes) {
         if (!whole(*sizeOption, 1, 1 << 30))
             return false;

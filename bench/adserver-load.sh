@@ -61,7 +61,7 @@ run() {
 pids+=($!)
 server_pid=$!
 for _ in $(seq 100); do grep -q "listening on" "$work/server.out" && break; sleep 0.1; done
-base=$(grep -o 'http://[0-9.:]*' "$work/server.out")
+base=$(grep -o 'http://[0-9.:]*' "$work/server.out" | head -1)
 [ -n "$base" ] || { cat "$work/server.out" >&2; exit 1; }
 sample=$(curl -si "$base/ad?$query")
 location=$(sed -n 's/^Location: \(.*\)\r$/\1/p' <<<"$sample")

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -42,6 +43,11 @@ ConsentFilter::ConsentFilter(int vendorId)
 
 std::vector<std::string> ConsentFilter::withhold(Parameters &parameters)
 {
+    // Most requests carry nothing personal: no consent string to read for them.
+    const bool personal = std::any_of(personalNames.begin(), personalNames.end(),
+                                      [&parameters](const char *name) { return parameters.contains(name); });
+    if (!personal)
+        return {};
     const Allowed allowed = this->allowed(parameters);
     std::vector<std::string> withheld;
     for (const char *name : personalNames) {

@@ -7,6 +7,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -82,8 +83,6 @@ qint64 RecentRequests::oldestKeptMs() const
 
 void RecentRequests::sync(CountStore &store)
 {
-    if (capacity_ == 0)
-        return;
     std::deque<Waiting> waiting;
     {
         const std::lock_guard lock(mutex_);
@@ -95,11 +94,14 @@ void RecentRequests::sync(CountStore &store)
         added.push_back(format(request, storedConsent_));
     const auto now = std::chrono::steady_clock::now();
     if (!added.empty() || now - trimmedAt_ >= trimInterval) {
-        // Unstored requests wait for the next try.
-        if (!store.addRequests(added, capacity_, oldestKeptMs()).isEmpty())
+        // Unstored requests wait for the next try. A server that lists none still ages the others' list.
+        const int keep = capacity_ > 0 ? capacity_ : std::numeric_limits<int>::max();
+        if (!store.addRequests(added, keep, oldestKeptMs()).isEmpty())
             return;
         trimmedAt_ = now;
     }
+    if (capacity_ == 0)
+        return;
     std::optional<CountStore::Requests> latest = store.latestRequests(capacity_);
     std::set<qint64> stored;
     for (const CountStore::Request &request : added)

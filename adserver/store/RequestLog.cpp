@@ -73,8 +73,9 @@ bool appendAndRemove(const QString &from, const QString &to)
 
 }  // namespace
 
-RequestLog::RequestLog(int retentionDays, int vendorId)
+RequestLog::RequestLog(int retentionDays, int vendorId, std::size_t backlogBytes)
     : retentionDays_(retentionDays)
+    , backlogBytes_(backlogBytes)
     , consent_(vendorId)
 {
 }
@@ -137,6 +138,10 @@ void RequestLog::record(std::string_view method, std::string_view path, std::str
         return;
     const PendingHead head{nowMs(), status, std::uint32_t(method.size()), std::uint32_t(path.size()), std::uint32_t(query.size())};
     const std::lock_guard lock(pendingMutex_);
+    if (pending_.size() > backlogBytes_) {
+        ++linesLost_;
+        return;
+    }
     pending_.append(reinterpret_cast<const char *>(&head), sizeof head).append(method).append(path).append(query);
     ++pendingLines_;
 }

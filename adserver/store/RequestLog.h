@@ -16,7 +16,8 @@
 // before each batch of counts), which decodes and formats the lines: logging
 // costs a request one copy, no formatting and no system call. What a request's
 // consent signals do not allow to keep never reaches the file. A failed write
-// is reported once on standard error and its lines are counted as lost.
+// is reported once on standard error and its lines are counted as lost, as
+// are those that find too much waiting for a log that cannot keep up.
 //
 // The file is rotated when the day (UTC) changes, to a name holding the day of
 // its lines (requests.jsonl -> requests-2026-11-24.jsonl), and rotated files
@@ -26,7 +27,8 @@
 class RequestLog
 {
 public:
-    explicit RequestLog(int retentionDays = 0, int vendorId = 0);
+    // Beyond `backlogBytes` of records waiting for a flush, lines are counted as lost instead.
+    explicit RequestLog(int retentionDays = 0, int vendorId = 0, std::size_t backlogBytes = std::size_t(-1));
     ~RequestLog();
 
     bool open(const QString &path, QString *error);
@@ -51,6 +53,7 @@ private:
     void writeOut(std::string_view lines, qint64 count);
 
     const int retentionDays_;
+    const std::size_t backlogBytes_;
     QString path_;
     std::atomic<bool> open_{false};
     std::mutex pendingMutex_;

@@ -26,6 +26,8 @@
 #include <cstring>
 #include <csignal>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <memory>
 #include <mutex>
 #include <netinet/in.h>
@@ -862,6 +864,18 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QJsonValue(full.stats())["storage"]["logLinesLost"].toInt() >= 3, 10000);
         QCOMPARE(full.stop(SIGTERM), 0);
         QCOMPARE(full.errorOutput().count("cannot write the request log"), 1);
+
+        // A log that cannot keep up (held here by the lock erasure takes) holds
+        // at most the backlog; the lines beyond it are counted, not kept.
+        ServerProcess held(dir.path(), {"--max-log-backlog-bytes", "65536"});
+        const int log = ::open(QFile::encodeName(dir.filePath("requests.jsonl")).constData(), O_RDONLY | O_CLOEXEC);
+        QVERIFY(log >= 0 && ::flock(log, LOCK_EX) == 0);
+        for (int i = 0; i < 40; ++i)  // 320 KB of lines
+            QCOMPARE(held.get(adRequest + "&pad=" + QByteArray(8000, 'p')).status, 302);
+        QTRY_VERIFY_WITH_TIMEOUT(QJsonValue(held.stats())["storage"]["logLinesLost"].toInt() >= 20, 10000);
+        ::close(log);  // once the backlog is written, lines are kept again
+        QTRY_VERIFY_WITH_TIMEOUT(held.get(adRequest + "&preqs=after").status == 302
+                                     && fileText(dir.filePath("requests.jsonl")).contains("\"after\""), 10000);
     }
 
     void optionRejects()
