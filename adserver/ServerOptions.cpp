@@ -95,7 +95,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto retentionOption = option("log-retention-days", QStringLiteral("Days rotated request logs and stored ad requests are kept; 0 keeps them for ever."), "DAYS", QString::number(defaultLogRetentionDays));
     const auto vendorOption = option("vendor-id", QStringLiteral("The house network's vendor id in consent strings, whose consent a request then needs; 0 checks none."), "ID", QStringLiteral("0"));
     const auto eraseOption = option("erase-identifier", QStringLiteral("Remove every log line and stored request holding ID (at least %1 characters), print how many, and exit.").arg(minimumErasedLength), "ID");
-    const auto recentOption = option("recent", QStringLiteral("Ad requests kept for /stats."), "N", QStringLiteral("100"));
+    const auto recentOption = option("recent", QStringLiteral("Latest ad requests listed in /stats, of every server on the store."), "N", QStringLiteral("100"));
     const auto statsOption = option("stats-interval", QStringLiteral("Seconds a built /stats page is served before it is rebuilt; 0 rebuilds it every time."), "SECONDS", QStringLiteral("1"));
     const auto faultOption = option("fault", QStringLiteral("Misbehave: %1. Repeatable.").arg(FaultInjector::modeSyntax()), "MODE");
     const auto threadsOption = option("threads", QStringLiteral("Threads serving connections."), "N", QString::number(defaultThreads()));
