@@ -5,6 +5,7 @@
 #include "Geometry.h"
 #include "Over.h"
 #include "Random.h"
+#include "RoundClock.h"
 #include "SpriteLayer.h"
 #include "TickOutput.h"
 #include "Timer.h"
@@ -40,7 +41,10 @@ Touch::Touch(QObject *parent)
 {
 }
 
-Touch::~Touch() = default;
+Touch::~Touch()
+{
+    RoundClock::forget(this);
+}
 
 void Touch::loadView()
 {
@@ -71,13 +75,32 @@ void Touch::viewDidLoad()
     schedulePickupTimers();
 }
 
+void Touch::viewWillAppear(bool animated)
+{
+    FormViewController::viewWillAppear(animated);
+    RoundClock::shared()->uncover(this);
+}
+
+// A placement that the next one overwrites before anyone sees it keeps only its random draws.
+void Touch::viewDidDisappear(bool animated)
+{
+    FormViewController::viewDidDisappear(animated);
+    std::vector<RoundClock::Lane> lanes;
+    for (Timer *timer : std::as_const(placers_))
+        lanes.push_back({timer, [] { drawPickupFrame(); }});
+    for (Timer *timer : std::as_const(roundTimers_))
+        lanes.push_back({timer, {}});
+    RoundClock::shared()->cover(this, lanes);
+}
+
 void Touch::startCount()
 {
     starting->setVisible(false);
     mainInt = 0;
-    Timer::scheduledTimerWithTimeInterval(kMotionInterval, this, &Touch::onTimer, {}, true);
-    Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
+    roundTimers_ << Timer::scheduledTimerWithTimeInterval(kMotionInterval, this, &Touch::onTimer, {}, true);
+    roundTimers_ << Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
     randomMain = Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::randomMainVoid, {}, true);
+    roundTimers_ << randomMain;
 }
 
 void Touch::onTimer()
@@ -243,20 +266,25 @@ void Touch::parkPickups()
 void Touch::schedulePickupTimers()
 {
     invisibleBall->setVisible(false);
-    Timer::scheduledTimerWithTimeInterval(randomSeconds(20), this, &Touch::showBall, {}, true);
+    placers_ << Timer::scheduledTimerWithTimeInterval(randomSeconds(20), this, &Touch::showBall, {}, true);
     subScore->setVisible(false);
-    Timer::scheduledTimerWithTimeInterval(randomSeconds(36), this, &Touch::showMinus, {}, true);
+    placers_ << Timer::scheduledTimerWithTimeInterval(randomSeconds(36), this, &Touch::showMinus, {}, true);
     plusScore->setVisible(false);
-    Timer::scheduledTimerWithTimeInterval(randomSeconds(60), this, &Touch::showPlus, {}, true);
+    placers_ << Timer::scheduledTimerWithTimeInterval(randomSeconds(60), this, &Touch::showPlus, {}, true);
 }
 
 // A pick-up may hang past the right or bottom edge: its origin is its top-left corner.
 void Touch::placePickup(QLabel *pickup)
 {
+    ViewGeometry::setFrame(pickup, drawPickupFrame());
+    pickup->setVisible(true);
+}
+
+QRectF Touch::drawPickupFrame()
+{
     const float x = float(Random::arc4random() % 320);
     const float y = float(Random::arc4random() % 480);
-    ViewGeometry::setFrame(pickup, QRectF(x, y, kPickupSide, kPickupSide));
-    pickup->setVisible(true);
+    return QRectF(x, y, kPickupSide, kPickupSide);
 }
 
 // Hiding the player's ball is only visual: its frame still counts.
