@@ -117,9 +117,6 @@ void ArcadeStyle::polishButton(QWidget *button) const
 
 void ArcadeStyle::polishLabel(QWidget *label) const
 {
-    // Setting the shape again measures the frame anew, now with the panel's border.
-    if (isPanel(label))
-        static_cast<QLabel *>(label)->setFrameShape(static_cast<QLabel *>(label)->frameShape());
     const QByteArray role = label->property("role").toByteArray();
     for (const LabelRole &each : kRoles) {
         if (role != each.name)

@@ -1,13 +1,16 @@
+#include "ArcadeStyle.h"
 #include "GameStage.h"
 #include "Over.h"
 #include "RoundClock.h"
 #include "TestMain.h"
 #include "VelmoraViewController.h"
 
+#include <QApplication>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QScrollArea>
+#include <QStyleFactory>
 #include <QTemporaryFile>
 #include <QTextBlock>
 #include <QTextDocument>
@@ -480,6 +483,34 @@ private slots:
         for (const char *label : {"lab", "TopScore"})
             QCOMPARE(over->view()->findChild<QLabel *>(label)->text(), QStringLiteral("40"));
         QCOMPARE(stage.timers().size(), timers);
+    }
+
+    // Last: it gives the application the game's style. Identical widgets look
+    // alike through one style object; labels say their role, panels keep
+    // their text clear of the border, buttons are pills of their colour.
+    void theLookComesFromOneStyle()
+    {
+        QApplication::setStyle(new ArcadeStyle);
+        Window window;
+        Over over;
+        over.setScoreInt(23);
+        window.addSubview(over.view());
+        window.show();
+        const auto *score = over.view()->findChild<QLabel *>("lab");
+        QCOMPARE(score->font().pixelSize(), 52);
+        QVERIFY(score->font().bold());
+        QCOMPARE(score->palette().color(QPalette::WindowText), QColor(0xff, 0xd2, 0x3f));
+        auto *retry = over.view()->findChild<QPushButton *>("retryButton");
+        auto *menu = over.view()->findChild<QPushButton *>("menuButton");
+        QCOMPARE(retry->palette().color(QPalette::ButtonText), QColor(0x4a, 0x22, 0x00));
+        QCOMPARE(menu->palette().color(QPalette::ButtonText), QColor(Qt::white));
+        const QColor orange = retry->grab().toImage().pixelColor(40, 10);
+        const QColor blue = menu->grab().toImage().pixelColor(40, 10);
+        QVERIFY2(orange.red() > orange.blue() && blue.blue() > blue.red(), qPrintable(orange.name() + blue.name()));
+        RoundStage stage;
+        const QLabel *hint = stage.label("power");
+        QCOMPARE(hint->contentsRect(), hint->rect().marginsRemoved(QMargins(12, 12, 12, 12)));
+        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     }
 };
 
