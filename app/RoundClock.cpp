@@ -42,7 +42,7 @@ void RoundClock::cover(QObject *round, const std::vector<Lane> &lanes)
         if (!lane.timer || !lane.timer->isValid())
             continue;
         const auto interval = std::chrono::milliseconds(lane.timer->intervalMs());
-        covered.timers.push_back({lane.timer, lane.skip, lane.timer->fireDate(), interval, 0});
+        covered.timers.push_back({lane.timer, lane.action, lane.skip, lane.timer->fireDate(), interval, 0});
         lane.timer->setFireDate(Timer::kDistantFuture);
     }
     std::stable_sort(covered.timers.begin(), covered.timers.end(), [](const Held &a, const Held &b) { return a.due < b.due; });
@@ -114,7 +114,7 @@ void RoundClock::catchUp(Covered &covered, Clock::time_point now)
         if (next->skip && next->due <= now)
             next->skip();
         else
-            next->timer->fire();
+            next->action();
     }
 }
 

@@ -22,9 +22,12 @@ class RoundClock : public QObject
 public:
     using Clock = Velmora::Platform::Timer::Clock;
 
+    // A repeating timer and what its firing does, run here without the
+    // timer: a covered round's tick touches no timer object.
     struct Lane {
         Velmora::Platform::Timer *timer;
-        // Empty: every firing is the timer's own.
+        std::function<void()> action;
+        // Empty: every firing runs the action.
         std::function<void()> skip;
     };
 
@@ -45,6 +48,7 @@ public:
 private:
     struct Held {
         QPointer<Velmora::Platform::Timer> timer;
+        std::function<void()> action;
         std::function<void()> skip;
         Clock::time_point due;
         Clock::duration interval;

@@ -78,6 +78,7 @@ void Touch::viewDidLoad()
 void Touch::viewWillAppear(bool animated)
 {
     FormViewController::viewWillAppear(animated);
+    covered_ = false;
     RoundClock::shared()->uncover(this);
 }
 
@@ -85,11 +86,14 @@ void Touch::viewWillAppear(bool animated)
 void Touch::viewDidDisappear(bool animated)
 {
     FormViewController::viewDidDisappear(animated);
+    covered_ = true;
     std::vector<RoundClock::Lane> lanes;
-    for (Timer *timer : std::as_const(placers_))
-        lanes.push_back({timer, [] { drawPickupFrame(); }});
-    for (Timer *timer : std::as_const(roundTimers_))
-        lanes.push_back({timer, {}});
+    for (const Repeating &each : std::as_const(repeating_)) {
+        std::function<void()> skip;
+        if (each.placesPickup)
+            skip = [] { drawPickupFrame(); };
+        lanes.push_back({each.timer, [this, action = each.action] { (this->*action)(); }, skip});
+    }
     RoundClock::shared()->cover(this, lanes);
 }
 
@@ -97,10 +101,9 @@ void Touch::startCount()
 {
     starting->setVisible(false);
     mainInt = 0;
-    roundTimers_ << Timer::scheduledTimerWithTimeInterval(kMotionInterval, this, &Touch::onTimer, {}, true);
-    roundTimers_ << Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
-    randomMain = Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::randomMainVoid, {}, true);
-    roundTimers_ << randomMain;
+    repeat(kMotionInterval, &Touch::onTimer, false);
+    repeat(1.0, &Touch::tick, false);
+    randomMain = repeat(1.0, &Touch::randomMainVoid, false);
 }
 
 void Touch::onTimer()
@@ -223,9 +226,10 @@ SpriteLayer *Touch::sprites()
     return sprites_;
 }
 
+// A covered round's layer paints nothing; not asking it spares a look at every round's widget each tick.
 void Touch::repaintBalls()
 {
-    if (sprites_)
+    if (sprites_ && !covered_)
         sprites_->refresh();
 }
 
@@ -266,11 +270,18 @@ void Touch::parkPickups()
 void Touch::schedulePickupTimers()
 {
     invisibleBall->setVisible(false);
-    placers_ << Timer::scheduledTimerWithTimeInterval(randomSeconds(20), this, &Touch::showBall, {}, true);
+    repeat(randomSeconds(20), &Touch::showBall, true);
     subScore->setVisible(false);
-    placers_ << Timer::scheduledTimerWithTimeInterval(randomSeconds(36), this, &Touch::showMinus, {}, true);
+    repeat(randomSeconds(36), &Touch::showMinus, true);
     plusScore->setVisible(false);
-    placers_ << Timer::scheduledTimerWithTimeInterval(randomSeconds(60), this, &Touch::showPlus, {}, true);
+    repeat(randomSeconds(60), &Touch::showPlus, true);
+}
+
+Timer *Touch::repeat(double seconds, void (Touch::*action)(), bool placesPickup)
+{
+    Timer *timer = Timer::scheduledTimerWithTimeInterval(seconds, this, action, {}, true);
+    repeating_.append({timer, action, placesPickup});
+    return timer;
 }
 
 // A pick-up may hang past the right or bottom edge: its origin is its top-left corner.

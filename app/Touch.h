@@ -73,6 +73,7 @@ private:
     void schedulePickupTimers();
     void placePickup(QLabel *pickup);
     static QRectF drawPickupFrame();
+    Velmora::Platform::Timer *repeat(double seconds, void (Touch::*action)(), bool placesPickup);
     bool touchesPlayer(const QWidget *view) const;
     void takePickup(QLabel *pickup);
     void showScore();
@@ -99,7 +100,13 @@ private:
     QPointF *poss = nullptr;
     TSKBannerView *bannerView_ = nullptr;
     SpriteLayer *sprites_ = nullptr;
-    // Handed to the clock of covered rounds while the screen is covered.
-    QList<QPointer<Velmora::Platform::Timer>> placers_;
-    QList<QPointer<Velmora::Platform::Timer>> roundTimers_;
+    // The repeating timers and what they do, handed to the clock of covered
+    // rounds while the screen is covered.
+    struct Repeating {
+        QPointer<Velmora::Platform::Timer> timer;
+        void (Touch::*action)();
+        bool placesPickup;
+    };
+    QList<Repeating> repeating_;
+    bool covered_ = false;
 };
