@@ -5,8 +5,8 @@
 #include <QObject>
 #include <QPointer>
 
-#include <functional>
 #include <deque>
+#include <functional>
 #include <vector>
 
 // Drives every covered round. A covered round's repeating timers wait in the
