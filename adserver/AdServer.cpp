@@ -8,9 +8,8 @@
 
 namespace {
 
-bool operatorRoute(AdRoutes::Route route)
+bool operatorRoute(Route route)
 {
-    using Route = AdRoutes::Route;
     return route == Route::stats || route == Route::metrics || route == Route::health || route == Route::readiness;
 }
 
@@ -108,20 +107,20 @@ const TransportCounters &AdServer::transportCounters() const
 
 Reply AdServer::respond(const HttpRequest &request)
 {
-    const AdRoutes::Route route = AdRoutes::routeOf(request.path());
+    const Route route = routeOf(request.path());
     const bool get = request.method() == "GET";
     Reply reply;
     AdStats::Staged counts;
     {
         const std::lock_guard lock(routesMutex_);
         stats_->recordRequest();
-        if (get && route != AdRoutes::Route::metrics)
+        if (get && route != Route::metrics)
             reply = routes_->handle(route, request);
         counts = stats_->takeCounts();
     }
     if (!get)
         reply = Reply::text(405, "only GET is served").addHeader("Allow", "GET");
-    else if (route == AdRoutes::Route::metrics)
+    else if (route == Route::metrics)
         reply = metricsPage();
     // A reply that waits for its count is counted when it goes.
     if (counts.durable.empty())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "routes/CreativeCatalogue.h"
+#include "routes/Route.h"
 #include "store/GroupCommit.h"
 #include "transport/Reply.h"
 
@@ -36,11 +37,6 @@ class StaticFiles;
 class AdRoutes
 {
 public:
-    enum class Route { ad, coreScript, page, click, track, stats, metrics, health, readiness, file };
-    static constexpr int routeCount = 10;
-    static Route routeOf(std::string_view path);
-    static const char *routeName(Route route);
-
     AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
              const CoreScript &script, const StaticFiles &files, AdStats &stats, ServerMetrics &metrics);
 
