@@ -6,6 +6,7 @@
 #include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatistics.h"
 #include "Statistics/TSKStatisticsCore.h"
+#include "Timer.h"
 #include "TestMain.h"
 #include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
@@ -22,6 +23,8 @@
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTabWidget>
+
+#include <algorithm>
 
 using namespace Velmora::Platform;
 
@@ -224,6 +227,41 @@ private slots:
         window.show();
         spin(1500);
         QCOMPARE(sighting.impressions(), 1);
+    }
+
+    // At the 1 s refresh floor the next ad is on its way before the shown one
+    // has had its second in sight; the shown one still counts, once, since
+    // it stays on view until the next one has rendered.
+    void adSeenForASecondCountsOnceWhateverComesNext()
+    {
+        AdServerProcess server({"--refresh", "1", "--fault", "slow:1000"});
+        QWidget window;
+        window.resize(320, 480);
+        Sighting sighting(server, &window);
+        window.show();
+        sighting.load();
+        QVERIFY(sighting.received(1));
+        QPointer<Timer> second = sighting.loader()->viewabilityTimer();
+        if (Timer *reload = sighting.loader()->reloadTimer())
+            reload->fire();
+        QVERIFY(waitUntil([&] { return sighting.loader()->state() == TSKObjectPrivate::FetchingAdPage; }));
+        if (second)
+            second->fire();
+        const auto impressionsOf = [&](const QString &rid) {
+            return std::ranges::count_if(server.requestsTo("/track/impression"), [&](const QJsonObject &ping) {
+                return ping["query"].toObject()["rid"].toString() == rid;
+            });
+        };
+        const auto shownRid = [&](int ad) {
+            QList<QJsonObject> pages = server.requests();
+            pages.removeIf([](const QJsonObject &r) { return !r["path"].toString().startsWith("/page/"); });
+            return pages.size() > ad ? pages[ad]["query"].toObject()["rid"].toString() : QString();
+        };
+        QVERIFY(waitUntil([&] { return impressionsOf(shownRid(0)) == 1; }));
+
+        QVERIFY(sighting.received(3));
+        QVERIFY(waitUntil([&] { return impressionsOf(shownRid(1)) == 1; }));
+        QCOMPARE(impressionsOf(shownRid(0)), 1);
     }
 
     // Out of sight long enough, a banner gives its pages back, a click
