@@ -48,12 +48,17 @@ public:
     }
 };
 
-// A shown banner under `parent`, pointed at the server; nothing loaded yet.
+// A shown banner under `parent` (none: at the top of a 320 by 480 window of
+// its own, on screen), pointed at the server; nothing loaded yet.
 struct Sighting
 {
-    Sighting(const AdServerProcess &server, QWidget *parent, const QRectF &frame = QRectF(0, 0, 320, 50))
-        : server(server), banner(new TSKBannerView(frame, parent))
+    Sighting(const AdServerProcess &server, QWidget *parent = nullptr, const QRectF &frame = QRectF(0, 0, 320, 50))
+        : server(server), banner(new TSKBannerView(frame, parent ? parent : &window))
     {
+        if (!parent) {
+            window.resize(320, 480);
+            window.show();
+        }
         TSKNetworkConfiguration::setStaticContentHost(server.host());
         TSKNetworkConfiguration::setAdServerHost(server.host());
         banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
@@ -70,6 +75,7 @@ struct Sighting
 
     const AdServerProcess &server;
     ViewController presenter;
+    QWidget window;
     TSKBannerView *banner;
     Recorder recorder;
 };
@@ -202,10 +208,8 @@ private slots:
     void impressionNeedsASecondInSight()
     {
         AdServerProcess server({"--refresh", "0"});
-        QWidget window;
-        window.resize(320, 480);
-        Sighting sighting(server, &window);
-        window.show();
+        Sighting sighting(server);
+        QWidget &window = sighting.window;
         sighting.recorder.onReceive = [&] { window.hide(); };
         sighting.load();
         QVERIFY(sighting.received(1));
@@ -235,10 +239,7 @@ private slots:
     void adSeenForASecondCountsOnceWhateverComesNext()
     {
         AdServerProcess server({"--refresh", "1", "--fault", "slow:1000"});
-        QWidget window;
-        window.resize(320, 480);
-        Sighting sighting(server, &window);
-        window.show();
+        Sighting sighting(server);
         sighting.load();
         QVERIFY(sighting.received(1));
         QPointer<Timer> second = sighting.loader()->viewabilityTimer();
@@ -269,10 +270,8 @@ private slots:
     void dormantBannerGivesPagesBackAndLoadsAnew()
     {
         AdServerProcess server;
-        QWidget window;
-        window.resize(320, 480);
-        Sighting sighting(server, &window);
-        window.show();
+        Sighting sighting(server);
+        QWidget &window = sighting.window;
         sighting.load();
         QVERIFY(sighting.received(1));
         QPointer<WebView> page = sighting.banner->webView();
