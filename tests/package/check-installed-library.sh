@@ -126,6 +126,8 @@ done
 cp -r "$source/adserver/www" "$scratch/www"
 echo '[{ "id": "landing", "file": "landing.html", "orientation": "any", "target": "/landing/index.html?from=house-ad" }]' \
     > "$scratch/www/creatives/catalogue.json"
+# Made here: the server's own redirection may come after the first look at it.
+: > "$scratch/server.out"
 "$adserver" --port 0 --www "$scratch/www" --log "$scratch/requests.jsonl" > "$scratch/server.out" 2>&1 &
 server_pid=$!
 for _ in $(seq 100); do
