@@ -3,6 +3,8 @@
 
 #include "ui_Instructions.h"
 
+#include <QFile>
+
 using namespace Velmora::Platform;
 
 Instructions::Instructions(QObject *parent)
@@ -22,6 +24,11 @@ void Instructions::viewDidLoad()
 {
     ViewController::viewDidLoad();
     scroller->widget()->resize(320, 480);
+    // The one scrolling screen: its thin see-through scroll bar is style sheet
+    // work, done for this screen alone.
+    QFile style(QStringLiteral(":/style/Scroller.qss"));
+    if (style.open(QIODevice::ReadOnly))
+        scroller->setStyleSheet(QString::fromUtf8(style.readAll()));
     bannerView_ = BannerPlacement::place(this);
 }
 

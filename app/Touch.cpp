@@ -5,6 +5,7 @@
 #include "Geometry.h"
 #include "Over.h"
 #include "Random.h"
+#include "RoundClock.h"
 #include "SpriteLayer.h"
 #include "TickOutput.h"
 #include "Timer.h"
@@ -40,7 +41,10 @@ Touch::Touch(QObject *parent)
 {
 }
 
-Touch::~Touch() = default;
+Touch::~Touch()
+{
+    RoundClock::forget(this);
+}
 
 void Touch::loadView()
 {
@@ -71,13 +75,35 @@ void Touch::viewDidLoad()
     schedulePickupTimers();
 }
 
+void Touch::viewWillAppear(bool animated)
+{
+    FormViewController::viewWillAppear(animated);
+    covered_ = false;
+    RoundClock::shared()->uncover(this);
+}
+
+// A placement that the next one overwrites before anyone sees it keeps only its random draws.
+void Touch::viewDidDisappear(bool animated)
+{
+    FormViewController::viewDidDisappear(animated);
+    covered_ = true;
+    std::vector<RoundClock::Lane> lanes;
+    for (const Repeating &each : std::as_const(repeating_)) {
+        std::function<void()> skip;
+        if (each.placesPickup)
+            skip = [] { drawPickupFrame(); };
+        lanes.push_back({each.timer, [this, action = each.action] { (this->*action)(); }, skip});
+    }
+    RoundClock::shared()->cover(this, lanes);
+}
+
 void Touch::startCount()
 {
     starting->setVisible(false);
     mainInt = 0;
-    Timer::scheduledTimerWithTimeInterval(kMotionInterval, this, &Touch::onTimer, {}, true);
-    Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::tick, {}, true);
-    randomMain = Timer::scheduledTimerWithTimeInterval(1.0, this, &Touch::randomMainVoid, {}, true);
+    repeat(kMotionInterval, &Touch::onTimer, false);
+    repeat(1.0, &Touch::tick, false);
+    randomMain = repeat(1.0, &Touch::randomMainVoid, false);
 }
 
 void Touch::onTimer()
@@ -200,9 +226,10 @@ SpriteLayer *Touch::sprites()
     return sprites_;
 }
 
+// A covered round's layer paints nothing; not asking it spares a look at every round's widget each tick.
 void Touch::repaintBalls()
 {
-    if (sprites_)
+    if (sprites_ && !covered_)
         sprites_->refresh();
 }
 
@@ -243,20 +270,32 @@ void Touch::parkPickups()
 void Touch::schedulePickupTimers()
 {
     invisibleBall->setVisible(false);
-    Timer::scheduledTimerWithTimeInterval(randomSeconds(20), this, &Touch::showBall, {}, true);
+    repeat(randomSeconds(20), &Touch::showBall, true);
     subScore->setVisible(false);
-    Timer::scheduledTimerWithTimeInterval(randomSeconds(36), this, &Touch::showMinus, {}, true);
+    repeat(randomSeconds(36), &Touch::showMinus, true);
     plusScore->setVisible(false);
-    Timer::scheduledTimerWithTimeInterval(randomSeconds(60), this, &Touch::showPlus, {}, true);
+    repeat(randomSeconds(60), &Touch::showPlus, true);
+}
+
+Timer *Touch::repeat(double seconds, void (Touch::*action)(), bool placesPickup)
+{
+    Timer *timer = Timer::scheduledTimerWithTimeInterval(seconds, this, action, {}, true);
+    repeating_.append({timer, action, placesPickup});
+    return timer;
 }
 
 // A pick-up may hang past the right or bottom edge: its origin is its top-left corner.
 void Touch::placePickup(QLabel *pickup)
 {
+    ViewGeometry::setFrame(pickup, drawPickupFrame());
+    pickup->setVisible(true);
+}
+
+QRectF Touch::drawPickupFrame()
+{
     const float x = float(Random::arc4random() % 320);
     const float y = float(Random::arc4random() % 480);
-    ViewGeometry::setFrame(pickup, QRectF(x, y, kPickupSide, kPickupSide));
-    pickup->setVisible(true);
+    return QRectF(x, y, kPickupSide, kPickupSide);
 }
 
 // Hiding the player's ball is only visual: its frame still counts.

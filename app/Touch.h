@@ -4,6 +4,7 @@
 #include "FormViewController.h"
 
 #include <QList>
+#include <QPointer>
 #include <QPointF>
 #include <QRectF>
 
@@ -34,6 +35,9 @@ public:
 
     void loadView() override;
     void viewDidLoad() override;
+    // Covered, the round runs on the clock of covered rounds; back on top, on its own timers.
+    void viewWillAppear(bool animated) override;
+    void viewDidDisappear(bool animated) override;
     void touchesBegan(const QList<Velmora::Platform::TouchPoint> &touches, const Velmora::Platform::TouchEvent &event) override;
     void touchesMoved(const QList<Velmora::Platform::TouchPoint> &touches, const Velmora::Platform::TouchEvent &event) override;
 
@@ -68,6 +72,8 @@ private:
     void parkPickups();
     void schedulePickupTimers();
     void placePickup(QLabel *pickup);
+    static QRectF drawPickupFrame();
+    Velmora::Platform::Timer *repeat(double seconds, void (Touch::*action)(), bool placesPickup);
     bool touchesPlayer(const QWidget *view) const;
     void takePickup(QLabel *pickup);
     void showScore();
@@ -94,4 +100,13 @@ private:
     QPointF *poss = nullptr;
     TSKBannerView *bannerView_ = nullptr;
     SpriteLayer *sprites_ = nullptr;
+    // The repeating timers and what they do, handed to the clock of covered
+    // rounds while the screen is covered.
+    struct Repeating {
+        QPointer<Velmora::Platform::Timer> timer;
+        void (Touch::*action)();
+        bool placesPickup;
+    };
+    QList<Repeating> repeating_;
+    bool covered_ = false;
 };

@@ -1,6 +1,7 @@
 #include "VelmoraAppDelegate.h"
 
 #include "Application.h"
+#include "ArcadeStyle.h"
 #include "Autoplay.h"
 #include "ScreenshotTour.h"
 #include "VelmoraViewController.h"
@@ -10,7 +11,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QFile>
 
 using namespace Velmora::Platform;
 
@@ -23,9 +23,8 @@ VelmoraAppDelegate::~VelmoraAppDelegate() = default;
 
 void VelmoraAppDelegate::loadMainInterface()
 {
-    QFile style(QStringLiteral(":/style/Velmora.qss"));
-    if (style.open(QIODevice::ReadOnly))
-        qApp->setStyleSheet(QString::fromUtf8(style.readAll()));
+    QApplication::setStyle(new ArcadeStyle);
+    QApplication::setFont(ArcadeStyle::applicationFont());
     // The game uses the whole screen.
     Application::shared()->setStatusBarHidden(true);
 

@@ -7,6 +7,10 @@
 # impression pings a second reaching the server; tick lines a second on the
 # game's standard output; the period of the top round's motion tick (50 ms
 # wanted), p50 and p99 over the sample, as the autoplay bot reports it.
+# BESIDE=BUILD_DIR runs that build's game (another tree's) at the same time,
+# with a house server of its own, so two states of the program meet the same
+# load; each row names its state (STATE, "now" by default; "beside" for the
+# other).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build_dir=${VELMORA_BUILD_DIR:-build}
@@ -14,12 +18,19 @@ duration=${DURATION:-30}
 [ -n "${QUICK:-}" ] && duration=5
 round_limit=${ROUND_LIMIT:-3}
 sample=${SAMPLE:-60}
+state=${STATE:-now}
+if [ -n "${BESIDE:-}" ]; then
+    VELMORA_BUILD_DIR=$BESIDE STATE=beside BESIDE= "$0" &
+    beside=$!
+    trap 'kill $beside 2>/dev/null || true' EXIT
+fi
 
 [ -f "$build_dir/CMakeCache.txt" ] || cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
 cmake --build "$build_dir" --target velmora velmora-adserver -j"${VELMORA_JOBS:-2}" >/dev/null
 source scripts/headless-env
 source bench/house-server.sh
 start_house_server "$build_dir"
+[ -n "${beside:-}" ] && trap 'for p in "${pids[@]}" $beside; do kill "$p" 2>/dev/null || true; done; rm -rf "$work"' EXIT
 
 "$build_dir/app/velmora" --autoplay 1000000 --round-limit "$round_limit" >"$work/out" 2>"$work/err" &
 game=$!
@@ -36,10 +47,12 @@ mb() { one_place "$1 / 1024"; }
 # p50 and p99 of the numbers on standard input, one a line.
 percentiles() { sort -n | awk '{v[NR]=$1} END {if (!NR) {print "- -"; exit} i=int(NR*0.99)+1; if (i>NR) i=NR; print v[int(NR*0.5)+1], v[i]}'; }
 
-echo "== load average $(cut -d' ' -f1 /proc/loadavg) on $(nproc) cores, house ad server on $host, ${duration} min, rounds of ${round_limit} s"
-printf "| %s | %s | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n" min rounds "game PSS MB" "web PSS MB" \
-    "game CPU %" "web CPU %" "ad requests/s" "impressions/s" "tick lines/s" "tick p50 ms" "tick p99 ms"
-echo "|---|---|---|---|---|---|---|---|---|---|---|"
+echo "== $state: load average $(cut -d' ' -f1 /proc/loadavg) on $(nproc) cores, house ad server on $host, ${duration} min, rounds of ${round_limit} s"
+if [ "$state" != beside ]; then
+    printf "| %s | %s | %s | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n" min state rounds "game PSS MB" "web PSS MB" \
+        "game CPU %" "web CPU %" "ad requests/s" "impressions/s" "tick lines/s" "tick p50 ms" "tick p99 ms"
+    echo "|---|---|---|---|---|---|---|---|---|---|---|---|"
+fi
 out_seen=0 err_seen=0 log_seen=0
 game_cpu=$(cpu_ticks "$game" self) web_cpu=$(cpu_ticks "$game" children)
 for minute in $(seq "$duration"); do
@@ -53,10 +66,11 @@ for minute in $(seq "$duration"); do
     read -r p50 p99 < <(tail -c +$((err_seen + 1)) "$work/err" | head -c $((err_size - err_seen)) |
         grep -E '^round [0-9]+ tick periods' | cut -d: -f2 | tr ' ' '\n' | grep . | percentiles)
     now_game=$(cpu_ticks "$game" self) now_web=$(cpu_ticks "$game" children)
-    printf "| %s | %d | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n" "$(one_place "$minute * $sample / 60")" "$rounds" \
+    printf "| %s | %s | %d | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n" "$(one_place "$minute * $sample / 60")" "$state" "$rounds" \
         "$(mb "$(pss_kb "$game" self)")" "$(mb "$(pss_kb "$game" children)")" \
         "$(share $((now_game - game_cpu)))" "$(share $((now_web - web_cpu)))" \
         "$(rate "$ads")" "$(rate "$pings")" "$(rate "$ticks")" "$p50" "$p99"
     out_seen=$out_size err_seen=$err_size log_seen=$log_size game_cpu=$now_game web_cpu=$now_web
 done
-echo "== load average $(cut -d' ' -f1 /proc/loadavg) at the end"
+echo "== $state: load average $(cut -d' ' -f1 /proc/loadavg) at the end"
+[ -z "${beside:-}" ] || wait "$beside"

@@ -21,8 +21,6 @@ public:
 
     // Judged now, without waiting for the events to settle.
     static bool isWidgetSeen(const QWidget *widget);
-    // Something about the widget, an ancestor or the window changed.
-    void ancestorChanged() { scheduleUpdate(); }
 
 private:
     static double visibleShare(const QWidget *widget);

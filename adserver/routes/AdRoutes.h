@@ -1,6 +1,7 @@
 #pragma once
 
 #include "routes/CreativeCatalogue.h"
+#include "routes/Route.h"
 #include "store/GroupCommit.h"
 #include "transport/Reply.h"
 
@@ -30,17 +31,13 @@ class StaticFiles;
 //   /track/<event>           impression and click trackers: 200 once counted, 503 when they cannot be
 //   /stats                   counters and the latest ad requests as JSON, rebuilt at most once per interval
 //   /metrics                 the same counts for a monitoring scraper (answered by the server itself)
+//   /                        the operator's dashboard
 //   /healthz                 200 while the server serves
 //   /readyz                  200 while counts can be stored, else 503
 //   anything else            a file of the site directory
 class AdRoutes
 {
 public:
-    enum class Route { ad, coreScript, page, click, track, stats, metrics, health, readiness, file };
-    static constexpr int routeCount = 10;
-    static Route routeOf(std::string_view path);
-    static const char *routeName(Route route);
-
     AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
              const CoreScript &script, const StaticFiles &files, AdStats &stats, ServerMetrics &metrics);
 

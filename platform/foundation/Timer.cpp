@@ -57,6 +57,20 @@ void Timer::fire()
         invalidate();
 }
 
+Timer::Clock::time_point Timer::fireDate() const
+{
+    return queued_ ? queued_->first : kDistantFuture;
+}
+
+void Timer::setFireDate(Clock::time_point date)
+{
+    if (!queue_)
+        return;
+    queue_->cancel(this);
+    if (date != kDistantFuture)
+        queue_->scheduleAt(this, date);
+}
+
 void Timer::invalidate()
 {
     if (!valid_)

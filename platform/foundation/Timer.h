@@ -26,6 +26,10 @@ class Timer : public QObject
     Q_OBJECT
 public:
     using Action = std::function<void(Timer *)>;
+    using Clock = std::chrono::steady_clock;
+    // A fire date that never comes: the timer stays valid but waits, as a
+    // phone's timer moved to the distant future does.
+    static constexpr Clock::time_point kDistantFuture = Clock::time_point::max();
 
     // Intervals of 0 or less become the shortest the platform offers, 1 ms.
     static constexpr int kMinimumIntervalMs = 1;
@@ -56,6 +60,11 @@ public:
     void fire();
     void invalidate();
     bool isValid() const { return valid_; }
+
+    // When it fires next; kDistantFuture while it waits for good.
+    Clock::time_point fireDate() const;
+    // Moves the next firing; a repeating timer keeps its interval from there.
+    void setFireDate(Clock::time_point date);
 
     double timeInterval() const { return seconds_; }
     // The interval actually used by the event loop.
@@ -88,7 +97,7 @@ private:
     Action action_;
     // Where the thread's queue holds it while it waits to fire.
     TimerQueue *queue_;
-    std::optional<std::pair<std::chrono::steady_clock::time_point, quint64>> queued_;
+    std::optional<std::pair<Clock::time_point, quint64>> queued_;
 };
 
 }  // namespace Velmora::Platform

@@ -44,6 +44,12 @@ void TimerQueue::schedule(Timer *timer, std::chrono::milliseconds interval)
     arm();
 }
 
+void TimerQueue::scheduleAt(Timer *timer, Clock::time_point due)
+{
+    insert(due, {timer, std::chrono::milliseconds(timer->intervalMs())});
+    arm();
+}
+
 void TimerQueue::cancel(Timer *timer)
 {
     if (timer->queued_) {

@@ -31,6 +31,8 @@ public:
     ~TimerQueue() override;
 
     void schedule(Timer *timer, std::chrono::milliseconds interval);
+    // The timer's next firing at `due`, its later ones at its own interval.
+    void scheduleAt(Timer *timer, Clock::time_point due);
     void cancel(Timer *timer);
 
 protected:

@@ -1,16 +1,21 @@
+#include "ArcadeStyle.h"
 #include "GameStage.h"
 #include "Over.h"
+#include "RoundClock.h"
 #include "TestMain.h"
 #include "VelmoraViewController.h"
 
+#include <QApplication>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QScrollArea>
+#include <QStyleFactory>
 #include <QTemporaryFile>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <cstdio>
+#include <random>
 #include <unistd.h>
 
 using namespace Velmora::Platform;
@@ -74,6 +79,53 @@ QList<qint64> imagesOfRichText(const QString &html)
         }
     }
     return images;
+}
+
+using Clock = Timer::Clock;
+constexpr auto kTick = std::chrono::milliseconds(50);
+
+// A started round drawing from a seeded stream, whose repeating timers fire
+// at known times from `base`, apart by fractions of a millisecond, so their
+// order is fixed.
+void startAt(RoundStage &stage, std::mt19937 &generator, Clock::time_point base)
+{
+    generator.seed(29);
+    Random::setSource([&generator] { return uint32_t(generator()); });
+    stage.parkPlayer();
+    stage.round->startCount();
+    std::chrono::microseconds offset(0);
+    for (Timer *timer : stage.timers()) {
+        timer->setFireDate(base + std::chrono::milliseconds(timer->intervalMs()) + (offset += std::chrono::microseconds(100)));
+    }
+}
+
+// What a player could tell of the round: score, pick-ups and balls.
+QString lookOf(const RoundStage &stage)
+{
+    QString look = stage.label("lab")->text();
+    for (const char *pickup : {"invisibleBall", "subScore", "plusScore"}) {
+        const QRectF frame = ViewGeometry::frame(stage.label(pickup));
+        look += QString::asprintf(" %s(%g,%g,%g)", pickup, frame.x(), frame.y(), frame.width());
+    }
+    for (const Ball &ball : std::as_const(*stage.round).balls())
+        look += QString::asprintf(" (%g,%g %g,%g)", ball.center().x(), ball.center().y(), ball.pos().x(), ball.pos().y());
+    return look;
+}
+
+// Fires the timers one call at a time, earliest first, as the platform's queue does.
+void fireInTurnUntil(const QList<Timer *> &timers, Clock::time_point until)
+{
+    for (;;) {
+        Timer *next = nullptr;
+        for (Timer *timer : timers) {
+            if (timer->fireDate() <= until && (!next || timer->fireDate() < next->fireDate()))
+                next = timer;
+        }
+        if (!next)
+            return;
+        next->setFireDate(next->fireDate() + std::chrono::milliseconds(next->intervalMs()));
+        next->fire();
+    }
 }
 
 }  // namespace
@@ -274,6 +326,53 @@ private slots:
         QCOMPARE(unseen.balls().size(), 2);
     }
 
+    // Covered, a round's timers wait while one clock runs their firings in a
+    // pass every tick, placing a pick-up nobody sees once: what it prints and
+    // shows at every tick is what firing each timer in turn gives, spawns
+    // and 1 ms pick-ups drawing from the same seeded numbers.
+    void aCoveredRoundRunsAsItsTimersWould()
+    {
+        const Clock::time_point base = Clock::now() + std::chrono::hours(1);  // never reached by real time
+        constexpr int kTicks = 420;
+        std::mt19937 generator;
+        QStringList inTurn, covered;
+        RoundStage reference({40, 37, 62});  // pick-ups every 1 ms, 1 s and 2 s
+        startAt(reference, generator, base);
+        const QList<Timer *> timers = reference.timers();
+        const QByteArray referenceLines = captureStdout([&] {
+            for (int tick = 1; tick <= kTicks; ++tick) {
+                fireInTurnUntil(timers, base + tick * kTick + std::chrono::microseconds(500));
+                inTurn << lookOf(reference);
+            }
+        });
+
+        RoundStage stage({40, 37, 62});
+        startAt(stage, generator, base);
+        stage.round->presentModalViewController(new ViewController, false);
+        QVERIFY(RoundClock::shared()->isCovered(stage.round.get()));
+        for (Timer *timer : stage.timers())
+            QCOMPARE(timer->fireDate(), Timer::kDistantFuture);
+        const QByteArray coveredLines = captureStdout([&] {
+            for (int tick = 1; tick <= kTicks; ++tick) {
+                RoundClock::shared()->advance(base + tick * kTick + std::chrono::microseconds(500));
+                covered << lookOf(stage);
+            }
+        });
+        QCOMPARE(coveredLines, referenceLines);
+        QCOMPARE(coveredLines.count('\n'), kTicks);
+        QCOMPARE(stage.round->balls().size(), 3);
+        for (int tick = 0; tick < kTicks; ++tick)
+            QCOMPARE(covered[tick], inTurn[tick]);
+
+        // Back on top, the round's own timers run again from its next tick on.
+        stage.round->dismissModalViewControllerAnimated(false);
+        QVERIFY(!RoundClock::shared()->isCovered(stage.round.get()));
+        const QList<Timer *> back = stage.timers();
+        QCOMPARE(back.size(), timers.size());
+        for (int i = 0; i < back.size(); ++i)
+            QCOMPARE(back[i]->fireDate(), timers[i]->fireDate());
+    }
+
     void pickupsComeAtRandomAndTheStartResetsTheScore()
     {
         // Placer intervals in whole seconds: hide 40 mod 20 = 0, minus 37 mod 36 = 1, plus 119 mod 60 = 59.
@@ -384,6 +483,34 @@ private slots:
         for (const char *label : {"lab", "TopScore"})
             QCOMPARE(over->view()->findChild<QLabel *>(label)->text(), QStringLiteral("40"));
         QCOMPARE(stage.timers().size(), timers);
+    }
+
+    // Last: it gives the application the game's style. Identical widgets look
+    // alike through one style object; labels say their role, panels keep
+    // their text clear of the border, buttons are pills of their colour.
+    void theLookComesFromOneStyle()
+    {
+        QApplication::setStyle(new ArcadeStyle);
+        Window window;
+        Over over;
+        over.setScoreInt(23);
+        window.addSubview(over.view());
+        window.show();
+        const auto *score = over.view()->findChild<QLabel *>("lab");
+        QCOMPARE(score->font().pixelSize(), 52);
+        QVERIFY(score->font().bold());
+        QCOMPARE(score->palette().color(QPalette::WindowText), QColor(0xff, 0xd2, 0x3f));
+        auto *retry = over.view()->findChild<QPushButton *>("retryButton");
+        auto *menu = over.view()->findChild<QPushButton *>("menuButton");
+        QCOMPARE(retry->palette().color(QPalette::ButtonText), QColor(0x4a, 0x22, 0x00));
+        QCOMPARE(menu->palette().color(QPalette::ButtonText), QColor(Qt::white));
+        const QColor orange = retry->grab().toImage().pixelColor(40, 10);
+        const QColor blue = menu->grab().toImage().pixelColor(40, 10);
+        QVERIFY2(orange.red() > orange.blue() && blue.blue() > blue.red(), qPrintable(orange.name() + blue.name()));
+        RoundStage stage;
+        const QLabel *hint = stage.label("power");
+        QCOMPARE(hint->contentsRect(), hint->rect().marginsRemoved(QMargins(12, 12, 12, 12)));
+        QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     }
 };
 

@@ -111,9 +111,16 @@ private slots:
         QVERIFY(repeating->isValid() && !once->isValid());  // only a repeating timer keeps its schedule
         QCOMPARE(target.ticks, 2);
 
+        // Moved to the distant future a timer waits, still valid; moved back, it fires on its own again.
+        repeating->setFireDate(Timer::kDistantFuture);
+        QCOMPARE(repeating->fireDate(), Timer::kDistantFuture);
+        repeating->setFireDate(Timer::Clock::now());
+        QTRY_COMPARE_WITH_TIMEOUT(target.ticks, 3, 10000);
+        QVERIFY(repeating->fireDate() > Timer::Clock::now() + std::chrono::minutes(59));  // an hour on, as its interval says
+
         repeating->invalidate();
         repeating->fire();
-        QCOMPARE(target.ticks, 2);
+        QCOMPARE(target.ticks, 3);
         QVERIFY(Timer::timersOf(&target).isEmpty());
         QTRY_VERIFY_WITH_TIMEOUT(repeating.isNull(), 10000);  // deleted on a later turn
 
