@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MailComposeViewController.h"
+#include "MailMessage.h"
 #include "Opener/TSKAppOpener.h"
 #include "ViewController.h"
 #include "WebContentPointer.h"
@@ -29,7 +30,7 @@ public:
     void setDelegateManager(std::shared_ptr<TSKDelegateManager> manager) { delegateManager_ = std::move(manager); }
     Velmora::Platform::ViewController *viewController() const { return viewController_; }
     void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
-    // Draws the browser instead of a view controller, when set (not owned).
+    // Draws the screens instead of a view controller, when set (not owned).
     void setPresenter(TSKScreenPresenter *presenter) { presenter_ = presenter; }
     // The page on which the click happened; the browser's first Referer.
     const QUrl &referringURL() const { return referringURL_; }
@@ -60,7 +61,7 @@ public:
 private:
     static int orientationFromCode(const QString &code);
     bool wasTapped(const QString &action, const QUrl &target) const;
-    bool drawsWidgets(const QString &screen) const;
+    static Velmora::Platform::MailMessage mailMessageFromURL(const QUrl &url);
     void present(TSKViewController *screen);
 
     std::shared_ptr<TSKDelegateManager> delegateManager_;

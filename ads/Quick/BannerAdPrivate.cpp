@@ -5,7 +5,6 @@
 #include "NotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
 #include "Quick/TSKItemBannerSurface.h"
-#include "Quick/TSKQuickBrowser.h"
 #include "QuickWebView.h"
 #include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKRequest.h>
@@ -17,7 +16,7 @@ using namespace Velmora::Platform;
 
 namespace Velmora::Ads {
 
-BannerAdPrivate::BannerAdPrivate(BannerAd *item) : status(item), item_(item) {}
+BannerAdPrivate::BannerAdPrivate(BannerAd *item) : status(item), item_(item), presenter_(item) {}
 
 // Nothing deferred of the engine may run once the banner is going.
 BannerAdPrivate::~BannerAdPrivate()
@@ -44,7 +43,7 @@ void BannerAdPrivate::makeEngine()
 {
     auto made = std::make_unique<TSKObjectPrivate>(std::make_unique<TSKItemBannerSurface>(item_));
     made->setAdUnitID(adUnitId);
-    made->setScreenPresenter(this);
+    made->setScreenPresenter(&presenter_);
     made->delegateManager()->addDelegate(this, item_)->setInternal(true);
     TSKPrivateUtilities::setPrivateObjectForKey(std::move(made), item_);
     if (std::exchange(loadPending_, false))
@@ -71,14 +70,6 @@ void BannerAdPrivate::fitContent()
     const TSKObjectPrivate *loader = engine();
     if (WebContent *content = loader ? loader->webView() : nullptr)
         static_cast<QuickWebView *>(content->contentObject())->setSize(item_->size());
-}
-
-void BannerAdPrivate::presentBrowser(const QUrl &url, const QUrl &referrer,
-                                     const std::shared_ptr<TSKDelegateManager> &delegateManager)
-{
-    if (!item_->window())
-        return;
-    TSKQuickBrowser::present(qmlEngine(item_), item_->window(), delegateManager)->loadReferringURL(url, referrer);
 }
 
 // The page decides the ad's size; a layout is only asked for so much.

@@ -3,7 +3,7 @@
 #include <VelmoraAds/BannerAd.h>
 
 #include "Error.h"
-#include "Opener/TSKScreenPresenter.h"
+#include "Quick/TSKQuickPresenter.h"
 #include "View/BannerStatus.h"
 
 #include <QObject>
@@ -15,7 +15,7 @@ namespace Velmora::Ads {
 // The engine of a BannerAd, made once the item knows its QML engine; hears
 // the engine's events as a delegate of the library's own and turns them into
 // the item's properties and signals; draws full-screen ads over its window.
-class BannerAdPrivate : public QObject, public TSKScreenPresenter
+class BannerAdPrivate : public QObject
 {
     Q_OBJECT
 public:
@@ -35,9 +35,6 @@ public:
     QStringList keywords;
     BannerStatus<BannerAd> status;
 
-    void presentBrowser(const QUrl &url, const QUrl &referrer,
-                        const std::shared_ptr<TSKDelegateManager> &delegateManager) override;
-
     Q_INVOKABLE void adViewDidReceiveAd(QObject *view);
     Q_INVOKABLE void adViewDidFailToReceiveAdWithError(QObject *view, const Velmora::Platform::Error &error);
     Q_INVOKABLE void adViewWillPresentScreen(QObject *view);
@@ -53,6 +50,7 @@ private:
     TSKObjectPrivate *engine() const;
 
     BannerAd *item_;
+    TSKQuickPresenter presenter_;
     bool loadPending_ = false;
 };
 

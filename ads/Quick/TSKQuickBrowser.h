@@ -1,12 +1,11 @@
 #pragma once
 
-#include <QPointer>
-#include <QQuickItem>
+#include "Quick/TSKQuickScreen.h"
+#include "Quick/TSKQuickPresenter.h"
+
 #include <QUrl>
 #include <memory>
 
-class QQmlEngine;
-class QQuickWindow;
 class TSKBrowserWebViewDelegate;
 class TSKDelegateManager;
 namespace Velmora::Platform {
@@ -14,20 +13,15 @@ class QuickWebView;
 class WebContent;
 }
 
-// The in-app browser drawn in Qt Quick over a whole window: the landing
-// page above a toolbar with back, forward, reload (a spinner while loading)
-// and Done. Like every full-screen ad it tells the banner's delegates as it
-// covers and uncovers the window, pauses every banner meanwhile, and keeps
-// itself alive until Done (or until its window goes).
-class TSKQuickBrowser : public QQuickItem
+// The in-app browser drawn in Qt Quick: the landing page above a toolbar
+// with back, forward, reload (a spinner while loading) and Done.
+class TSKQuickBrowser : public TSKQuickScreen
 {
     Q_OBJECT
 public:
     static constexpr int kToolbarHeight = 44;
 
-    // Made in `engine`, over `window`'s content.
-    static TSKQuickBrowser *present(QQmlEngine *engine, QQuickWindow *window,
-                                    std::shared_ptr<TSKDelegateManager> delegateManager);
+    TSKQuickBrowser(QQmlEngine *engine, std::shared_ptr<TSKDelegateManager> delegateManager);
     ~TSKQuickBrowser() override;
 
     Velmora::Platform::WebContent *webView() const;
@@ -38,18 +32,13 @@ public:
     Q_INVOKABLE void back();
     Q_INVOKABLE void forward();
     Q_INVOKABLE void reload();
-    Q_INVOKABLE void done();
-
-protected:
-    void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
 
 private:
-    TSKQuickBrowser(QQmlEngine *engine, QQuickWindow *window, std::shared_ptr<TSKDelegateManager> delegateManager);
     void refreshToolbar();
 
-    std::shared_ptr<TSKDelegateManager> delegateManager_;
     std::unique_ptr<TSKBrowserWebViewDelegate> webViewDelegate_;
+    // What the landing page opens goes over the browser.
+    TSKQuickPresenter presenter_;
     QQuickItem *chrome_ = nullptr;
     Velmora::Platform::QuickWebView *webView_ = nullptr;
-    bool relinquished_ = false;
 };

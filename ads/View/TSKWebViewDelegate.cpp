@@ -72,6 +72,12 @@ TSKWebViewDelegate::TSKWebViewDelegate(QObject *parent) : QObject(parent), opene
 {
 }
 
+void TSKWebViewDelegate::setScreen(QObject *screen, TSKScreenPresenter *presenter)
+{
+    screen_ = screen;
+    opener_->setPresenter(presenter);
+}
+
 TSKWebViewDelegate::~TSKWebViewDelegate()
 {
     if (tracker_)
@@ -119,7 +125,7 @@ void TSKWebViewDelegate::performBridgeMessage(WebContent *webView, const TSKNoti
     if (name == QLatin1String("click"))
         trackURLStringAppendSpamSignals(parameters.value(QStringLiteral("u")).toString(), true);
     else if (name == QLatin1String("close"))
-        closeViewController();
+        closeScreen();
     else if (name == QLatin1String("httpTrack"))
         trackURLStringAppendSpamSignals(parameters.value(QStringLiteral("u")).toString(), false);
     else if (name == QLatin1String("log"))
@@ -134,10 +140,11 @@ void TSKWebViewDelegate::performBridgeMessage(WebContent *webView, const TSKNoti
         TSKNotificationCenter::defaultCenter()->postNotificationFromURLObjectWithDelay(url, webView->contentObject(), 0);
 }
 
-void TSKWebViewDelegate::closeViewController()
+void TSKWebViewDelegate::closeScreen()
 {
-    if (viewController_ && kRelinquishScreen.isImplementedBy(viewController_))
-        kRelinquishScreen.performOn(viewController_, {});
+    QObject *screen = screen_ ? screen_.data() : viewController_.data();
+    if (screen && kRelinquishScreen.isImplementedBy(screen))
+        kRelinquishScreen.performOn(screen, {});
 }
 
 bool TSKWebViewDelegate::decideOrdinaryURL(WebContent *webView, const QUrl &url, NavigationType type)

@@ -15,6 +15,7 @@
 class TSKClickTracker;
 class TSKNotification;
 class TSKOpener;
+class TSKScreenPresenter;
 
 // The bridge between an ad page and native code. The page asks for native
 // actions by navigating to "tsmsg:" (or the older "tiskos:") URLs; this
@@ -47,6 +48,10 @@ public:
     Velmora::Platform::ViewController *viewController() const { return viewController_; }
     void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
     TSKOpener *opener() const { return opener_.get(); }
+    // For a page on a screen without a view controller (drawn in Qt Quick):
+    // `screen` hears "close", and what the page opens `presenter` draws.
+    // Neither is owned.
+    void setScreen(QObject *screen, TSKScreenPresenter *presenter);
 
     bool webViewShouldStartLoad(Velmora::Platform::WebContent *webView, const QNetworkRequest &request, NavigationType type) override;
     void webViewDidFinishLoad(Velmora::Platform::WebContent *webView) override;
@@ -56,7 +61,7 @@ public:
 
 private:
     void performBridgeMessage(Velmora::Platform::WebContent *webView, const TSKNotification &message, const QUrl &url);
-    void closeViewController();
+    void closeScreen();
     bool decideOrdinaryURL(Velmora::Platform::WebContent *webView, const QUrl &url, NavigationType type);
     static bool isOversizedMessage(const QUrl &url);
     static void postWebAction(Velmora::Platform::WebContent *webView, const QUrl &url, const QString &action);
@@ -64,4 +69,5 @@ private:
     std::unique_ptr<TSKOpener> opener_;
     std::unique_ptr<TSKClickTracker> tracker_;
     QPointer<Velmora::Platform::ViewController> viewController_;
+    QPointer<QObject> screen_;
 };

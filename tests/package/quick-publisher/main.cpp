@@ -1,13 +1,16 @@
 // A Qt Quick publisher's program: a QGuiApplication, a QML engine and
 // BannerAd items, nothing but the installed package. Each case prints what
 // happens, a line each, and quits; the suite judges the lines.
-//   quick-publisher ad | unseen | churn | quit-with-browser | loader | window-closed | engine-first
+//   quick-publisher ad | done-while-opening | webapp | mail | unseen | churn
+//                   | quit-with-browser | loader | window-closed | engine-first
 #include <QDebug>
+#include <QDesktopServices>
 #include <QFile>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
+#include <QQmlExpression>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTimer>
@@ -117,6 +120,8 @@ public:
         std::fflush(stdout);
         emit said(line);
     }
+    // The desktop's mail program, as far as this program can tell.
+    Q_INVOKABLE void openMail(const QUrl &url) { say(QStringLiteral("mail program got ") + url.toString()); }
 signals:
     void said(const QString &line);
 };
@@ -178,31 +183,122 @@ void tap(QQuickItem *banner)
     }
 }
 
-void whenBrowserUp(std::function<void(QQuickItem *done)> then)
+void click(QQuickItem *item)
+{
+    clickAt(item->mapToScene({item->width() / 2, item->height() / 2}));
+}
+
+// Once `name` is shown in this program's window and has stopped moving:
+// says where, in the window's coordinates, and how large.
+void whenUp(const QString &name, std::function<void(QQuickItem *)> then)
 {
     auto *poll = new QTimer(&host);
-    QObject::connect(poll, &QTimer::timeout, [poll, then] {
-        QQuickItem *done = named(QStringLiteral("Done"));
-        if (!done || !done->isVisible())
+    QObject::connect(poll, &QTimer::timeout, [=] {
+        QQuickItem *item = named(name);
+        if (!item || !item->isVisible() || item->mapToScene({0, 0}) != item->property("lastPlace").toPointF()) {
+            if (item)
+                item->setProperty("lastPlace", item->mapToScene({0, 0}));
             return;
+        }
         poll->deleteLater();
         poll->stop();
-        host.say(QStringLiteral("browser over the window: %1")
-                     .arg(done->window() == window() && done->mapToScene({0, 0}).y() > window()->height() - 60 ? "yes"
-                                                                                                           : "no"));
-        then(done);
+        const QPointF place = item->mapToScene({0, 0});
+        host.say(QStringLiteral("%1 at %2,%3 %4x%5")
+                     .arg(name)
+                     .arg(place.x())
+                     .arg(place.y())
+                     .arg(item->width())
+                     .arg(item->height()));
+        then(item);
     });
     poll->start(100);
+}
+
+void whenBrowserUp(std::function<void(QQuickItem *done)> then)
+{
+    whenUp(QStringLiteral("browser"), [then](QQuickItem *) { then(named(QStringLiteral("Done"))); });
 }
 
 int adAndBrowser()
 {
     load(kAdScene);
     on(QStringLiteral("bottom adReceived"), [] { tap(named(QStringLiteral("bottom"))); });
-    on(QStringLiteral("screenWillPresent"), [] {
-        whenBrowserUp([](QQuickItem *done) { clickAt(done->mapToScene({done->width() / 2, done->height() / 2})); });
-    });
+    on(QStringLiteral("screenWillPresent"), [] { whenBrowserUp(click); });
     on(QStringLiteral("screenDidDismiss"), [] { QTimer::singleShot(0, qApp, &QCoreApplication::quit); });
+    return qApp->exec();
+}
+
+// Done as the browser starts to slide in: each event still comes once.
+int doneWhileOpening()
+{
+    load(kAdScene);
+    on(QStringLiteral("bottom adReceived"), [] { tap(named(QStringLiteral("bottom"))); });
+    on(QStringLiteral("screenWillPresent"), [] {
+        QTimer::singleShot(0, [] { click(named(QStringLiteral("Done"))); });
+    });
+    on(QStringLiteral("screenDidDismiss"), [] { QTimer::singleShot(1000, qApp, &QCoreApplication::quit); });
+    return qApp->exec();
+}
+
+// What the web app's page says it shows.
+void askPage(const QString &script)
+{
+    QQmlExpression pageSays(engine->rootContext(), nullptr, QStringLiteral("(answer) => host.say('page: ' + answer)"));
+    for (QQuickItem *item : named(QStringLiteral("webApp"))->findChildren<QQuickItem *>()) {
+        if (item->inherits("QQuickWebEngineView"))
+            QMetaObject::invokeMethod(item, "runJavaScript", Q_ARG(QString, script),
+                                      Q_ARG(QJSValue, pageSays.evaluate().value<QJSValue>()));
+    }
+}
+
+// The web app screen opens twice: the page closes it the first time, its
+// close button the second.
+int webApp()
+{
+    load(kAdScene);
+    on(QStringLiteral("bottom adReceived"), [] { tap(named(QStringLiteral("bottom"))); });
+    on(QStringLiteral("screenWillPresent"), [] {
+        whenUp(QStringLiteral("webApp"), [](QQuickItem *) {
+            auto *poll = new QTimer(&host);
+            QObject::connect(poll, &QTimer::timeout, [poll] {
+                if (named(QStringLiteral("Spinner"))->isVisible())
+                    return;
+                poll->deleteLater();
+                const QPointF close = named(QStringLiteral("closeButton"))->mapToScene({0, 0});
+                host.say(QStringLiteral("spinner gone, close button at %1,%2").arg(close.x()).arg(close.y()));
+                askPage(QStringLiteral("document.getElementById('status').textContent.split(' ')[0]"));
+            });
+            poll->start(100);
+        });
+    });
+    on(QStringLiteral("page: Welcome!"), [] { askPage(QStringLiteral("document.getElementById('close').click(); 'closing'")); });
+    on(QStringLiteral("screenDidDismiss"), [] {
+        on(QStringLiteral("screenWillPresent"), [] {
+            whenUp(QStringLiteral("webApp"), [](QQuickItem *) { click(named(QStringLiteral("closeButton"))); });
+        });
+        on(QStringLiteral("screenDidDismiss"), [] { QTimer::singleShot(0, qApp, &QCoreApplication::quit); });
+        QTimer::singleShot(500, [] { tap(named(QStringLiteral("bottom"))); });
+    });
+    return qApp->exec();
+}
+
+// The mail form, filled from the ad's link, hands the mail to the desktop.
+int mail()
+{
+    QDesktopServices::setUrlHandler(QStringLiteral("mailto"), &host, "openMail");
+    load(kAdScene);
+    on(QStringLiteral("bottom adReceived"), [] {
+        tap(named(QStringLiteral("bottom")));
+        whenUp(QStringLiteral("mailForm"), [](QQuickItem *) {
+            host.say(QStringLiteral("subject: ") + named(QStringLiteral("subjectInput"))->property("text").toString());
+            named(QStringLiteral("toInput"))->setProperty("text", QStringLiteral("friend@example.org"));
+            click(named(QStringLiteral("send")));
+            QTimer::singleShot(1000, [] {
+                host.say(QStringLiteral("mail form closed: %1").arg(named(QStringLiteral("mailForm")) ? "no" : "yes"));
+                QCoreApplication::quit();
+            });
+        });
+    });
     return qApp->exec();
 }
 
@@ -309,6 +405,12 @@ int main(int argc, char **argv)
     int status;
     if (shape == QLatin1String("ad"))
         status = adAndBrowser();
+    else if (shape == QLatin1String("done-while-opening"))
+        status = doneWhileOpening();
+    else if (shape == QLatin1String("webapp"))
+        status = webApp();
+    else if (shape == QLatin1String("mail"))
+        status = mail();
     else if (shape == QLatin1String("unseen"))
         status = unseen();
     else if (shape == QLatin1String("churn"))
