@@ -74,7 +74,7 @@ TSKQuickBrowser::TSKQuickBrowser(QQmlEngine *engine, std::shared_ptr<TSKDelegate
     lifecycle()->setDelegateManager(std::move(delegateManager));
     setObjectName(QStringLiteral("browser"));
     static const QByteArray chromeSource = withSpinner(kChromeSource);
-    chrome_ = makeChrome(QUrl(QStringLiteral("velmora:///Browser.qml")), chromeSource.constData(),
+    chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/Browser.qml")), chromeSource.constData(),
                          {{QStringLiteral("backImage"), imageURL(TSKIntrinsicImageData::browserBackButton)},
                           {QStringLiteral("forwardImage"), imageURL(TSKIntrinsicImageData::browserForwardButton)}});
     auto *page = chrome_->property("page").value<QQuickItem *>();

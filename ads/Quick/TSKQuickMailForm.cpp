@@ -84,7 +84,7 @@ QString joined(const QStringList &addresses)
 TSKQuickMailForm::TSKQuickMailForm(QQmlEngine *engine, const MailMessage &message) : TSKQuickScreen(engine, nullptr)
 {
     setObjectName(QStringLiteral("mailForm"));
-    chrome_ = makeChrome(QUrl(QStringLiteral("velmora:///MailForm.qml")), kChromeSource,
+    chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/MailForm.qml")), kChromeSource,
                          {{QStringLiteral("to"), joined(message.to)},
                           {QStringLiteral("cc"), joined(message.cc)},
                           {QStringLiteral("bcc"), joined(message.bcc)},

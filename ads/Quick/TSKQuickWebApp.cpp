@@ -42,7 +42,7 @@ TSKQuickWebApp::TSKQuickWebApp(QQmlEngine *engine, std::shared_ptr<TSKDelegateMa
     lifecycle()->setDelegateManager(std::move(delegateManager));
     setObjectName(QStringLiteral("webApp"));
     static const QByteArray chromeSource = withSpinner(kChromeSource);
-    chrome_ = makeChrome(QUrl(QStringLiteral("velmora:///WebApp.qml")), chromeSource.constData(),
+    chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/WebApp.qml")), chromeSource.constData(),
                          {{QStringLiteral("closeImage"), imageURL(TSKIntrinsicImageData::closeButton)},
                           {QStringLiteral("inset"), kCloseButtonInset}});
     auto *page = chrome_->property("page").value<QQuickItem *>();

@@ -46,7 +46,7 @@ WebEngineView {
 
 QQmlComponent *viewComponent(QQmlEngine *engine)
 {
-    return QmlComponentCache::component(engine, QUrl(QStringLiteral("velmora:///QuickWebView.qml")), kViewSource);
+    return QmlComponentCache::component(engine, QUrl(QStringLiteral("qrc:/velmora/QuickWebView.qml")), kViewSource);
 }
 
 }  // namespace
