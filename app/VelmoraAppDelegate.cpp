@@ -2,6 +2,8 @@
 
 #include "Application.h"
 #include "Autoplay.h"
+#include "Privacy.h"
+#include "PrivacyChoice.h"
 #include "ScreenshotTour.h"
 #include "VelmoraViewController.h"
 #include "WebWindowSurface.h"
@@ -41,6 +43,7 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
 {
     window_->addSubview(viewController_->view());
     window_->makeKeyAndVisible();
+    settlePrivacy();
 
     if (!options_.screenshotDirectory().isEmpty()) {
         screenshotTour_ = std::make_unique<ScreenshotTour>(window_.get(), viewController_.get(),
@@ -49,6 +52,24 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
     }
     startAutoplay();
     return true;
+}
+
+// The command line's answer, else the player's kept one, else the question.
+// The bot and the picture tour never wait for it: they run non-personalised.
+void VelmoraAppDelegate::settlePrivacy()
+{
+    std::optional<bool> answer = options_.personalisedAds();
+    if (!answer && (options_.autoplayRounds() || !options_.screenshotDirectory().isEmpty()))
+        answer = false;
+    if (!answer)
+        answer = PrivacyChoice::stored();
+    if (answer) {
+        PrivacyChoice::apply(*answer);
+        return;
+    }
+    auto *question = new Privacy;
+    question->setAsking(true);
+    viewController_->presentModalViewController(question, false);
 }
 
 void VelmoraAppDelegate::addQuitShortcut()
