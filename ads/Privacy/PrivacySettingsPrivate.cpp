@@ -30,6 +30,8 @@ PrivacySettingsPrivate::PrivacySettingsPrivate(PrivacySettings *q) : q_(q)
 {
 }
 
+PrivacySettingsPrivate::~PrivacySettingsPrivate() = default;
+
 PrivacyRules PrivacySettingsPrivate::enforce()
 {
     const PrivacyRules rules = currentRules();
@@ -48,7 +50,7 @@ PrivacyRules PrivacySettingsPrivate::currentRules()
 
 ConsentSignals PrivacySettingsPrivate::consentSignals() const
 {
-    const QSettings stored;
+    const QSettings &stored = storedKeys();
     ConsentSignals given;
     given.gdprApplies = gdprApplies.value_or(storedFlag(stored, GdprAppliesKey));
     if (consentString) {
@@ -86,6 +88,14 @@ ConsentBits PrivacySettingsPrivate::storedConsent(const QSettings &stored, const
         return ConsentString::decode(consentString).value_or(ConsentBits());
     return ConsentBits{storedString(stored, PurposeConsentsKey), storedString(stored, VendorConsentsKey),
                        storedString(stored, SpecialFeaturesKey)};
+}
+
+// Made on first use, when the program has named itself.
+const QSettings &PrivacySettingsPrivate::storedKeys() const
+{
+    if (!storedKeys_)
+        storedKeys_ = std::make_unique<QSettings>();
+    return *storedKeys_;
 }
 
 void PrivacySettingsPrivate::enforceSoon()

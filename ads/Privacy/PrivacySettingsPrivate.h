@@ -4,6 +4,7 @@
 
 #include "Privacy/PrivacyRules.h"
 
+#include <memory>
 #include <optional>
 
 class QSettings;
@@ -16,6 +17,7 @@ class PrivacySettingsPrivate
 {
 public:
     explicit PrivacySettingsPrivate(PrivacySettings *q);
+    ~PrivacySettingsPrivate();
 
     // The rules for the signals in force now, applied at once to what the
     // device keeps: the identifier, the request connection's cookies and the
@@ -54,8 +56,14 @@ private:
     static QString storedString(const QSettings &stored, const QString &key);
     static ConsentBits storedConsent(const QSettings &stored, const QString &consentString);
 
+    // The keys a consent tool stored. One object for the program's life:
+    // what any other in the process writes shows in it at once, and asking
+    // it costs no look at the disk.
+    const QSettings &storedKeys() const;
+
     PrivacySettings *q_;
     bool enforcementPending_ = false;
+    mutable std::unique_ptr<QSettings> storedKeys_;
 };
 
 }  // namespace Velmora::Ads

@@ -3,11 +3,11 @@
 #include <VelmoraAds/TSKRequest.h>
 #include "Utility/TSKLocation.h"
 
+#include <memory>
+
 namespace Velmora::Ads {
 class PrivacyRules;
 }
-
-#include <memory>
 
 // The one concrete request. Its parameters() are the flat dictionary the ad
 // server's script turns into an ad URL.
