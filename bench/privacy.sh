@@ -42,9 +42,15 @@ run() {  # name binary
         sed -n "s/^parameters: \([0-9.]*\) us.*/$1 parameters \1/p; s/^request: \([0-9.]*\) ms.*/$1 request \1/p"
 }
 echo "== privacy bench: this tree against $ref ($(git rev-parse --short "$ref")), load average $(cut -d' ' -f1-3 /proc/loadavg)"
+# In turns, each going first every other round.
 for round in $(seq "$rounds"); do
-    run before "$before/tree/bench/privacy"
-    run after "$build_dir/bench/privacy"
+    if [ $((round % 2)) = 1 ]; then
+        run before "$before/tree/bench/privacy"
+        run after "$build_dir/bench/privacy"
+    else
+        run after "$build_dir/bench/privacy"
+        run before "$before/tree/bench/privacy"
+    fi
 done | tee "$work/figures"
 awk '
     { key = $1 " " $2; value[key, ++count[key]] = $3 }
