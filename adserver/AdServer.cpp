@@ -8,10 +8,16 @@
 
 namespace {
 
+// What a load balancer or the operator checks; never delayed by the ad path's faults.
 bool operatorRoute(AdRoutes::Route route)
 {
     using Route = AdRoutes::Route;
-    return route == Route::stats || route == Route::metrics || route == Route::health || route == Route::readiness;
+    return AdRoutes::isOperatorOnly(route) || route == Route::health || route == Route::readiness;
+}
+
+bool servedOn(AdServer::Listener listener, AdRoutes::Route route)
+{
+    return listener == AdServer::Listener::admin ? operatorRoute(route) : !AdRoutes::isOperatorOnly(route);
 }
 
 }  // namespace
@@ -19,6 +25,8 @@ bool operatorRoute(AdRoutes::Route route)
 AdServer::AdServer(const ServerOptions &options)
     : options_(options)
     , faults_(options.faults)
+    , log_(options.logRetentionDays, options.vendorId, options.limits.logBacklogBytes)
+    , recent_(options.recentCount, options.logRetentionDays, options.vendorId)
 {
 }
 
@@ -28,6 +36,8 @@ AdServer::~AdServer()
 {
     if (transport_)
         transport_->stop();
+    if (adminTransport_)
+        adminTransport_->stop();
     routes_.reset();
     stats_.reset();
     commits_.reset();
@@ -45,16 +55,23 @@ bool AdServer::start(QString *error)
     if (!openStorage(error))
         return false;
     files_ = std::make_unique<StaticFiles>(options_.wwwDir);
-    stats_ = std::make_unique<AdStats>(options_.units, catalogue_.ids(), options_.recentCount, *commits_, store_->runNumber());
+    stats_ = std::make_unique<AdStats>(options_.units, catalogue_.ids(), recent_, *commits_, store_->runNumber());
     stats_->watchStorage(&log_);
     routes_ = std::make_unique<AdRoutes>(options_, faults_, catalogue_, script_, *files_, *stats_, metrics_);
 
-    transport_ = std::make_unique<HttpTransport>(options_.limits, [this](const HttpRequest &request) { return respond(request); });
-    if (!transport_->listen(options_.bindAddress, options_.port, error))
+    transport_ = std::make_unique<HttpTransport>(options_.limits, [this](const HttpRequest &request) {
+        return respond(request, Listener::clients);
+    });
+    adminTransport_ = std::make_unique<HttpTransport>(options_.limits, [this](const HttpRequest &request) {
+        return respond(request, Listener::admin);
+    });
+    if (!transport_->listen(options_.bindAddress, options_.port, error)
+        || !adminTransport_->listen(options_.adminBindAddress, options_.adminPort, error))
         return false;
     routes_->setBaseUrl(baseUrl());
     metrics_.watch(&transport_->counters(), &log_);
     transport_->start(options_.threads);
+    adminTransport_->start(1);
     return true;
 }
 
@@ -71,7 +88,7 @@ bool AdServer::openStorage(QString *error)
         *error = QStringLiteral("cannot read the count database");
         return false;
     }
-    commits_ = std::make_unique<GroupCommit>(log_, *store_, *stored, options_.statsInterval,
+    commits_ = std::make_unique<GroupCommit>(log_, *store_, *stored, options_.statsInterval, &recent_,
                                              [this](std::chrono::duration<double> latency, bool ok) {
                                                  metrics_.observeStoreBatch(latency.count(), ok);
                                              });
@@ -91,36 +108,49 @@ QByteArray AdServer::baseUrl() const
 
 QByteArray AdServer::listeningUrl() const
 {
-    return QStringLiteral("http://%1:%2").arg(boundHost()).arg(port()).toLatin1();
+    return QStringLiteral("http://%1:%2").arg(hostText(options_.bindAddress)).arg(port()).toLatin1();
+}
+
+QByteArray AdServer::adminUrl() const
+{
+    const quint16 adminPort = adminTransport_ ? adminTransport_->port() : 0;
+    return QStringLiteral("http://%1:%2").arg(hostText(options_.adminBindAddress)).arg(adminPort).toLatin1();
 }
 
 QString AdServer::boundHost() const
 {
-    const QHostAddress &address = options_.bindAddress;
+    return hostText(options_.bindAddress);
+}
+
+QString AdServer::hostText(const QHostAddress &address)
+{
     return address.protocol() == QAbstractSocket::IPv6Protocol ? QLatin1Char('[') + address.toString() + QLatin1Char(']')
                                                                 : address.toString();
 }
 
-const TransportCounters &AdServer::transportCounters() const
+const TransportCounters &AdServer::transportCounters(Listener listener) const
 {
-    return transport_->counters();
+    return (listener == Listener::admin ? adminTransport_ : transport_)->counters();
 }
 
-Reply AdServer::respond(const HttpRequest &request)
+Reply AdServer::respond(const HttpRequest &request, Listener listener)
 {
     const AdRoutes::Route route = AdRoutes::routeOf(request.path());
     const bool get = request.method() == "GET";
+    const bool served = servedOn(listener, route);
     Reply reply;
     AdStats::Staged counts;
     {
         const std::lock_guard lock(routesMutex_);
         stats_->recordRequest();
-        if (get && route != AdRoutes::Route::metrics)
+        if (get && served && route != AdRoutes::Route::metrics)
             reply = routes_->handle(route, request);
         counts = stats_->takeCounts();
     }
     if (!get)
         reply = Reply::text(405, "only GET is served").addHeader("Allow", "GET");
+    else if (!served)
+        reply = Reply::text(404, "not found");
     else if (route == AdRoutes::Route::metrics)
         reply = metricsPage();
     // A reply that waits for its count is counted when it goes.

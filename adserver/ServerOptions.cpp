@@ -78,6 +78,8 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     };
     const auto portOption = option("port", QStringLiteral("TCP port (0 picks a free one)."), "PORT", QString::number(defaultPort));
     const auto bindOption = option("bind", QStringLiteral("Address to listen on."), "ADDRESS", QStringLiteral("127.0.0.1"));
+    const auto adminPortOption = option("admin-port", QStringLiteral("TCP port of the operator's listener (/stats, the dashboard, /metrics); a free one when --port is 0."), "PORT", QString::number(defaultAdminPort));
+    const auto adminBindOption = option("admin-bind", QStringLiteral("Address the operator's listener listens on."), "ADDRESS", QStringLiteral("127.0.0.1"));
     const auto publicHostOption = option("public-host", QStringLiteral("Host name put into links (Location, trackers, the core script); the bind address when not set."), "HOST");
     const auto publicPortOption = option("public-port", QStringLiteral("Port put into links, e.g. the load balancer's in front; the listening port when 0."), "PORT", QStringLiteral("0"));
     const auto unitsOption = option("units", QStringLiteral("Comma-separated ad units to serve."), "UNITS", gameAdUnit);
@@ -90,7 +92,10 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
                                                            " Default: an SQLite file beside the log, named after it (requests.sqlite)."),
                                             QStringLiteral("FILE|URI"));
     parser.addOption(databaseOption);
-    const auto recentOption = option("recent", QStringLiteral("Ad requests kept for /stats."), "N", QStringLiteral("100"));
+    const auto retentionOption = option("log-retention-days", QStringLiteral("Days rotated request logs and stored ad requests are kept; 0 keeps them for ever."), "DAYS", QString::number(defaultLogRetentionDays));
+    const auto vendorOption = option("vendor-id", QStringLiteral("The house network's vendor id in consent strings, whose consent a request then needs; 0 checks none."), "ID", QStringLiteral("0"));
+    const auto eraseOption = option("erase-identifier", QStringLiteral("Remove every log line and stored request holding ID (at least %1 characters), print how many, and exit.").arg(minimumErasedLength), "ID");
+    const auto recentOption = option("recent", QStringLiteral("Latest ad requests listed in /stats, of every server on the store."), "N", QStringLiteral("100"));
     const auto statsOption = option("stats-interval", QStringLiteral("Seconds a built /stats page is served before it is rebuilt; 0 rebuilds it every time."), "SECONDS", QStringLiteral("1"));
     const auto faultOption = option("fault", QStringLiteral("Misbehave: %1. Repeatable.").arg(FaultInjector::modeSyntax()), "MODE");
     const auto threadsOption = option("threads", QStringLiteral("Threads serving connections."), "N", QString::number(defaultThreads()));
@@ -102,6 +107,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const auto idleTimeoutOption = option("idle-timeout", QStringLiteral("Seconds a kept-alive connection may wait for its next request."), "SECONDS", QString::number(defaults.idleTimeout.count() / 1000));
     const auto connectionsOption = option("max-connections", QStringLiteral("Open connections; beyond, the longest-idle one is closed for a newcomer."), "N", QString::number(defaults.connections));
     const auto perAddressOption = option("max-connections-per-address", QStringLiteral("Open connections from one client address; beyond, new ones are closed at once."), "N", QString::number(defaults.connectionsPerAddress));
+    const auto backlogOption = option("max-log-backlog-bytes", QStringLiteral("Requests waiting to be logged while the log cannot keep up; beyond, their lines are lost and counted."), "BYTES", QString::number(defaults.logBacklogBytes));
     const auto unsentOption = option("max-unsent-bytes", QStringLiteral("Reply bytes held for clients that do not read them, all together; beyond, the slowest reader is closed."), "BYTES", QString::number(defaults.unsentBytes));
 
     if (!parser.parse(arguments)) {
@@ -151,6 +157,12 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     if (!whole(publicPortOption, 0, 65535))
         return false;
     publicPort = quint16(number);
+    if (!whole(adminPortOption, 0, 65535))
+        return false;
+    // Servers started on a free port (tests, benches) must not collide on the admin one.
+    adminPort = port == 0 && !parser.isSet(adminPortOption) ? 0 : quint16(number);
+    if (!check(adminBindOption, adminBindAddress.setAddress(parser.value(adminBindOption)), QStringLiteral("an IP address")))
+        return false;
 
     units = parser.value(unitsOption).split(QLatin1Char(','), Qt::SkipEmptyParts);
     if (!check(unitsOption, !units.isEmpty(), QStringLiteral("at least one ad unit")))
@@ -172,6 +184,16 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     if (!whole(recentOption, 0, 100000))
         return false;
     recentCount = int(number);
+    if (!whole(retentionOption, 0, 36500))
+        return false;
+    logRetentionDays = int(number);
+    if (!whole(vendorOption, 0, 65535))
+        return false;
+    vendorId = int(number);
+    eraseIdentifier = parser.value(eraseOption);
+    if (!check(eraseOption, !parser.isSet(eraseOption) || eraseIdentifier.size() >= minimumErasedLength,
+               QStringLiteral("an identifier of at least %1 characters").arg(minimumErasedLength)))
+        return false;
     if (!seconds(statsOption, 0, &statsInterval))
         return false;
 
@@ -181,7 +203,8 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
     const QList<std::pair<const QCommandLineOption *, std::size_t *>> sizes{
         {&headerBytesOption, &limits.headerBytes}, {&headerCountOption, &limits.headerCount}, {&bodyOption, &limits.bodyBytes},
         {&parametersOption, &limits.queryParameters}, {&connectionsOption, &limits.connections},
-        {&perAddressOption, &limits.connectionsPerAddress}, {&unsentOption, &limits.unsentBytes}};
+        {&perAddressOption, &limits.connectionsPerAddress}, {&unsentOption, &limits.unsentBytes},
+        {&backlogOption, &limits.logBacklogBytes}};
     for (const auto &[sizeOption, size] : sizes) {
         if (!whole(*sizeOption, 1, 1 << 30))
             return false;
@@ -191,7 +214,7 @@ bool ServerOptions::parse(const QStringList &arguments, QString *error, bool *ex
         return false;
 
     wwwDir = parser.isSet(wwwOption) ? parser.value(wwwOption) : defaultWwwDir();
-    if (!QFileInfo(wwwDir + QStringLiteral("/tiskos/sdk-core-v40.js")).isFile()) {
+    if (eraseIdentifier.isEmpty() && !QFileInfo(wwwDir + QStringLiteral("/tiskos/sdk-core-v40.js")).isFile()) {
         *error = QStringLiteral("--www: \"%1\" holds no core script (tiskos/sdk-core-v40.js)").arg(wwwDir);
         return false;
     }

@@ -1,5 +1,7 @@
 #include "AdServer.h"
 #include "ServerOptions.h"
+#include "store/CountStore.h"
+#include "store/IdentifierEraser.h"
 
 #include <QCoreApplication>
 
@@ -53,6 +55,36 @@ sigset_t blockHandledSignals()
     return handled;
 }
 
+// --erase-identifier: the log's lines and the stored requests that hold the id go; says how many.
+int eraseIdentifier(const ServerOptions &options)
+{
+    const IdentifierEraser eraser(options.eraseIdentifier);
+    QString error;
+    IdentifierEraser::Removed lines;
+    if (!options.logFile.isEmpty()) {
+        const auto removed = eraser.eraseFromLog(options.logFile, &error);
+        if (!removed) {
+            std::fprintf(stderr, "velmora-adserver: %s\n", qPrintable(error));
+            return 1;
+        }
+        lines = *removed;
+    }
+    qint64 rows = 0;
+    if (!options.store.isEmpty()) {
+        const std::unique_ptr<CountStore> store = CountStore::open(options.store, &error);
+        const std::optional<qint64> erased = store ? eraser.eraseFromStore(*store) : std::nullopt;
+        if (!erased) {
+            std::fprintf(stderr, "velmora-adserver: cannot erase from the count database: %s\n",
+                         qPrintable(store ? QStringLiteral("it takes no writes") : error));
+            return 1;
+        }
+        rows = *erased;
+    }
+    std::printf("velmora-adserver: removed %lld lines from %d log files and %lld rows from the store\n",
+                static_cast<long long>(lines.lines), lines.files, static_cast<long long>(rows));
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -67,6 +99,8 @@ int main(int argc, char **argv)
         std::fprintf(exitEarly ? stdout : stderr, exitEarly ? "%s" : "velmora-adserver: %s\n", qPrintable(error));
         return exitEarly ? 0 : 2;
     }
+    if (!options.eraseIdentifier.isEmpty())
+        return eraseIdentifier(options);
 
     fitConnectionsToDescriptors(options);
     returnLargeBlocksToTheSystem();
@@ -77,8 +111,8 @@ int main(int argc, char **argv)
         return 1;
     }
     const QByteArray links = server.baseUrl() == server.listeningUrl() ? QByteArray() : "links to " + server.baseUrl() + "; ";
-    std::printf("velmora-adserver: listening on %s (%srequest log: %s)\n", server.listeningUrl().constData(), links.constData(),
-                qPrintable(options.logFile));
+    std::printf("velmora-adserver: listening on %s (%sadmin: %s; request log: %s)\n", server.listeningUrl().constData(),
+                links.constData(), server.adminUrl().constData(), qPrintable(options.logFile));
     std::fflush(stdout);
     // Under systemd (Type=notify): listening, and the store is open.
     sd_notify(0, "READY=1");

@@ -34,7 +34,8 @@ def start(binary, www, workdir, extra=(), nofile=None):
         text = out.read()
         if "listening on" in text:
             port = int(text.split("listening on http://127.0.0.1:")[1].split()[0].rstrip(")"))
-            return proc, port
+            admin = int(text.split("admin: http://127.0.0.1:")[1].split(";")[0])
+            return proc, port, admin
         time.sleep(0.1)
     raise RuntimeError("server did not start: " + text)
 
@@ -140,28 +141,28 @@ def big_ads(port):
     return answered
 
 
-def case_big_stats(port):
+def case_big_stats(port, admin):
     answered = big_ads(port)
-    _, size, took = request(port, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 60)
+    _, size, took = request(admin, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 60)
     return f"{answered}/100 answered; /stats {size / 1e3:.1f} kB in {took * 1000:.0f} ms"
 
 
-def case_near_limit_stats(port):
+def case_near_limit_stats(port, admin):
     """100 ad requests with a 15 KB value each, just inside the request line limit."""
     value = "v" * 15000
     answered = 0
     for i in range(100):
         status, _, _ = request(port, f"GET /ad?slotname={UNIT}&big={value} HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n".encode(), 2)
         answered += status.startswith("HTTP/1.1 302")
-    _, size, took = request(port, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 60)
+    _, size, took = request(admin, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 60)
     return f"{answered}/100 answered; /stats {size / 1e3:.1f} kB in {took * 1000:.0f} ms"
 
 
-def case_abandoned_stats(port):
+def case_abandoned_stats(port, admin):
     answered = big_ads(port)
     sockets = []
     for _ in range(20):
-        s = socket.create_connection(("127.0.0.1", port))
+        s = socket.create_connection(("127.0.0.1", admin))
         s.sendall(b"GET /stats HTTP/1.1\r\nHost: x\r\n\r\n")
         sockets.append(s)
     time.sleep(8)
@@ -177,17 +178,17 @@ def rss_kb(pid):
     return 0
 
 
-def case_unread_stats_1500(port, pid):
+def case_unread_stats_1500(port, admin, pid):
     """The recent list filled with requests of 999 parameters, then 1,500 clients that never read /stats."""
     query = "&".join(f"k{i}=" for i in range(997))
     for _ in range(100):
         request(port, f"GET /ad?slotname={UNIT}&preqs=1&{query} HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n".encode(), 5)
-    _, size, _ = request(port, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 30)
+    _, size, _ = request(admin, b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 30)
     sockets = []
     for _ in range(1500):
         s = socket.socket()
         s.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
-        s.connect(("127.0.0.1", port))
+        s.connect(("127.0.0.1", admin))
         s.sendall(b"GET /stats HTTP/1.1\r\nHost: x\r\n\r\n")
         sockets.append(s)
     time.sleep(8)
@@ -204,7 +205,7 @@ def case_one_address(port, pid):
     for _ in range(4096):
         try:
             s = socket.create_connection(("127.0.0.1", port), timeout=2)
-            s.sendall(b"GET /stats HTTP/1.1\r\nHost: x\r\n\r\n")
+            s.sendall(b"GET /healthz HTTP/1.1\r\nHost: x\r\n\r\n")
             sockets.append(s)
         except OSError:
             refused += 1
@@ -246,10 +247,10 @@ def case_slow_and_idle(port):
     slow, idle = [], []
     for _ in range(100):
         s = socket.create_connection(("127.0.0.1", port))
-        s.sendall(b"GET /stats HTTP/1.1\r\n")
+        s.sendall(b"GET /healthz HTTP/1.1\r\n")
         slow.append(s)
         s = socket.create_connection(("127.0.0.1", port))
-        s.sendall(b"GET /stats HTTP/1.1\r\nHost: x\r\n\r\n")
+        s.sendall(b"GET /healthz HTTP/1.1\r\nHost: x\r\n\r\n")
         s.recv(65536)
         idle.append(s)
     for _ in range(12):  # a header line a second keeps a slow client busy
@@ -266,12 +267,12 @@ def case_slow_and_idle(port):
 
 def case_protocol(port):
     rows = []
-    for name, raw in [("Connection: close", b"GET /stats HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"),
-                      ("HTTP/1.0", b"GET /stats HTTP/1.0\r\n\r\n"),
-                      ("HTTP/9.9", b"GET /stats HTTP/9.9\r\nHost: x\r\n\r\n"),
-                      ("no Host", b"GET /stats HTTP/1.1\r\n\r\n"),
-                      ("two Hosts", b"GET /stats HTTP/1.1\r\nHost: x\r\nHost: y\r\n\r\n"),
-                      ("malformed header", b"GET /stats HTTP/1.1\r\nHost: x\r\nBad Header\r\n\r\n")]:
+    for name, raw in [("Connection: close", b"GET /healthz HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"),
+                      ("HTTP/1.0", b"GET /healthz HTTP/1.0\r\n\r\n"),
+                      ("HTTP/9.9", b"GET /healthz HTTP/9.9\r\nHost: x\r\n\r\n"),
+                      ("no Host", b"GET /healthz HTTP/1.1\r\n\r\n"),
+                      ("two Hosts", b"GET /healthz HTTP/1.1\r\nHost: x\r\nHost: y\r\n\r\n"),
+                      ("malformed header", b"GET /healthz HTTP/1.1\r\nHost: x\r\nBad Header\r\n\r\n")]:
         status, _, took = request(port, raw, 3)
         rows.append(f"{name}: {status.split(' ', 1)[-1] or 'no answer'}{', closed' if took < 2.5 else ', kept open'}")
     return "; ".join(rows)
@@ -283,8 +284,9 @@ CASES = {
     "fd-limit": case_fd_limit, "slow-and-idle": case_slow_and_idle, "protocol": case_protocol,
     "unread-stats-1500": case_unread_stats_1500, "one-address": case_one_address,
 }
-# Cases that also look at the server process.
+# Cases that also look at the server process, and those that read its admin listener.
 WITH_PID = {"unread-stats-1500", "one-address"}
+WITH_ADMIN = {"big-stats", "near-limit-stats", "abandoned-stats", "unread-stats-1500"}
 
 
 def main():
@@ -296,13 +298,14 @@ def main():
     print("|---|---|---|---|---|")
     for name in names or CASES:
         with tempfile.TemporaryDirectory() as workdir:
-            proc, port = start(binary, www, workdir, nofile=256 if name == "fd-limit" else None)
+            proc, port, admin = start(binary, www, workdir, nofile=256 if name == "fd-limit" else None)
             try:
                 cpu_before = cpu_seconds(proc.pid)
                 prober = Prober(port)
                 prober.start()
                 try:
-                    seen = CASES[name](port, proc.pid) if name in WITH_PID else CASES[name](port)
+                    arguments = (port, admin) if name in WITH_ADMIN else (port,)
+                    seen = CASES[name](*arguments, *((proc.pid,) if name in WITH_PID else ()))
                 except OSError as error:
                     seen = f"client error: {error}"
                 prober.stop.set()

@@ -4,7 +4,11 @@
 # configuration (the physical limit for this answer). Both get the same wrk
 # load one after the other: keep-alive, THREADS (2) threads, CONNECTIONS (64)
 # connections, DURATION (30s), after a 3 s warm-up. Reports requests/s, the
-# ratio, p99, errors and memory before and after. Then the same for an
+# ratio, p99, errors and memory before and after. Right after /ad, the same
+# request with every consent signal set (GDPR with the IAB encoder's full
+# consent string from the tests' data, a GPP string, a US Privacy string,
+# coppa, tfua, npa) and the personal parameters they allow, on the same
+# server: what reading consent costs the request path. Then the same for an
 # impression tracker (answered once its count is on disk) against nginx's
 # `return 200`, and, when PostgreSQL is installed, /ad on one server whose
 # counts are in PostgreSQL and on a fleet of FLEET (2) servers behind nginx
@@ -37,6 +41,8 @@ free_port() { python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1
 # Resident memory of a process and its children (nginx's workers), in kB.
 rss() { ps -o rss= --pid "$1" --ppid "$1" | awk '{sum += $1} END {print sum}'; }
 query="slotname=a1f3c29b07d5e64&js=tiskos-sdk-i-v4.0.2&net=wifi&platform=Desktop&hl=en&u_w=320&u_h=480&u_sd=1&u_audio=1&preqs=12&prl=183&ad_frame=%7B%22h%22%3A50%2C%22w%22%3A320%2C%22x%22%3A0%2C%22y%22%3A430%7D"
+tc_string=$(python3 -c 'import json, sys; print(json.load(open(sys.argv[1]))["cases"]["full"]["tcString"])' tests/data/consent/strings.json)
+consent_query="$query&isu=3F2A9C41D07B4E5A8C6D1E2F3A4B5C6D&uloc=e1%2BQmFzZTY0&cust_gender=f&cust_age=19990101&gdpr=1&gdpr_consent=$tc_string&gpp=DBABMA~$tc_string&gpp_sid=2&us_privacy=1YNN&coppa=0&tfua=0&npa=0"
 
 # run NAME PID URL: warm-up, then the measured run; leaves $work/NAME.wrk and .rss.
 run() {
@@ -55,13 +61,16 @@ run() {
 pids+=($!)
 server_pid=$!
 for _ in $(seq 100); do grep -q "listening on" "$work/server.out" && break; sleep 0.1; done
-base=$(grep -o 'http://[0-9.:]*' "$work/server.out")
+base=$(grep -o 'http://[0-9.:]*' "$work/server.out" | head -1)
 [ -n "$base" ] || { cat "$work/server.out" >&2; exit 1; }
 sample=$(curl -si "$base/ad?$query")
 location=$(sed -n 's/^Location: \(.*\)\r$/\1/p' <<<"$sample")
 trackers=$(sed -n 's/^X-Tiskos-Tracking-Urls: \(.*\)\r$/\1/p' <<<"$sample")
 orientation=$(sed -n 's/^X-Tiskos-Orientation: \(.*\)\r$/\1/p' <<<"$sample")
-[ "$trackers_only" = 1 ] || run adserver "$server_pid" "$base/ad?$query"
+if [ "$trackers_only" != 1 ]; then
+    run adserver "$server_pid" "$base/ad?$query"
+    run adserver-consent "$server_pid" "$base/ad?$consent_query"
+fi
 tracker="/track/impression?unit=a1f3c29b07d5e64&creative=club&rid=1"
 run adserver-tracker "$server_pid" "$base$tracker"
 lines=$(wc -l <"$work/requests.jsonl")
@@ -98,14 +107,14 @@ nginx_pid=$!
 for _ in $(seq 50); do curl -s -o /dev/null "http://127.0.0.1:$port/ad" && break; sleep 0.1; done
 [ "$trackers_only" = 1 ] || run nginx "$nginx_pid" "http://127.0.0.1:$port/ad?$query"
 run nginx-tracker "$nginx_pid" "http://127.0.0.1:$port$tracker"
-names="adserver nginx adserver-tracker nginx-tracker"
+names="adserver adserver-consent nginx adserver-tracker nginx-tracker"
 [ "$trackers_only" = 1 ] && names="adserver-tracker nginx-tracker"
 
 if [ "$trackers_only" != 1 ] && command -v pg_config >/dev/null; then
     kill "$server_pid" && wait "$server_pid" 2>/dev/null || true
     fleet_out=$(VELMORA_FLEET_DIR="$work/fleet" scripts/adserver-fleet start "${FLEET:-2}")
     front=$(tail -1 <<<"$fleet_out")
-    instance=$(sed -n 's/^instance: //p' <<<"$fleet_out" | head -1)
+    instance=$(sed -n 's/^instance: \([^ ]*\).*/\1/p' <<<"$fleet_out" | head -1)
     instance_pid=$(cat "$work/fleet/server1/pid")
     run postgresql-instance "$instance_pid" "$instance/ad?$query"
     run postgresql-tracker "$instance_pid" "$instance$tracker"
@@ -127,7 +136,11 @@ for name in $names; do
     echo "| $name | $(rate $name) | $(p50 $name) | $(p99 $name) | $(errors $name | sed 's/^$/none/') | $(memory $name) | $(load $name) |"
 done
 ratio() { awk -v a="$(rate "$1")" -v b="$(rate "$2")" -v what="$3" 'BEGIN {printf "%s: %.2f\n", what, a / b}'; }
-[ "$trackers_only" = 1 ] || ratio adserver nginx "velmora-adserver / nginx (target >= 0.5, p99 < 10 ms)"
+if [ "$trackers_only" != 1 ]; then
+    ratio adserver nginx "velmora-adserver / nginx (target >= 0.5, p99 < 10 ms)"
+    ratio adserver-consent adserver "every consent signal set / today's /ad"
+    ratio adserver-consent nginx "every consent signal set / nginx"
+fi
 ratio adserver-tracker nginx-tracker "durable tracker / nginx 200 (target >= 0.35)"
 if [[ " $names " == *" fleet "* ]]; then
     ratio postgresql-instance nginx "one server on PostgreSQL / nginx"

@@ -1,6 +1,8 @@
 // Any request target, read the way the house ad server reads one: decoding
-// never grows the text, every parameter found is found again by name, and
-// the log's JSON text of what was decoded reads back as valid JSON.
+// never grows the text, every parameter found is found again by name, the
+// log's JSON text of what was decoded reads back as valid JSON, and what its
+// consent signals withhold is gone at once, with nothing more to withhold.
+#include "privacy/ConsentFilter.h"
 #include "store/JsonLine.h"
 #include "transport/UrlText.h"
 
@@ -16,7 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (UrlText::decode(target).size() > target.size())
         std::abort();
     std::string line = "{";
+    ConsentFilter::Parameters parameters;
     UrlText::forEachParameter(target, [&](const std::string &name, const std::string &value) {
+        parameters.insert_or_assign(name, value);
         if (!UrlText::parameter(target, name))
             std::abort();
         if (line.size() > 1)
@@ -26,6 +30,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         JsonLine::appendString(line, value);
     });
     line.push_back('}');
+    ConsentFilter filter(4242);
+    for (const std::string &name : filter.withhold(parameters)) {
+        if (parameters.contains(name))
+            std::abort();
+    }
+    if (!filter.withhold(parameters).empty())
+        std::abort();
     QJsonParseError error;
     QJsonDocument::fromJson(QByteArray::fromStdString(line), &error);
     if (error.error != QJsonParseError::NoError)

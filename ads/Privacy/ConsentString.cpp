@@ -20,24 +20,28 @@ constexpr int kRangeEntryCountBits = 12;
 class BitReader
 {
 public:
-    explicit BitReader(const QByteArray &bytes) : bytes_(bytes) {}
+    explicit BitReader(const QByteArray &bytes)
+        : bytes_(reinterpret_cast<const uchar *>(bytes.constData())), bitCount_(quint64(bytes.size()) * 8)
+    {
+    }
 
-    bool has(qint64 count) const { return count >= 0 && position_ + count <= qint64(bytes_.size()) * 8; }
+    bool has(qint64 count) const { return count >= 0 && position_ + quint64(count) <= bitCount_; }
 
     // Callers check has() first: a short string is malformed, not zero-filled.
     quint32 read(int count)
     {
         quint32 value = 0;
         for (int i = 0; i < count; ++i, ++position_)
-            value = (value << 1) | ((quint8(bytes_[position_ / 8]) >> (7 - position_ % 8)) & 1);
+            value = (value << 1) | ((bytes_[position_ / 8] >> (7 - position_ % 8)) & 1);
         return value;
     }
 
-    void skip(qint64 count) { position_ += count; }
+    void skip(qint64 count) { position_ += quint64(count); }
 
 private:
-    const QByteArray &bytes_;
-    qint64 position_ = 0;
+    const uchar *bytes_;
+    quint64 bitCount_;
+    quint64 position_ = 0;
 };
 
 std::optional<QString> readFlags(BitReader &reader, int count)
@@ -45,9 +49,10 @@ std::optional<QString> readFlags(BitReader &reader, int count)
     if (!reader.has(count))
         return std::nullopt;
     QString flags(count, QLatin1Char('0'));
+    QChar *flag = flags.data();
     for (int i = 0; i < count; ++i) {
         if (reader.read(1))
-            flags[i] = QLatin1Char('1');
+            flag[i] = QLatin1Char('1');
     }
     return flags;
 }
@@ -93,10 +98,11 @@ std::optional<QString> readVendors(BitReader &reader)
     QString flags(maximumVendorId, QLatin1Char('0'));
     // Sorted, each id is written once however the ranges overlap, so a
     // hostile string costs at most one pass over the flags.
+    QChar *flag = flags.data();
     int filled = 0;
     for (const auto &[first, last] : *ranges) {
-        for (int id = std::max(first, filled + 1); id <= last; ++id)
-            flags[id - 1] = QLatin1Char('1');
+        if (last > filled)
+            std::fill(flag + std::max(first, filled + 1) - 1, flag + last, QLatin1Char('1'));
         filled = std::max(filled, last);
     }
     return flags;

@@ -67,6 +67,8 @@ AdRoutes::Route AdRoutes::routeOf(std::string_view path)
         return Route::stats;
     if (path == "/metrics")
         return Route::metrics;
+    if (path == "/" || path == "/index.html")
+        return Route::dashboard;
     if (path == "/healthz")
         return Route::health;
     if (path == "/readyz")
@@ -76,7 +78,7 @@ AdRoutes::Route AdRoutes::routeOf(std::string_view path)
 
 const char *AdRoutes::routeName(Route route)
 {
-    static constexpr const char *names[routeCount] = {"ad", "core_script", "page", "click", "track", "stats", "metrics", "healthz", "readyz", "file"};
+    static constexpr const char *names[routeCount] = {"ad", "core_script", "page", "click", "track", "stats", "metrics", "dashboard", "healthz", "readyz", "file"};
     return names[int(route)];
 }
 
@@ -116,6 +118,10 @@ Reply AdRoutes::handle(Route route, const HttpRequest &request)
         return track(std::string_view(path).substr(7), request);
     case Route::stats:
         return statsPage();
+    case Route::dashboard:
+        if (auto page = files_.serve(QStringLiteral("/index.html"), ifModifiedSince(request)))
+            return *page;
+        break;
     case Route::health:
         return Reply::text(200, "ok").addHeader("Cache-Control", "no-store");
     case Route::readiness:

@@ -30,16 +30,19 @@ class StaticFiles;
 //   /track/<event>           impression and click trackers: 200 once counted, 503 when they cannot be
 //   /stats                   counters and the latest ad requests as JSON, rebuilt at most once per interval
 //   /metrics                 the same counts for a monitoring scraper (answered by the server itself)
+//   /                        the operator's dashboard
 //   /healthz                 200 while the server serves
 //   /readyz                  200 while counts can be stored, else 503
 //   anything else            a file of the site directory
 class AdRoutes
 {
 public:
-    enum class Route { ad, coreScript, page, click, track, stats, metrics, health, readiness, file };
-    static constexpr int routeCount = 10;
+    enum class Route { ad, coreScript, page, click, track, stats, metrics, dashboard, health, readiness, file };
+    static constexpr int routeCount = 11;
     static Route routeOf(std::string_view path);
     static const char *routeName(Route route);
+    // What only the operator's listener serves: the public port answers 404.
+    static bool isOperatorOnly(Route route) { return route == Route::stats || route == Route::metrics || route == Route::dashboard; }
 
     AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
              const CoreScript &script, const StaticFiles &files, AdStats &stats, ServerMetrics &metrics);

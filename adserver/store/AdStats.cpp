@@ -1,18 +1,14 @@
 #include "store/AdStats.h"
 
+#include "store/RecentRequests.h"
 #include "store/RequestLog.h"
-#include "transport/UrlText.h"
-
-#include <QDateTime>
-#include <QJsonArray>
 
 #include <algorithm>
-#include <chrono>
 
-AdStats::AdStats(const QStringList &units, const QStringList &creatives, int recentCount, GroupCommit &commits, qint64 runNumber)
+AdStats::AdStats(const QStringList &units, const QStringList &creatives, RecentRequests &recent, GroupCommit &commits, qint64 runNumber)
     : units_(units)
     , creatives_(creatives.cbegin(), creatives.cend())
-    , recentCount_(recentCount)
+    , recent_(recent)
     , commits_(commits)
     , runNumber_(runNumber)
 {
@@ -64,33 +60,7 @@ void AdStats::recordAdRequest(qint64 id, const QString &unit, std::string_view q
         else if (creatives_.contains(creative))
             count(unit, creative, QStringLiteral("served"));
     }
-    if (recentCount_ == 0)
-        return;
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    recent_.push_back({id, std::chrono::duration_cast<std::chrono::milliseconds>(now).count(), unit, creative, std::string(query)});
-    if (int(recent_.size()) > recentCount_)
-        recent_.pop_front();
-}
-
-QJsonObject AdStats::boundedParameters(std::string_view query)
-{
-    QJsonObject parameters;
-    qsizetype budget = recentParameterBytes;
-    UrlText::forEachParameter(query, [&](const std::string &name, const std::string &value) {
-        if (budget < 0)
-            return;
-        const QString key = QString::fromStdString(name);
-        const QString text = QString::fromStdString(value);
-        const qsizetype size = key.size() + text.size();
-        if (size > budget) {
-            parameters.insert(QStringLiteral("truncated"), true);
-            budget = -1;
-            return;
-        }
-        budget -= size;
-        parameters.insert(key, text);
-    });
-    return parameters;
+    recent_.add(id, unit, query, creative);
 }
 
 void AdStats::countDurably(const QString &unit, const QString &creative, const QString &name, GroupCommit::Done done)
@@ -150,23 +120,13 @@ QJsonObject AdStats::toJson() const
             {QStringLiteral("creatives"), creatives},
         });
     }
-    QJsonArray recent;
-    for (const RecentRequest &request : recent_) {
-        recent.append(QJsonObject{
-            {QStringLiteral("id"), request.id},
-            {QStringLiteral("time"), QDateTime::fromMSecsSinceEpoch(request.timeMs, Qt::UTC).toString(Qt::ISODateWithMs)},
-            {QStringLiteral("unit"), request.unit},
-            {QStringLiteral("creative"), request.creative},
-            {QStringLiteral("parameters"), boundedParameters(request.query)},
-        });
-    }
     return QJsonObject{
         {QStringLiteral("requests"), value({}, {}, "requests")},
         {QStringLiteral("adRequests"), value({}, {}, "adRequests")},
         {QStringLiteral("rejected"), value({}, {}, "rejected")},
         {QStringLiteral("unattributed"), value({}, {}, "unattributed")},
         {QStringLiteral("units"), units},
-        {QStringLiteral("recent"), recent},
+        {QStringLiteral("recent"), recent_.toJson()},
         {QStringLiteral("storage"), QJsonObject{
             {QStringLiteral("logLinesLost"), log_ ? log_->linesLost() : 0},
             {QStringLiteral("failedCountCommits"), commits_.failedBatches()},

@@ -6,27 +6,23 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+class RecentRequests;
 class RequestLog;
 
-// Counters per ad unit and creative, kept by the group commit, plus this
-// server's most recent ad requests with their parameters. Only configured
-// units and known creatives get their own counters, so clients cannot grow
-// the tables without bound, and a recent request keeps at most
-// recentParameterBytes of parameters. Not thread-safe, except store(): the
-// server serialises the rest.
+// Counters per ad unit and creative, kept by the group commit, plus the most
+// recent ad requests with their parameters. Only configured units and known
+// creatives get their own counters, so clients cannot grow the tables without
+// bound. Not thread-safe, except store(): the server serialises the rest.
 class AdStats
 {
 public:
-    static constexpr qsizetype recentParameterBytes = 4096;
-
     // Request ids start above every earlier run's on the same store.
-    AdStats(const QStringList &units, const QStringList &creatives, int recentCount, GroupCommit &commits, qint64 runNumber);
+    AdStats(const QStringList &units, const QStringList &creatives, RecentRequests &recent, GroupCommit &commits, qint64 runNumber);
 
     qint64 nextRequestId() { return (runNumber_ << 32) + ++lastRequestId_; }
 
@@ -58,26 +54,15 @@ public:
     QJsonObject toJson() const;
 
 private:
-    struct RecentRequest
-    {
-        qint64 id;
-        qint64 timeMs;
-        QString unit;
-        QString creative;
-        std::string query;
-    };
-
     bool tracked(const QString &unit, const QString &creative, const QString &name) const;
     // An untracked unit or creative is unattributed.
     GroupCommit::Key attribute(const QString &unit, const QString &creative, const QString &name) const;
     void count(const QString &unit, const QString &creative, const QString &name);
     void countDurably(const QString &unit, const QString &creative, const QString &name, GroupCommit::Done done);
-    static QJsonObject boundedParameters(std::string_view query);
 
     QStringList units_;
     QSet<QString> creatives_;
-    int recentCount_;
-    std::deque<RecentRequest> recent_;
+    RecentRequests &recent_;
     Staged staged_;
     GroupCommit &commits_;
     const RequestLog *log_ = nullptr;

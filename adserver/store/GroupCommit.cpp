@@ -1,5 +1,6 @@
 #include "store/GroupCommit.h"
 
+#include "store/RecentRequests.h"
 #include "store/RequestLog.h"
 
 #include <algorithm>
@@ -17,10 +18,11 @@ void addTo(GroupCommit::Counts &to, const GroupCommit::Counts &from)
 }  // namespace
 
 GroupCommit::GroupCommit(RequestLog &log, CountStore &store, const Counts &stored, std::chrono::milliseconds refreshInterval,
-                         BatchObserver observer)
+                         RecentRequests *recent, BatchObserver observer)
     : log_(log)
     , store_(store)
     , refreshInterval_(refreshInterval)
+    , recent_(recent)
     , observer_(std::move(observer))
     , stored_(stored)
     , readAt_(std::chrono::steady_clock::now())
@@ -166,6 +168,8 @@ void GroupCommit::refresh(std::unique_lock<std::mutex> &lock, bool idle)
     else if (now - readAt_ < refreshInterval_)
         return;
     lock.unlock();
+    if (recent_)
+        recent_->sync(store_);
     std::optional<Counts> read = store_.load();
     lock.lock();
     readAt_ = now;

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+class RecentRequests;
 class RequestLog;
 
 // The thread that writes what requests leave behind, in batches: the request
@@ -40,9 +41,10 @@ public:
     static constexpr auto idleRefresh = std::chrono::milliseconds(200);
 
     // The counts are reread from the store at most every `refreshInterval`
-    // (other servers add to it too) and after every idle wait.
+    // (other servers add to it too) and after every idle wait; `recent`, when
+    // given, is stored and reread then too.
     GroupCommit(RequestLog &log, CountStore &store, const Counts &stored, std::chrono::milliseconds refreshInterval,
-                BatchObserver observer = {});
+                RecentRequests *recent = nullptr, BatchObserver observer = {});
     // Writes what is left and answers whoever waits.
     ~GroupCommit();
     GroupCommit(const GroupCommit &) = delete;
@@ -76,6 +78,7 @@ private:
     RequestLog &log_;
     CountStore &store_;
     const std::chrono::milliseconds refreshInterval_;
+    RecentRequests *const recent_;
     const BatchObserver observer_;
     mutable std::mutex mutex_;
     std::condition_variable wake_;

@@ -14,6 +14,14 @@ Result run(PGconn *connection, const char *sql)
     return {PQexec(connection, sql), &PQclear};
 }
 
+Result runWith(PGconn *connection, const QByteArray &sql, const std::vector<QByteArray> &fields)
+{
+    std::vector<const char *> values;
+    for (const QByteArray &field : fields)
+        values.push_back(field.constData());
+    return {PQexecParams(connection, sql.constData(), int(values.size()), nullptr, values.data(), nullptr, nullptr, 0), &PQclear};
+}
+
 bool succeeded(const Result &result)
 {
     const ExecStatusType status = PQresultStatus(result.get());
@@ -28,6 +36,9 @@ constexpr const char *schema =
     "CREATE TABLE IF NOT EXISTS counts (unit text NOT NULL, creative text NOT NULL, name text NOT NULL,"
     " value bigint NOT NULL, PRIMARY KEY (unit, creative, name));"
     "CREATE SEQUENCE IF NOT EXISTS runs MINVALUE 0 START 0;"
+    "CREATE TABLE IF NOT EXISTS requests (id bigint PRIMARY KEY, time bigint NOT NULL, unit text NOT NULL,"
+    " creative text NOT NULL, parameters text NOT NULL, withheld text NOT NULL);"
+    "CREATE INDEX IF NOT EXISTS requests_by_time ON requests (time);"
     "COMMIT";
 
 }  // namespace
@@ -117,10 +128,69 @@ QByteArray PostgresCountStore::add(const Counts &additions)
         fields.push_back(QByteArray::number(value));
     }
     sql += " ON CONFLICT (unit, creative, name) DO UPDATE SET value = counts.value + excluded.value";
-    std::vector<const char *> values;
-    for (const QByteArray &field : fields)
-        values.push_back(field.constData());
-    const Result result(PQexecParams(connection_, sql.constData(), int(values.size()), nullptr, values.data(), nullptr, nullptr, 0),
-                        &PQclear);
-    return succeeded(result) ? QByteArray() : complaint();
+    return succeeded(runWith(connection_, sql, fields)) ? QByteArray() : complaint();
+}
+
+QByteArray PostgresCountStore::addRequests(const Requests &requests, int keep, qint64 notBeforeMs)
+{
+    const std::lock_guard lock(mutex_);
+    if (!connected())
+        return complaint();
+    bool ok = succeeded(run(connection_, "BEGIN"));
+    if (ok && !requests.empty()) {
+        QByteArray sql = "INSERT INTO requests VALUES ";
+        std::vector<QByteArray> fields;
+        for (const Request &request : requests) {
+            const QByteArray values[] = {QByteArray::number(request.id), QByteArray::number(request.timeMs), request.unit.toUtf8(),
+                                         request.creative.toUtf8(), request.parameters, request.withheld};
+            static constexpr const char *types[] = {"::bigint", "::bigint", "::text", "::text", "::text", "::text"};
+            sql += fields.empty() ? "(" : ",(";
+            for (int column = 0; column < 6; ++column) {
+                fields.push_back(values[column]);
+                sql += (column ? ",$" : "$") + QByteArray::number(qint64(fields.size())) + types[column];
+            }
+            sql += ')';
+        }
+        ok = succeeded(runWith(connection_, sql + " ON CONFLICT (id) DO NOTHING", fields));
+    }
+    ok = ok
+        && succeeded(runWith(connection_, "DELETE FROM requests WHERE time < $1::bigint"
+                                          " OR id IN (SELECT id FROM requests ORDER BY time DESC, id DESC OFFSET $2::bigint)",
+                             {QByteArray::number(notBeforeMs), QByteArray::number(keep)}))
+        && succeeded(run(connection_, "COMMIT"));
+    if (ok)
+        return {};
+    const QByteArray error = complaint();
+    run(connection_, "ROLLBACK");
+    return error;
+}
+
+std::optional<CountStore::Requests> PostgresCountStore::latestRequests(int count)
+{
+    const std::lock_guard lock(mutex_);
+    if (!connected())
+        return std::nullopt;
+    const Result rows = runWith(connection_, "SELECT * FROM (SELECT id, time, unit, creative, parameters, withheld FROM requests"
+                                             " ORDER BY time DESC, id DESC LIMIT $1::bigint) AS latest ORDER BY time, id",
+                                {QByteArray::number(count)});
+    if (!succeeded(rows))
+        return std::nullopt;
+    Requests requests;
+    for (int row = 0; row < PQntuples(rows.get()); ++row) {
+        const auto field = [&](int column) { return QByteArray(PQgetvalue(rows.get(), row, column)); };
+        requests.push_back({field(0).toLongLong(), field(1).toLongLong(), QString::fromUtf8(field(2)), QString::fromUtf8(field(3)),
+                            field(4), field(5)});
+    }
+    return requests;
+}
+
+std::optional<qint64> PostgresCountStore::eraseRequestsHolding(const QByteArray &text)
+{
+    const std::lock_guard lock(mutex_);
+    if (!connected())
+        return std::nullopt;
+    const Result erased = runWith(connection_, "DELETE FROM requests WHERE strpos(parameters, $1::text) > 0", {text});
+    if (!succeeded(erased))
+        return std::nullopt;
+    return QByteArray(PQcmdTuples(erased.get())).toLongLong();
 }

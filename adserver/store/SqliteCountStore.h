@@ -20,6 +20,9 @@ public:
 
     std::optional<Counts> load() override;
     QByteArray add(const Counts &additions) override;
+    QByteArray addRequests(const Requests &requests, int keep, qint64 notBeforeMs) override;
+    std::optional<Requests> latestRequests(int count) override;
+    std::optional<qint64> eraseRequestsHolding(const QByteArray &text) override;
 
 private:
     bool startRun();

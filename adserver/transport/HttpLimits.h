@@ -16,4 +16,6 @@ struct HttpLimits
     std::size_t connectionsPerAddress = 1024;
     // Replies held for clients that do not read them, all connections together.
     std::size_t unsentBytes = 64 * 1024 * 1024;
+    // Requests waiting to be written to the log while it cannot keep up.
+    std::size_t logBacklogBytes = 256 * 1024 * 1024;
 };

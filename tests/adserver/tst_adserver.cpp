@@ -59,6 +59,7 @@ public:
     bool isRunning() const { return started_; }
     QString startError() const { return error_; }
     QByteArray base() const { return server_->baseUrl(); }
+    QByteArray adminBase() const { return server_->adminUrl(); }
 
     Response get(const QByteArray &pathOrUrl, const QList<QPair<QByteArray, QByteArray>> &headers = {})
     {
@@ -76,9 +77,10 @@ public:
         return response;
     }
 
-    QJsonObject stats() { return QJsonDocument::fromJson(get("/stats").body).object(); }
+    QJsonObject stats() { return QJsonDocument::fromJson(get(adminBase() + "/stats").body).object(); }
     QJsonValue unitStats() { return QJsonValue(stats())["units"][ServerOptions::gameAdUnit]; }
 
+    QString logPath() const { return options_.logFile; }
     QList<QJsonObject> logLines()
     {
         server_->requestLog().flush();
@@ -357,6 +359,50 @@ private slots:
         QCOMPARE(stats["units"][ServerOptions::gameAdUnit]["creatives"]["club"]["clicks"].toInt(), 1);
     }
 
+    // What a request's own consent signals allow is all that reaches the log
+    // and /stats: the consent strings are the IAB encoder's, the house vendor
+    // is checked, and a malformed string counts as no consent.
+    void personalParametersNeedConsent()
+    {
+        QFile data(QStringLiteral(VELMORA_TEST_DATA "/consent/strings.json"));
+        QVERIFY(data.open(QIODevice::ReadOnly));
+        const QJsonObject strings = QJsonDocument::fromJson(data.readAll()).object();
+        const auto consent = [&strings](const char *name) {
+            return "gdpr=1&gdpr_consent=" + strings["cases"][name]["tcString"].toString().toLatin1();
+        };
+        const QByteArray all = "isu,uloc,cust_gender,cust_age", none, noLocation = "isu,cust_gender,cust_age";
+        const QList<QPair<QByteArray, QByteArray>> cases{
+            {"", all}, {"npa=1", none}, {"tfua=1", none}, {"us_privacy=1YYN", none}, {"us_privacy=1YNN", all},
+            {"gdpr=1", none}, {"gdpr=1&gdpr_consent=CQtAQoA.garbage", none}, {consent("full"), all},
+            {consent("full") + "&coppa=1", none}, {consent("withoutPurpose1"), none}, {consent("withoutPersonalisation"), none},
+            {consent("withoutHouseVendor"), none}, {consent("withoutSpecialFeature1"), noLocation}, {consent("nothing"), none}};
+        AdServerHarness harness({"--vendor-id", QString::number(strings["houseVendor"].toInt()), "--recent", "20"});
+        const QByteArray personal = "&isu=0123456789ABCDEF&uloc=e1%2BQmFz&cust_gender=f&cust_age=19990101";
+        for (qsizetype i = 0; i < cases.size(); ++i)
+            harness.get(adRequest + "&preqs=" + QByteArray::number(i) + personal + '&' + cases[i].first);
+
+        const QList<QJsonObject> lines = harness.logLines();
+        const QJsonArray recent = harness.stats()["recent"].toArray();
+        QCOMPARE(lines.size(), cases.size());
+        QCOMPARE(recent.size(), cases.size());
+        for (qsizetype i = 0; i < cases.size(); ++i) {
+            for (const QJsonObject &listed : {lines[i]["query"].toObject(), recent[i]["parameters"].toObject()}) {
+                QCOMPARE(listed["preqs"].toString(), QString::number(i));
+                QStringList kept;
+                for (const QString name : {"isu", "uloc", "cust_gender", "cust_age"}) {
+                    if (listed.contains(name))
+                        kept << name;
+                }
+                QVERIFY2(kept.join(',').toLatin1() == cases[i].second, cases[i].first + ": " + kept.join(',').toLatin1());
+            }
+            const qsizetype keptCount = cases[i].second.isEmpty() ? 0 : cases[i].second.count(',') + 1;
+            QCOMPARE(lines[i]["withheld"].toArray().size(), 4 - keptCount);
+        }
+        QFile log(harness.logPath());
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QVERIFY2(!log.readAll().contains("127.0.0.1"), "no client address is logged");
+    }
+
     void slowAndTruncatedFaults()
     {
         // The delay is long enough that /stats cannot lose the race on a busy machine.
@@ -365,7 +411,7 @@ private slots:
         network.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
         std::unique_ptr<QNetworkReply> ad(network.get(QNetworkRequest(QUrl(slow.base() + adRequest))));
         QSignalSpy adDone(ad.get(), &QNetworkReply::finished);
-        QCOMPARE(slow.get("/stats").status, 200);
+        QCOMPARE(slow.get(slow.adminBase() + "/stats").status, 200);
         QVERIFY2(adDone.isEmpty(), "the delayed answer is still pending while /stats is served");
         QTRY_COMPARE_WITH_TIMEOUT(adDone.size(), 1, 30000);
         QCOMPARE(ad->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 302);

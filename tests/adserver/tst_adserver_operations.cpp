@@ -26,6 +26,8 @@
 #include <cstring>
 #include <csignal>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <memory>
 #include <mutex>
 #include <netinet/in.h>
@@ -118,18 +120,21 @@ public:
                        QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", dir + "/requests.jsonl", "--stats-interval", "0"}
                            + arguments);
         process_.waitForReadyRead(30000);
-        port_ = QRegularExpression("127\\.0\\.0\\.1:(\\d+)").match(QString::fromLatin1(process_.readLine())).captured(1).toUShort();
+        const QString banner = QString::fromLatin1(process_.readLine());
+        port_ = QRegularExpression("127\\.0\\.0\\.1:(\\d+)").match(banner).captured(1).toUShort();
+        adminPort_ = QRegularExpression("admin: http://127\\.0\\.0\\.1:(\\d+)").match(banner).captured(1).toUShort();
     }
     ~ServerProcess() { stop(SIGKILL); }
 
     quint16 port() const { return port_; }
-    RawClient::Response get(const QByteArray &target)
+    quint16 adminPort() const { return adminPort_; }
+    RawClient::Response get(const QByteArray &target, bool admin = false)
     {
-        RawClient client(port_);
+        RawClient client(admin ? adminPort_ : port_);
         client.send(::get(target));
         return client.read();
     }
-    QJsonObject stats() { return QJsonDocument::fromJson(get("/stats").body).object(); }
+    QJsonObject stats() { return QJsonDocument::fromJson(get("/stats", true).body).object(); }
     void signal(int number) { ::kill(pid_t(process_.processId()), number); }
     // Exit code after the signal, -1 when it was killed.
     int stop(int number = SIGTERM)
@@ -146,6 +151,7 @@ public:
 private:
     QProcess process_;
     quint16 port_ = 0;
+    quint16 adminPort_ = 0;
 };
 
 // The same server in this process, for checks that need no signals.
@@ -166,8 +172,13 @@ public:
             qFatal("server did not start: %s", qPrintable(error));
     }
     quint16 port() const { return server_->port(); }
+    quint16 adminPort() const { return QUrl(QString::fromLatin1(server_->adminUrl())).port(); }
     QByteArray base() const { return server_->baseUrl(); }
-    const TransportCounters &counters() const { return server_->transportCounters(); }
+    QByteArray adminBase() const { return server_->adminUrl(); }
+    const TransportCounters &counters(AdServer::Listener listener = AdServer::Listener::clients) const
+    {
+        return server_->transportCounters(listener);
+    }
 
 private:
     std::unique_ptr<AdServer> server_;
@@ -185,6 +196,12 @@ qint64 countInDatabase(const QString &path, const char *name)
     sqlite3_finalize(statement);
     sqlite3_close(db);
     return value;
+}
+
+QByteArray fileText(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // A line of /proc/PID/status, in kB.
@@ -321,24 +338,27 @@ private slots:
         for (int i = 0; i < 998; ++i)  // with the ad request's two
             parameters += "&k" + QByteArray::number(i) + "=v";
 
-        row("keep-alive", get("/stats"), {200}, false);
-        row("pipelined, answered in order", get("/no/such") + get(adRequest) + get("/stats"), {404, 302, 200}, false);
+        row("keep-alive", get("/healthz"), {200}, false);
+        row("pipelined, answered in order", get("/no/such") + get(adRequest) + get("/healthz"), {404, 302, 200}, false);
         row("POST", "POST /stats HTTP/1.1\r\nHost: x\r\nContent-Length: 2\r\n\r\nab", {405}, false);
-        row("small body read and ignored", "GET /stats HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\n\r\nabc" + get("/stats"), {200, 200}, false);
-        row("Connection: close", get("/stats", "Host: x\r\nConnection: close\r\n"), {200}, true);
-        row("HTTP/1.0 without Host", "GET /stats HTTP/1.0\r\n\r\n", {200}, true);
+        row("small body read and ignored", "GET /healthz HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\n\r\nabc" + get("/healthz"), {200, 200}, false);
+        row("Connection: close", get("/healthz", "Host: x\r\nConnection: close\r\n"), {200}, true);
+        row("HTTP/1.0 without Host", "GET /healthz HTTP/1.0\r\n\r\n", {200}, true);
         row("HTTP/9.9", "GET /stats HTTP/9.9\r\nHost: x\r\n\r\n", {505}, true);
-        row("HTTP/1.1 without Host", get("/stats", ""), {400}, true);
-        row("two Host fields", get("/stats", "Host: x\r\nHost: y\r\n"), {400}, true);
-        row("header line without a colon", get("/stats", "Host: x\r\nBad Header\r\n"), {400}, true);
+        row("HTTP/1.1 without Host", get("/healthz", ""), {400}, true);
+        row("two Host fields", get("/healthz", "Host: x\r\nHost: y\r\n"), {400}, true);
+        row("header line without a colon", get("/healthz", "Host: x\r\nBad Header\r\n"), {400}, true);
         row("request line over 16 KB", get("/stats?q=" + QByteArray(17000, 'a')), {414}, true);
-        row("header block over 16 KB", get("/stats", "Host: x\r\n" + headers), {431}, true);
-        row("101 header fields", get("/stats", "Host: x\r\n" + fields), {431}, true);
-        row("body over 64 KB", "GET /stats HTTP/1.1\r\nHost: x\r\nContent-Length: 70000\r\n\r\n" + QByteArray(70000, 'b'), {413}, true);
+        row("header block over 16 KB", get("/healthz", "Host: x\r\n" + headers), {431}, true);
+        row("101 header fields", get("/healthz", "Host: x\r\n" + fields), {431}, true);
+        row("body over 64 KB", "GET /healthz HTTP/1.1\r\nHost: x\r\nContent-Length: 70000\r\n\r\n" + QByteArray(70000, 'b'), {413}, true);
         row("1000 parameters", get(adRequest + parameters), {302}, false);
         row("1001 parameters", get(adRequest + parameters + "&one=more"), {400}, true);
         row("line limit set lower", get("/stats?q=" + QByteArray(2000, 'a')), {414}, true, "--max-header-bytes 1024");
         row("parameter limit set lower", get(adRequest + "&a=1&b=2"), {400}, true, "--max-parameters 3");
+        // The operator's pages are not there for clients.
+        for (const char *path : {"/stats", "/metrics", "/", "/index.html"})
+            row(path, get(path), {404}, false);
         row("NUL in the path", get("/index.html%00.png"), {400}, false);
         row("line break in the path", get("/page/club%0d%0aX:%201"), {400}, false);
     }
@@ -359,7 +379,7 @@ private slots:
         if (closes) {
             QVERIFY(client.closedByServer());
         } else {
-            client.send(get("/stats"));
+            client.send(get("/healthz"));
             QCOMPARE(client.read().status, 200);
         }
     }
@@ -368,8 +388,8 @@ private slots:
     {
         InProcessServer server({"--header-timeout", "1", "--idle-timeout", "1"});
         RawClient slow(server.port()), idle(server.port());
-        slow.send("GET /stats HTTP/1.1\r\nHost: x\r\n");  // never finishes its header block
-        idle.send(get("/stats"));
+        slow.send("GET /healthz HTTP/1.1\r\nHost: x\r\n");  // never finishes its header block
+        idle.send(get("/healthz"));
         QCOMPARE(idle.read().status, 200);
         RawClient normal(server.port());
         normal.send(get(adRequest));
@@ -392,7 +412,7 @@ private slots:
         std::vector<std::unique_ptr<RawClient>> others;
         for (int i = 2; i <= 5; ++i) {
             others.push_back(std::make_unique<RawClient>(server.port(), QHostAddress(QStringLiteral("127.0.0.%1").arg(i))));
-            others.back()->send(get("/stats"));
+            others.back()->send(get("/healthz"));
             QCOMPARE(others.back()->read().status, 200);
         }
         // Six open, the first of the hog's idle longest: it goes, the newcomer stays.
@@ -403,19 +423,21 @@ private slots:
         QCOMPARE(server.counters().evictedConnections.load(), 1u);
     }
 
-    // An 8 KB file on a kept-alive connection leaves in one write, with no
-    // wait for a delayed ACK between its pieces.
+    // An 8 KB file (the dashboard) on a kept-alive connection leaves in one
+    // write, with no wait for a delayed ACK between its pieces.
     void repliesLeaveInOneWriteWithoutDelay()
     {
         InProcessServer server;
-        RawClient client(server.port());
+        RawClient client(server.adminPort());
         client.send(get("/index.html"));
         QCOMPARE(client.read().body.size(), QFileInfo(QStringLiteral(VELMORA_ADSERVER_WWW "/index.html")).size());
-        const auto writesBefore = server.counters().writes.load();
+        const auto writesBefore = server.counters(AdServer::Listener::admin).writes.load();
         client.send(get("/index.html"));
         QVERIFY(client.read().body.size() > 8000);
-        QCOMPARE(server.counters().writes.load() - writesBefore, 1u);
-        QCOMPARE(serverSideNoDelay(server.port()), 1);
+        QCOMPARE(server.counters(AdServer::Listener::admin).writes.load() - writesBefore, 1u);
+        QCOMPARE(serverSideNoDelay(server.adminPort()), 1);
+        client.send(get(adRequest));  // and ads are not served there
+        QCOMPARE(client.read().status, 404);
     }
 
     // A handler that answers later, from another thread: the connection reads
@@ -473,7 +495,7 @@ private slots:
             filler.send(get(adRequest + parameters));
             QCOMPARE(filler.read().status, 302);
         }
-        const qsizetype pageSize = server.get("/stats").body.size();
+        const qsizetype pageSize = server.get("/stats", true).body.size();
         QVERIFY2(pageSize > 2'500'000, QByteArray::number(pageSize));
         qInfo("/stats is %lld bytes", qint64(pageSize));
 
@@ -485,7 +507,7 @@ private slots:
             ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &small, sizeof small);
             sockaddr_in address{};
             address.sin_family = AF_INET;
-            address.sin_port = htons(server.port());
+            address.sin_port = htons(server.adminPort());
             address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
             QVERIFY(::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
             QVERIFY(::send(fd, request.constData(), size_t(request.size()), MSG_NOSIGNAL) == request.size());
@@ -571,7 +593,7 @@ private slots:
         const int sent = 3 * int(GroupCommit::batchCounts) + 7;
         std::atomic<int> stored = 0, batches = 0;
         {
-            GroupCommit commits(log, *store, {}, std::chrono::milliseconds(50),
+            GroupCommit commits(log, *store, {}, std::chrono::milliseconds(50), nullptr,
                                 [&batches](std::chrono::duration<double>, bool) { ++batches; });
             for (int i = 0; i < sent; ++i)
                 commits.addDurably(key, [&stored](bool ok) { stored += ok; });
@@ -621,8 +643,12 @@ private slots:
         }
         for (const auto &server : servers)  // each rereads the others' counts within a moment
             QTRY_COMPARE_WITH_TIMEOUT(impressions(server->stats()), 6, 5000);
+        // Each lists both instances' ad requests, under ids that never collide.
         QVERIFY(servers[0]->get(adRequest).status == 302 && servers[1]->get(adRequest).status == 302);
-        QVERIFY(servers[0]->stats()["recent"][0]["id"] != servers[1]->stats()["recent"][0]["id"]);
+        for (const auto &server : servers) {
+            QTRY_COMPARE_WITH_TIMEOUT(server->stats()["recent"].toArray().size(), 2, 5000);
+            QVERIFY(server->stats()["recent"][0]["id"] != server->stats()["recent"][1]["id"]);
+        }
 
         TrackerLoad load({servers[0]->port(), servers[1]->port(), servers[2]->port()}, 2);
         QTRY_VERIFY_WITH_TIMEOUT(load.acknowledged > 600, 30000);
@@ -667,7 +693,7 @@ private slots:
         QVERIFY2(counted >= load.acknowledged && counted <= load.acknowledged + qint64(GroupCommit::batchCounts),
                  qPrintable(QStringLiteral("%1 counted, %2 acknowledged").arg(counted).arg(load.acknowledged)));
         // Monitoring sees what the clients were told, and the batches that failed.
-        const QMap<QString, double> metrics = parseMetrics(server.get("/metrics").body);
+        const QMap<QString, double> metrics = parseMetrics(server.get("/metrics", true).body);
         QCOMPARE(metrics["velmora_impressions_total"], double(load.acknowledged));
         QCOMPARE(metrics["velmora_http_requests_total{route=\"track\",status=\"200\"}"], double(load.acknowledged));
         QCOMPARE(metrics["velmora_http_requests_total{route=\"track\",status=\"503\"}"], double(load.refused));
@@ -704,17 +730,115 @@ private slots:
         QTemporaryDir dir;
         const QString log = dir.filePath("requests.jsonl");
         ServerProcess server(dir.path());
-        server.get("/stats?first=1");
+        server.get("/healthz?first=1");
         QTRY_VERIFY_WITH_TIMEOUT(QFile(log).size() > 0, 10000);
         QVERIFY(QFile::rename(log, log + ".1"));
         server.signal(SIGHUP);
-        QTRY_VERIFY_WITH_TIMEOUT(server.get("/stats?second=1").status == 200 && QFile::exists(log), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(server.get("/healthz?second=1").status == 200 && QFile::exists(log), 10000);
         QCOMPARE(server.stop(SIGTERM), 0);
         QFile rotated(log + ".1"), fresh(log);
         QVERIFY(rotated.open(QIODevice::ReadOnly) && fresh.open(QIODevice::ReadOnly));
         const QByteArray before = rotated.readAll(), after = fresh.readAll();
         QVERIFY(before.contains("\"first\""));
         QVERIFY(after.contains("\"second\"") && !after.contains("\"first\""));
+    }
+
+    // A log left from three days ago is rotated to a file named after that
+    // day, rotated files and stored requests past the retention go, and the
+    // rest stays. The ages are set on the files and rows, not waited for.
+    void logRotationAndRetention()
+    {
+        QTemporaryDir dir;
+        const QString log = dir.filePath("requests.jsonl"), ancient = dir.filePath("requests-2000-01-01.jsonl");
+        for (const QString &path : {log, ancient}) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write("{\"path\":\"/old\"}\n") > 0);
+        }
+        const QDateTime threeDaysAgo = QDateTime::currentDateTimeUtc().addDays(-3);
+        QFile aged(log);
+        QVERIFY(aged.open(QIODevice::ReadWrite) && aged.setFileTime(threeDaysAgo, QFileDevice::FileModificationTime));
+        aged.close();
+        {
+            QString error;
+            const std::unique_ptr<CountStore> store = CountStore::open(dir.filePath("requests.sqlite"), &error);
+            QVERIFY2(store, qPrintable(error));
+            const qint64 yesterday = threeDaysAgo.addDays(2).toMSecsSinceEpoch();
+            QVERIFY(store->addRequests({{1, 1000, "", "", "{}", "[]"}, {2, yesterday, "", "", "{}", "[]"}}, 10, 0).isEmpty());
+        }
+        ServerProcess server(dir.path());
+        QCOMPARE(server.get(adRequest).status, 302);
+        const QString rotated = dir.filePath("requests-" + threeDaysAgo.date().toString(Qt::ISODate) + ".jsonl");
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(rotated), 10000);
+        QVERIFY(!QFile::exists(ancient));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile(log).size() > 0, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(server.stats()["recent"].toArray().size(), 2, 10000);
+        QCOMPARE(server.stats()["recent"][0]["id"].toInteger(), 2);
+        QCOMPARE(server.stop(SIGTERM), 0);
+        QFile old(rotated), fresh(log);
+        QVERIFY(old.open(QIODevice::ReadOnly) && fresh.open(QIODevice::ReadOnly));
+        QCOMPARE(old.readAll(), QByteArray("{\"path\":\"/old\"}\n"));
+        QVERIFY(fresh.readAll().contains("\"path\":\"/ad\""));
+    }
+
+    // --erase-identifier beside a running server, on SQLite and on PostgreSQL:
+    // no log line (current or rotated) and no stored request keeps the id, all
+    // else stays, and the server's log goes on whole.
+    void erasureLeavesNoTrace_data()
+    {
+        QTest::addColumn<bool>("postgres");
+        QTest::newRow("SQLite") << false;
+        QTest::newRow("PostgreSQL") << true;
+    }
+
+    void erasureLeavesNoTrace()
+    {
+        QFETCH(bool, postgres);
+        std::unique_ptr<testsupport::PostgresCluster> database;
+        if (postgres) {
+            if (const QString missing = testsupport::PostgresCluster::missingBinaries(); !missing.isEmpty())
+                QSKIP(qPrintable("PostgreSQL binaries absent (" + missing + "): install postgresql to run this"));
+            database = std::make_unique<testsupport::PostgresCluster>();
+            QVERIFY(database->isRunning());
+        }
+        QTemporaryDir dir;
+        const QString log = dir.filePath("requests.jsonl");
+        const QString storeLocation = postgres ? database->uri() : dir.filePath("requests.sqlite");
+        ServerProcess server(dir.path(), {"--store", storeLocation, "--recent", "10"});
+        const QByteArray erased = "ERASE0123456789ABCDEF", kept = "KEEP0123456789ABCDEF";
+        for (const QByteArray &query : {"&isu=" + erased, "&isu=" + erased + "&npa=1", "&isu=" + kept})
+            QCOMPARE(server.get(adRequest + query).status, 302);
+        QString error;
+        const std::unique_ptr<CountStore> store = CountStore::open(storeLocation, &error);
+        QVERIFY2(store, qPrintable(error));
+        QTRY_COMPARE_WITH_TIMEOUT(store->latestRequests(10).value_or(CountStore::Requests()).size(), size_t(3), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(fileText(log).count("\"path\":\"/ad\""), 3, 10000);
+        const QDate yesterday = QDateTime::currentDateTimeUtc().date().addDays(-1);
+        const QString rotated = dir.filePath("requests-" + yesterday.toString(Qt::ISODate) + ".jsonl");
+        QFile older(rotated);
+        QVERIFY(older.open(QIODevice::WriteOnly) && older.write("{\"query\":{\"isu\":\"" + erased + "\"}}\n{\"query\":{}}\n") > 0);
+        older.close();
+
+        QProcess eraser;
+        eraser.start(QStringLiteral(VELMORA_ADSERVER_BINARY), {"--erase-identifier", erased, "--log", log, "--store", storeLocation});
+        QVERIFY(eraser.waitForFinished(30000));
+        QCOMPARE(eraser.exitCode(), 0);
+        QCOMPARE(eraser.readAllStandardOutput().trimmed(),
+                 QByteArray("velmora-adserver: removed 2 lines from 2 log files and 1 rows from the store"));
+
+        QCOMPARE(server.get(adRequest + "&preqs=after").status, 302);
+        QTRY_VERIFY_WITH_TIMEOUT(fileText(log).contains("after"), 10000);
+        QByteArray everything;
+        for (const QString &path : {log, rotated}) {
+            for (const QByteArray &line : fileText(path).trimmed().split('\n')) {
+                QVERIFY2(!QJsonDocument::fromJson(line).isNull(), line);
+                everything += line;
+            }
+        }
+        QVERIFY(!everything.contains(erased) && everything.contains(kept) && everything.contains("{\"query\":{}}"));
+        QByteArray stored;
+        for (const CountStore::Request &request : store->latestRequests(10).value_or(CountStore::Requests()))
+            stored += request.parameters;
+        QVERIFY(!stored.contains(erased) && stored.contains(kept));
     }
 
     void storageProblems()
@@ -740,6 +864,18 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QJsonValue(full.stats())["storage"]["logLinesLost"].toInt() >= 3, 10000);
         QCOMPARE(full.stop(SIGTERM), 0);
         QCOMPARE(full.errorOutput().count("cannot write the request log"), 1);
+
+        // A log that cannot keep up (held here by the lock erasure takes) holds
+        // at most the backlog; the lines beyond it are counted, not kept.
+        ServerProcess held(dir.path(), {"--max-log-backlog-bytes", "65536"});
+        const int log = ::open(QFile::encodeName(dir.filePath("requests.jsonl")).constData(), O_RDONLY | O_CLOEXEC);
+        QVERIFY(log >= 0 && ::flock(log, LOCK_EX) == 0);
+        for (int i = 0; i < 40; ++i)  // 320 KB of lines
+            QCOMPARE(held.get(adRequest + "&pad=" + QByteArray(8000, 'p')).status, 302);
+        QTRY_VERIFY_WITH_TIMEOUT(QJsonValue(held.stats())["storage"]["logLinesLost"].toInt() >= 20, 10000);
+        ::close(log);  // once the backlog is written, lines are kept again
+        QTRY_VERIFY_WITH_TIMEOUT(held.get(adRequest + "&preqs=after").status == 302
+                                     && fileText(dir.filePath("requests.jsonl")).contains("\"after\""), 10000);
     }
 
     void optionRejects()
@@ -749,7 +885,9 @@ private slots:
             {{"--fill-rate", "nan"}, "--fill-rate"}, {{"--refresh", "nan"}, "--refresh"}, {{"--refresh", "inf"}, "--refresh"},
             {{"--refresh", "0.5"}, "--refresh"}, {{"--refresh", "86401"}, "--refresh"}, {{"--threads", "0"}, "--threads"},
             {{"--header-timeout", "0"}, "--header-timeout"}, {{"--max-body-bytes", "-1"}, "--max-body-bytes"},
-            {{"--stats-interval", "inf"}, "--stats-interval"}, {{"--public-host", "a/b"}, "--public-host"}};
+            {{"--stats-interval", "inf"}, "--stats-interval"}, {{"--public-host", "a/b"}, "--public-host"},
+            {{"--admin-bind", "localhost"}, "--admin-bind"}, {{"--log-retention-days", "-1"}, "--log-retention-days"},
+            {{"--erase-identifier", "1"}, "at least 8 characters"}};
         for (const auto &[arguments, mention] : bad) {
             QProcess server;
             server.start(QStringLiteral(VELMORA_ADSERVER_BINARY), QStringList{"--www", VELMORA_ADSERVER_WWW} + arguments);
@@ -775,10 +913,11 @@ private slots:
     void metricsAgreeWithStats()
     {
         InProcessServer server({"--fill-rate", "0.5"});
-        RawClient client(server.port());
-        auto send = [&client](const QByteArray &target) {
-            client.send(get(target));
-            return client.read();
+        RawClient client(server.port()), admin(server.adminPort());
+        auto send = [&client, &admin](const QByteArray &target) {
+            RawClient &to = target == "/metrics" || target == "/stats" ? admin : client;
+            to.send(get(target));
+            return to.read();
         };
         const QByteArray ids = "?unit=" + ServerOptions::gameAdUnit.toLatin1() + "&creative=club";
         auto traffic = [&] {
@@ -846,7 +985,7 @@ private slots:
         chromium.start(QStringLiteral("chromium"), {"--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking",
                                                     "--disable-component-update", "--disable-sync", "--no-first-run",
                                                     "--user-data-dir=" + profile.path(), "--virtual-time-budget=5000",
-                                                    "--dump-dom", QString::fromLatin1(server.base() + "/")});
+                                                    "--dump-dom", QString::fromLatin1(server.adminBase() + "/")});
         QVERIFY2(chromium.waitForFinished(120000) && chromium.exitCode() == 0, chromium.readAllStandardError().right(600));
         const QString dom = QString::fromUtf8(chromium.readAllStandardOutput());
         auto shown = [&dom](const QString &pattern) { return QRegularExpression(pattern).match(dom).captured(1); };

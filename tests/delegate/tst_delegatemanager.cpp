@@ -53,13 +53,12 @@ public:
     Q_INVOKABLE void interstitialWillLeaveApplication(QObject *ad) { note("i-willLeave", ad); }
 };
 
-// Both forms of one event, and look-alikes that must not be called.
-class MixedDelegate : public LoggingDelegate
+// Both forms of one event, and banner look-alikes that must not be called.
+class MixedDelegate : public InterstitialDelegate
 {
     Q_OBJECT
 public:
-    using LoggingDelegate::LoggingDelegate;
-    Q_INVOKABLE void interstitialDidReceiveAd(QObject *ad) { note("i-received", ad); }
+    using InterstitialDelegate::InterstitialDelegate;
     Q_INVOKABLE void adViewDidReceiveAd(AdView *view) { note("received", view); }
     Q_INVOKABLE void adViewWillPresentScreen(QThread *ad) { note("wrong class", ad); }
     Q_INVOKABLE void adViewWillDismissScreen(int) { note("wrong type", nullptr); }
@@ -75,12 +74,10 @@ private slots:
         QStringList log;
         AdView view;
         BannerDelegate banner("banner", &log), internal("internal", &log), muted("muted", &log);
-        InterstitialDelegate interstitial("interstitial", &log);
         MixedDelegate mixed("mixed", &log);
         TSKDelegateManager manager;
         manager.addDelegate(&internal, &view)->setInternal(true);
         TSKDelegateContainer *first = manager.addDelegate(&banner, &view);
-        manager.addDelegate(&interstitial, &view);
         manager.addDelegate(&mixed, &view);
         manager.addDelegate(&muted, &view)->setDisabled(true);
         QCOMPARE(manager.publisherDelegateContainer(), first);
@@ -91,12 +88,12 @@ private slots:
         manager.didDismissScreen();
         manager.willLeaveApplication();
         const QString failed = "failed(" + TSKRequestError::Domain + ')';
-        QCOMPARE(log, (QStringList{"internal:received", "banner:received", "interstitial:i-received", "mixed:received",
-                                   "mixed:i-received", "internal:" + failed, "banner:" + failed, "interstitial:i-" + failed,
-                                   "internal:willPresent", "banner:willPresent", "interstitial:i-willPresent",
-                                   "internal:willDismiss", "banner:willDismiss", "interstitial:i-willDismiss",
-                                   "internal:didDismiss", "banner:didDismiss", "interstitial:i-didDismiss",
-                                   "internal:willLeave", "banner:willLeave", "interstitial:i-willLeave"}));
+        QCOMPARE(log, (QStringList{"internal:received", "banner:received", "mixed:received", "mixed:i-received",
+                                   "internal:" + failed, "banner:" + failed, "mixed:i-" + failed,
+                                   "internal:willPresent", "banner:willPresent", "mixed:i-willPresent",
+                                   "internal:willDismiss", "banner:willDismiss", "mixed:i-willDismiss",
+                                   "internal:didDismiss", "banner:didDismiss", "mixed:i-didDismiss",
+                                   "internal:willLeave", "banner:willLeave", "mixed:i-willLeave"}));
         QVERIFY(!TSKStatistics::sharedStatistics()->parameters().contains("pclb"));  // no click was running
 
         // An event from a worker is delivered on the GUI thread while the worker waits.
@@ -111,7 +108,7 @@ private slots:
         worker->start();
         QVERIFY(QTest::qWaitFor([&] { return worker->isFinished(); }, 20000));
         QVERIFY(deliveredBeforeReturning);
-        QCOMPARE(log, (QStringList{"internal:failed(AdErrors)", "banner:failed(AdErrors)", "interstitial:i-failed(AdErrors)"}));
+        QCOMPARE(log, (QStringList{"internal:failed(AdErrors)", "banner:failed(AdErrors)", "mixed:i-failed(AdErrors)"}));
         QCOMPARE(deliveredOn, QThread::currentThread());
 
         // A banner-form delegate cannot take an ad of another class. Removing a delegate
@@ -120,31 +117,27 @@ private slots:
         QObject other;
         TSKDelegateManager otherManager;
         otherManager.addDelegate(&banner, &other);
-        otherManager.addDelegate(&interstitial, &other);
-        otherManager.addDelegate(&interstitial, nullptr);
+        otherManager.addDelegate(&mixed, &other);
+        otherManager.addDelegate(&mixed, nullptr);
         otherManager.didReceiveAd();
-        otherManager.removeDelegate(&interstitial);
+        otherManager.removeDelegate(&mixed);
         delete otherManager.addDelegate(new BannerDelegate("gone", &log), &view)->delegate();
         otherManager.didReceiveAd();
-        QCOMPARE(log, (QStringList{"interstitial:i-received", "interstitial:i-received(no ad)", "interstitial:i-received(no ad)"}));
-    }
+        QCOMPARE(log, (QStringList{"mixed:i-received", "mixed:received(no ad)", "mixed:i-received(no ad)",
+                                   "mixed:received(no ad)", "mixed:i-received(no ad)"}));
 
-    // The others still hear, and the running click still notes it, when a delegate destroys the ad.
-    void leavingTheApplicationWhileTheAdGoes()
-    {
-        QStringList log;
-        AdView view;
-        TSKStatistics *statistics = TSKStatistics::sharedStatistics();
-        auto manager = std::make_unique<TSKDelegateManager>();
-        BannerDelegate destroyer("destroyer", &log), later("later", &log);
-        destroyer.onCall = [&] { manager.reset(); };
-        manager->addDelegate(&destroyer, &view);
-        manager->addDelegate(&later, &view);
-        statistics->urlForClick(QUrl("http://127.0.0.1/ad-click"));
-        manager->willLeaveApplication();
-        QVERIFY(!manager);
-        QCOMPARE(log, (QStringList{"destroyer:willLeave", "later:willLeave"}));
-        QCOMPARE(statistics->parameters().value("pclb").toInt(), 1);
+        // The others still hear, and the running click still notes it, when a delegate destroys the ad.
+        log.clear();
+        auto doomed = std::make_unique<TSKDelegateManager>();
+        BannerDelegate destroyer("destroyer", &log);
+        destroyer.onCall = [&] { doomed.reset(); };
+        doomed->addDelegate(&destroyer, &view);
+        doomed->addDelegate(&banner, &view);
+        TSKStatistics::sharedStatistics()->urlForClick(QUrl("http://127.0.0.1/ad-click"));
+        doomed->willLeaveApplication();
+        QVERIFY(!doomed);
+        QCOMPARE(log, (QStringList{"destroyer:willLeave", "banner:willLeave"}));
+        QCOMPARE(TSKStatistics::sharedStatistics()->parameters().value("pclb").toInt(), 1);
     }
 };
 

@@ -59,20 +59,21 @@ QString NginxServer::start()
 pid %1/nginx.pid; error_log %1/error.log;
 events { worker_connections 64; }
 http {
-    log_format probe '$request_uri|$http_if_modified_since|$status';
-    access_log %1/access.log probe;
+    access_log off;
     client_body_temp_path %1/temp/body; proxy_temp_path %1/temp/proxy; fastcgi_temp_path %1/temp/fastcgi;
     uwsgi_temp_path %1/temp/uwsgi; scgi_temp_path %1/temp/scgi;
     default_type text/plain;
-    server { listen 127.0.0.1:%2; root %1/www; %3 }
+    server { listen 127.0.0.1:%2; root %1/www; }
 }
-)").arg(prefix_.path()).arg(port_).arg(extraLocations_).toUtf8();
+)").arg(prefix_.path()).arg(port_).toUtf8();
         QFile file(prefix_.filePath("nginx.conf"));
         if (!file.open(QIODevice::WriteOnly) || file.write(config) != config.size())
             return "cannot write the nginx configuration";
         file.close();
         process_.setProcessChannelMode(QProcess::MergedChannels);
         process_.start(nginx, {"-p", prefix_.path(), "-c", file.fileName(), "-e", prefix_.filePath("error.log")});
+        // Until the start is confirmed the state reads Starting, even once nginx listens.
+        process_.waitForStarted();
         // nginx says nothing when ready: poll its port, and notice an early exit.
         const bool settled = waitFor([&] {
             QTcpSocket socket;

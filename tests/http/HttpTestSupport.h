@@ -56,12 +56,10 @@ private:
 };
 
 // A real nginx on 127.0.0.1 serving a temporary document root, in the
-// foreground without a master process so it runs as any user. Its access log
-// holds "uri|if-modified-since|status" per request, "-" for a header not sent.
+// foreground without a master process so it runs as any user.
 class NginxServer
 {
 public:
-    explicit NginxServer(const QString &extraLocations) : extraLocations_(extraLocations) {}
     ~NginxServer()
     {
         process_.kill();
@@ -70,15 +68,9 @@ public:
     QString start();  // null when running, otherwise what went wrong
     QString documentRoot() const { return prefix_.filePath("www"); }
     QUrl url(const QString &path) const { return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(port_).arg(path)); }
-    QStringList accessLog() const
-    {
-        QFile log(prefix_.filePath("access.log"));
-        return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()).split('\n', Qt::SkipEmptyParts) : QStringList();
-    }
 
 private:
     QTemporaryDir prefix_;
-    QString extraLocations_;
     quint16 port_ = 0;
     QProcess process_;
 };

@@ -23,7 +23,7 @@ AdServerProcess::AdServerProcess(const QStringList &arguments)
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process_.start(QStringLiteral(VELMORA_ADSERVER_BINARY),
                    QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", logPath()} + arguments);
-    static const QRegularExpression listening(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+)"));
+    static const QRegularExpression listening(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+) .*admin: http://127\\.0\\.0\\.1:(\\d+)"));
     QByteArray output;
     const QDeadlineTimer deadline(20000);
     while (!deadline.hasExpired() && process_.state() != QProcess::NotRunning) {
@@ -31,6 +31,7 @@ AdServerProcess::AdServerProcess(const QStringList &arguments)
         output += process_.readAllStandardOutput();
         if (const QRegularExpressionMatch match = listening.match(QString::fromUtf8(output)); match.hasMatch()) {
             port_ = match.captured(1).toInt();
+            adminPort_ = match.captured(2).toInt();
             return;
         }
     }
@@ -48,6 +49,11 @@ AdServerProcess::~AdServerProcess()
 QString AdServerProcess::host() const
 {
     return QStringLiteral("127.0.0.1:%1").arg(port_);
+}
+
+QString AdServerProcess::adminHost() const
+{
+    return QStringLiteral("127.0.0.1:%1").arg(adminPort_);
 }
 
 QList<QJsonObject> AdServerProcess::requests() const
@@ -76,7 +82,7 @@ QList<QJsonObject> AdServerProcess::requestsTo(const QString &path) const
 QJsonObject AdServerProcess::stats() const
 {
     QNetworkAccessManager network;
-    std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(QUrl(QStringLiteral("http://%1/stats").arg(host())))));
+    std::unique_ptr<QNetworkReply> reply(network.get(QNetworkRequest(QUrl(QStringLiteral("http://%1/stats").arg(adminHost())))));
     if (!QTest::qWaitFor([&] { return reply->isFinished(); }, 20000))
         return {};
     return QJsonDocument::fromJson(reply->readAll()).object();

@@ -10,7 +10,8 @@
 namespace testsupport {
 
 // A real velmora-adserver on an ephemeral port of 127.0.0.1, started with
-// the given options, and what it has seen: its request log and /stats.
+// the given options, and what it has seen: its request log and /stats (from
+// its admin listener, on another ephemeral port).
 class AdServerProcess
 {
 public:
@@ -24,6 +25,8 @@ public:
 
     bool isRunning() const { return port_ != 0; }
     QString host() const;
+    // Where /stats, the dashboard and /metrics are served.
+    QString adminHost() const;
     QString logPath() const { return dir_.filePath(QStringLiteral("requests.jsonl")); }
 
     // Every logged request, oldest first. The server writes its log within
@@ -37,6 +40,7 @@ private:
     QTemporaryDir dir_;
     QProcess process_;
     int port_ = 0;
+    int adminPort_ = 0;
 };
 
 }  // namespace testsupport
