@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # A request with every consent signal set (bench/privacy.cpp), run in turns
-# with the same benchmark built against the library at REF (default main), one
-# without the privacy rules, against one house ad server. Prints each run and
-# the medians with their ratio, this tree over REF.
+# with the same benchmark built against the library at REF, by default the
+# last commit before the privacy rules, against one house ad server. Prints
+# each run and the medians with their ratio, this tree over REF.
 #   bench/privacy.sh [REF] [ROUNDS]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-ref=${1:-main}
+ref=${1:-621f82b}
 rounds=${2:-5}
 build_dir=${VELMORA_BUILD_DIR:-build}
 scripts/setup
