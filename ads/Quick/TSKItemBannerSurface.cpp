@@ -12,13 +12,13 @@ WebContent *TSKItemBannerSurface::createAdContent()
     auto *view = new QuickWebView(qmlEngine(banner_), banner_);
     view->setSize(banner_->size());
     view->setTransparent();
-    view->setVisible(false);
+    view->setShown(false);
     return view;
 }
 
 void TSKItemBannerSurface::showAdContent(WebContent *content)
 {
-    static_cast<QuickWebView *>(content)->setVisible(true);
+    static_cast<QuickWebView *>(content)->setShown(true);
 }
 
 QRectF TSKItemBannerSurface::frame() const

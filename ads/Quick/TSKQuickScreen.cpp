@@ -166,7 +166,7 @@ void TSKQuickScreen::relinquishScreen()
 
 void TSKQuickScreen::disappeared()
 {
-    setVisible(false);
+    setOpacity(0);
     if (lifecycle_)
         lifecycle_->didDisappear();
     screenDidDisappear();
@@ -177,12 +177,13 @@ void TSKQuickScreen::disappeared()
     deleteLater();
 }
 
-// Hidden under the screen opened over it, as a widget screen is.
+// Out of sight under the screen opened over it, as a widget screen is; by
+// opacity, for the web views it holds (see QuickWebView::setShown).
 void TSKQuickScreen::setCovered(bool covered)
 {
     if (closing_)
         return;
-    setVisible(!covered);
+    setOpacity(covered ? 0 : 1);
     if (covered) {
         if (lifecycle_)
             lifecycle_->didDisappear();

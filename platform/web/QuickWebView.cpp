@@ -121,10 +121,16 @@ void QuickWebView::setTransparent()
         view_->setProperty("backgroundColor", QColor(Qt::transparent));
 }
 
+void QuickWebView::setShown(bool shown)
+{
+    shown_ = shown;
+    setOpacity(shown ? 1 : 0);
+}
+
 void QuickWebView::deleteSoon()
 {
     forgetDelegate();
-    setVisible(false);
+    setShown(false);
     setParentItem(nullptr);
     if (WebProfile::isProgramLeaving())
         delete this;
@@ -139,9 +145,12 @@ void QuickWebView::geometryChange(const QRectF &newGeometry, const QRectF &oldGe
         view_->setSize(newGeometry.size());
 }
 
-// Presses that really reach the page pass through here; a script cannot make one.
+// Presses that really reach the page pass through here; a script cannot
+// make one. A page out of sight gets none.
 bool QuickWebView::childMouseEventFilter(QQuickItem *, QEvent *event)
 {
+    if (!shown_)
+        return true;
     if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::TouchBegin)
         userPressed();
     return false;

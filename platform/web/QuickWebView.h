@@ -39,6 +39,11 @@ public:
     qint64 renderProcessPid() const override;
     void ping(std::function<void(bool answered)> answered) override;
     void setTransparent();
+    // Out of sight and out of reach, or back. By opacity, never by
+    // visibility: Qt 6.4's view whose renderer ends while it is invisible
+    // crashes the program as it drops its drawing, which makes the drawing
+    // visible again and calls into what the renderer's end destroyed.
+    void setShown(bool shown);
 
     // Called by the view.
     Q_INVOKABLE void refuse(const QString &what, const QString &detail);
@@ -65,6 +70,7 @@ private:
     QQmlEngine *engine_;
     QQuickItem *view_ = nullptr;
     bool transparent_ = false;
+    bool shown_ = true;
     WebContainment containment_;
     QHash<int, std::function<void(bool)>> questions_;
     int lastQuestion_ = 0;

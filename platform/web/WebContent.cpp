@@ -154,12 +154,14 @@ void WebContent::engineLoadingChanged(const QWebEngineLoadingInfo &info)
         loading_ = true;
         loadStopped_ = false;
         rendererEndedLoad_ = false;
+        showing_ = false;
         if (delegate_)
             delegate_->webViewDidStartLoad(this);
         break;
     case QWebEngineLoadingInfo::LoadSucceededStatus:
         RendererWatch::shared()->signOfLife(renderProcessPid());
         loading_ = false;
+        showing_ = true;
         if (delegate_)
             delegate_->webViewDidFinishLoad(this);
         break;
@@ -191,8 +193,11 @@ void WebContent::engineRendererTerminated(int status, int exitCode)
     if (loadStopped_)
         return;
     // Pages that share a renderer die with it: one that was shown comes
-    // back, in a fresh renderer.
+    // back, in a fresh renderer. One that failed stays down, or a page that
+    // kills its renderer would be brought back to do it again.
     if (!loading_) {
+        if (!showing_)
+            return;
         reviving_ = true;
         engineTrigger(Action::Reload);
         return;

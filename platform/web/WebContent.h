@@ -103,6 +103,7 @@ private:
     bool loading_ = false;
     bool loadStopped_ = false;
     bool rendererEndedLoad_ = false;
+    bool showing_ = false;
     // While an HTML string loads, the engine navigates to a data: URL; the
     // delegate sees the base URL instead.
     QUrl htmlBaseURL_;

@@ -319,8 +319,6 @@ private slots:
         QFETCH(int, door);
         QFETCH(QString, surface);
         const Door row = doors().at(door);
-        if (surface == QLatin1String("quick") && QByteArray(row.name) == "renderer dies")
-            QSKIP("Qt 6.4's Qt Quick web view crashes the program when its renderer runs out of memory");
         Network network;
         row.misbehave(network);
         QList<QUrl> opened;
