@@ -4,8 +4,10 @@
 // application object, too late to prepare the web engine and its schemes.
 // A static library has no plugin: its items are registered here.
 #include <VelmoraAds/BannerAd.h>
+#include <VelmoraAds/PrivacySettings.h>
 
 #include <QCoreApplication>
+#include <QJSEngine>
 #include <QtQml/qqml.h>
 
 namespace {
@@ -16,6 +18,12 @@ namespace {
 void registerVelmoraAdsModule()
 {
     qmlRegisterType<Velmora::Ads::BannerAd>("Velmora.Ads", 1, 0, "BannerAd");
+    qmlRegisterSingletonType<Velmora::Ads::PrivacySettings>(
+        "Velmora.Ads", 1, 0, "PrivacySettings", [](QQmlEngine *, QJSEngine *) {
+            auto *settings = Velmora::Ads::PrivacySettings::instance();
+            QJSEngine::setObjectOwnership(settings, QJSEngine::CppOwnership);
+            return settings;
+        });
 }
 #endif
 

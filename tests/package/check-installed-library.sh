@@ -212,7 +212,7 @@ quick_case() {
     done
     echo "Qt Quick $case: $(tr '\n' ';' < "$out")"
 }
-quick_case ad 'bottom adReceived 320x50' screenWillPresent 'browser at 0,0 320x480' screenWillDismiss screenDidDismiss
+quick_case ad 'bottom adReceived 320x50' 'personalised ads allowed from QML: 1' screenWillPresent 'browser at 0,0 320x480' screenWillDismiss screenDidDismiss
 quick_case done-while-opening screenWillPresent screenWillDismiss screenDidDismiss
 [ "$(grep -c '^screen' "$scratch/quick-done-while-opening.out")" -eq 3 ] ||
     fail "Done while the browser opened did not give each screen event once"
