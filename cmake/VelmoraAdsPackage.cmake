@@ -23,6 +23,18 @@ else()
         EXPORT VelmoraAdsTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT devel)
 endif()
+# The QML module Velmora.Ads where Qt looks for QML modules (with the
+# library's own prefix): the plugin and its qmldir run programs, the type
+# information serves the tools.
+if(VELMORA_ADS_SHARED)
+    set(VELMORA_ADS_QML_DIR ${CMAKE_INSTALL_LIBDIR}/qt6/qml/Velmora/Ads)
+    install(TARGETS VelmoraAdsQml LIBRARY DESTINATION ${VELMORA_ADS_QML_DIR} COMPONENT library)
+    install(FILES ${PROJECT_BINARY_DIR}/qml/Velmora/Ads/qmldir DESTINATION ${VELMORA_ADS_QML_DIR} COMPONENT library)
+    install(FILES ${PROJECT_BINARY_DIR}/qml/Velmora/Ads/VelmoraAdsQml.qmltypes
+        DESTINATION ${VELMORA_ADS_QML_DIR} COMPONENT devel)
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/ads/Quick/VelmoraAdsLink.cpp
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/VelmoraAds COMPONENT devel)
 # One folder: the platform headers sit beside the library's, where the
 # library's public headers find them.
 install(FILES ${ADS_PUBLIC_HEADERS} ${ADS_EXPORT_HEADER}

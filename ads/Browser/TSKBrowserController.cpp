@@ -104,7 +104,7 @@ void TSKBrowserController::buildWebView()
     layout->addWidget(webView, 1);
     webView->show();
     vars()->webView = webView;
-    vars()->webViewDelegate = std::make_unique<TSKBrowserWebViewDelegate>(this);
+    vars()->webViewDelegate = std::make_unique<TSKBrowserWebViewDelegate>([this] { refreshToolbar(); });
     vars()->webViewDelegate->setViewController(this);
     webView->setDelegate(vars()->webViewDelegate.get());
 }

@@ -1,6 +1,5 @@
 #include "Browser/TSKBrowserWebViewDelegate.h"
 
-#include "Browser/TSKBrowserController.h"
 #include "Statistics/TSKStatistics.h"
 
 using namespace Velmora::Platform;
@@ -13,12 +12,12 @@ const QString kLandingPageDuration = QStringLiteral("plpd");
 
 }  // namespace
 
-TSKBrowserWebViewDelegate::TSKBrowserWebViewDelegate(TSKBrowserController *browserController)
-    : browserController_(browserController)
+TSKBrowserWebViewDelegate::TSKBrowserWebViewDelegate(std::function<void()> refreshToolbar)
+    : refreshToolbar_(std::move(refreshToolbar))
 {
 }
 
-bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request,
+bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebContent *webView, const QNetworkRequest &request,
                                                        NavigationType type)
 {
     if (type == LinkClicked || type == FormSubmitted) {
@@ -31,24 +30,24 @@ bool TSKBrowserWebViewDelegate::webViewShouldStartLoad(WebView *webView, const Q
     return TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type);
 }
 
-void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebView *)
+void TSKBrowserWebViewDelegate::webViewDidStartLoad(WebContent *)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageLoad))
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageLoad);
-    browserController_->refreshToolbar();
+    refreshToolbar_();
 }
 
-void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+void TSKBrowserWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(kLandingPageDuration)) {
         TSKStatistics::sharedStatistics()->endTimingNamed(kLandingPageLoad);
         TSKStatistics::sharedStatistics()->startTimingNamed(kLandingPageDuration);
     }
     TSKWebViewDelegate::webViewDidFinishLoad(webView);
-    browserController_->refreshToolbar();
+    refreshToolbar_();
 }
 
-void TSKBrowserWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Error &)
+void TSKBrowserWebViewDelegate::webViewDidFailLoadWithError(WebContent *, const Error &)
 {
-    browserController_->refreshToolbar();
+    refreshToolbar_();
 }

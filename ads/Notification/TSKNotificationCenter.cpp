@@ -3,7 +3,7 @@
 #include "DelayedPerform.h"
 #include "Notification/TSKNotification.h"
 #include "Utility/TSKMacros.h"
-#include "WebView.h"
+#include "WebContent.h"
 
 #include <QPointer>
 
@@ -49,7 +49,7 @@ void TSKNotificationCenter::postNotificationFromURLObjectWithDelay(const QUrl &u
 
 void TSKNotificationCenter::postJSNotificationUserInfoWebView(const QString &name,
                                                               const std::optional<QVariantMap> &userInfo,
-                                                              WebView *webView)
+                                                              WebContent *webView)
 {
     if (!webView)
         return;

@@ -8,7 +8,7 @@
 #include <optional>
 
 namespace Velmora::Platform {
-class WebView;
+class WebContent;
 }
 
 // The ad library's view of the process's one notification center: it adds
@@ -32,7 +32,7 @@ public:
     // Calls the page's message function: TISKOS_ReceiveMessage('name', {json})
     // or, without user info, TISKOS_ReceiveMessage('name'). Its result is ignored.
     void postJSNotificationUserInfoWebView(const QString &name, const std::optional<QVariantMap> &userInfo,
-                                           Velmora::Platform::WebView *webView);
+                                           Velmora::Platform::WebContent *webView);
 
 private:
     TSKNotificationCenter();

@@ -22,9 +22,10 @@
 #include "RendererWatch.h"
 #include "View/TSKBannerWebViewDelegate.h"
 #include "View/TSKBuildAdWebViewDelegate.h"
-#include "View/TSKVisibilityTracker.h"
+#include "View/TSKSeenSource.h"
+#include "View/TSKWidgetBannerSurface.h"
 #include "ViewController/TSKFullScreen.h"
-#include "WebView.h"
+#include "HiddenWebPage.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -71,17 +72,21 @@ void logLine(const QString &line)
 
 }  // namespace
 
-TSKObjectPrivate::TSKObjectPrivate(QWidget *adView)
-    : adView_(adView), delegateManager_(std::make_shared<TSKDelegateManager>())
+TSKObjectPrivate::TSKObjectPrivate(std::unique_ptr<TSKBannerSurface> surface)
+    : surface_(std::move(surface)), delegateManager_(std::make_shared<TSKDelegateManager>())
 {
     observeLaunchOnce();
     createWebView();
     webViewDelegate_ = std::make_unique<TSKBannerWebViewDelegate>(this);
     observeNotifications();
-    if (adView) {
-        visibility_ = std::make_unique<TSKVisibilityTracker>(adView);
-        connect(visibility_.get(), &TSKVisibilityTracker::seenChanged, this, &TSKObjectPrivate::seenChanged);
-    }
+    visibility_ = surface_->makeSeenSource();
+    if (visibility_)
+        connect(visibility_.get(), &TSKSeenSource::seenChanged, this, &TSKObjectPrivate::seenChanged);
+}
+
+TSKObjectPrivate::TSKObjectPrivate(QWidget *adView)
+    : TSKObjectPrivate(std::make_unique<TSKWidgetBannerSurface>(adView))
+{
 }
 
 TSKObjectPrivate::~TSKObjectPrivate()
@@ -100,14 +105,15 @@ TSKObjectPrivate::~TSKObjectPrivate()
 
 void TSKObjectPrivate::createWebView()
 {
-    webView_ = new WebView(adView_);
-    webView_->setGeometry(adView_ ? adView_->rect() : QRect());
-    webView_->setAttribute(Qt::WA_TranslucentBackground);
-    webView_->page()->setBackgroundColor(Qt::transparent);
-    webView_->setFocusPolicy(Qt::NoFocus);
-    webView_->hide();
+    webView_ = surface_->createAdContent();
     if (webViewDelegate_)
         webView_->setDelegate(webViewDelegate_.get());
+}
+
+void TSKObjectPrivate::showAdContent()
+{
+    if (webView_)
+        surface_->showAdContent(webView_);
 }
 
 void TSKObjectPrivate::releaseWebView()
@@ -262,7 +268,7 @@ void TSKObjectPrivate::buildAdUrl()
 
 QVariantMap TSKObjectPrivate::adFrame() const
 {
-    const QRectF frame = adView_ ? QRectF(adView_->geometry()) : QRectF();
+    const QRectF frame = surface_->frame();
     return {{QStringLiteral("x"), frame.x()},
             {QStringLiteral("y"), frame.y()},
             {QStringLiteral("w"), frame.width()},
@@ -273,13 +279,13 @@ void TSKObjectPrivate::setupBuildAdWebView()
 {
     resetBuildAdWebView();
     buildAdWebViewDelegate_ = std::make_unique<TSKBuildAdWebViewDelegate>([this] { failedToBuildAdURL(); });
-    buildAdWebView_ = std::make_unique<WebView>();
-    buildAdWebView_->resize(1, 1);
+    buildAdWebView_ = std::make_unique<HiddenWebPage>();
     buildAdWebView_->setDelegate(buildAdWebViewDelegate_.get());
     NotificationCenter *center = TSKNotificationCenter::defaultCenter();
-    center->addObserver(this, &TSKObjectPrivate::loadAdURL, kLoadAdURL, buildAdWebView_.get());
-    center->addObserver(this, &TSKObjectPrivate::invalidRequest, kInvalidRequest, buildAdWebView_.get());
-    center->addObserver(this, &TSKObjectPrivate::unableToServe, kUnableToServe, buildAdWebView_.get());
+    QObject *page = buildAdWebView_->contentObject();
+    center->addObserver(this, &TSKObjectPrivate::loadAdURL, kLoadAdURL, page);
+    center->addObserver(this, &TSKObjectPrivate::invalidRequest, kInvalidRequest, page);
+    center->addObserver(this, &TSKObjectPrivate::unableToServe, kUnableToServe, page);
 }
 
 void TSKObjectPrivate::resetBuildAdWebView()
@@ -288,7 +294,7 @@ void TSKObjectPrivate::resetBuildAdWebView()
         return;
     NotificationCenter *center = TSKNotificationCenter::defaultCenter();
     for (const QString &name : {kLoadAdURL, kInvalidRequest, kUnableToServe})
-        center->removeObserver(this, name, buildAdWebView_.get());
+        center->removeObserver(this, name, buildAdWebView_->contentObject());
     buildAdWebView_->setDelegate(nullptr);
     // Its page may still be calling back: let the event loop finish with it.
     buildAdWebView_.release()->deleteSoon();
@@ -381,7 +387,7 @@ void TSKObjectPrivate::renderDeadlinePassed(int render, double waited)
     const auto rendering = [this, render] { return render == renders_ && state_ == Rendering; };
     if (!rendering())
         return;
-    RendererWatch::shared()->check(webView_->page(), this, [this, render, waited, rendering](bool stuck) {
+    RendererWatch::shared()->check(webView_, this, [this, render, waited, rendering](bool stuck) {
         if (!rendering())
             return;
         const double next = waited + kRenderDeadlineSeconds;

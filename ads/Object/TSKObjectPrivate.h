@@ -3,7 +3,7 @@
 #include "Network/TSKCachedFileDelegate.h"
 #include "Timer.h"
 #include "ViewController.h"
-#include "WebView.h"
+#include "WebContentPointer.h"
 
 #include <QList>
 #include <QObject>
@@ -17,13 +17,15 @@
 namespace Velmora::Platform {
 class Notification;
 }
+class TSKBannerSurface;
 class TSKBannerWebViewDelegate;
 class TSKCachedFile;
 class TSKClickTracker;
 class TSKDelegateManager;
 class TSKRequest;
 class TSKRequestPrivate;
-class TSKVisibilityTracker;
+class TSKScreenPresenter;
+class TSKSeenSource;
 class TSKWebViewDelegate;
 
 // The engine behind one banner. It takes a request, makes sure the ad
@@ -70,7 +72,9 @@ public:
     // can make a banner reload as fast as loads finish.
     static constexpr double kMinimumReloadSeconds = 1.0;
 
-    // The ad web view becomes a child of `adView`, filling it.
+    // The surface draws the ad and tells whether it is seen; a widget's
+    // when given one, the ad's web view a child filling it.
+    explicit TSKObjectPrivate(std::unique_ptr<TSKBannerSurface> surface);
     explicit TSKObjectPrivate(QWidget *adView);
     ~TSKObjectPrivate() override;
 
@@ -84,7 +88,13 @@ public:
     Velmora::Platform::ViewController *rootViewController() const { return rootViewController_; }
     void setRootViewController(Velmora::Platform::ViewController *controller) { rootViewController_ = controller; }
     // Null while the banner is dormant.
-    Velmora::Platform::WebView *webView() const { return webView_; }
+    Velmora::Platform::WebContent *webView() const { return webView_; }
+    TSKBannerSurface *surface() const { return surface_.get(); }
+    // Draws full-screen ads where there is no root view controller (not owned).
+    TSKScreenPresenter *screenPresenter() const { return screenPresenter_; }
+    void setScreenPresenter(TSKScreenPresenter *presenter) { screenPresenter_ = presenter; }
+    // The rendered ad goes on screen.
+    void showAdContent();
     TSKRequestPrivate *request() const { return request_.get(); }
     TSKCachedFile *adHTML() const { return adHTML_.get(); }
     int state() const { return state_; }
@@ -163,12 +173,13 @@ private:
     void cachedFileDownloadDidFail(TSKCachedFile *file, const std::optional<Velmora::Platform::Error> &error) override;
     std::optional<Velmora::Platform::Error> cachedFileShouldRedirectToURL(TSKCachedFile *file, const QUrl &url) override;
 
-    QPointer<QWidget> adView_;
+    std::unique_ptr<TSKBannerSurface> surface_;
     QString adUnitID_;
     std::shared_ptr<TSKDelegateManager> delegateManager_;
     QPointer<Velmora::Platform::ViewController> rootViewController_;
-    QPointer<Velmora::Platform::WebView> webView_;
-    std::unique_ptr<Velmora::Platform::WebView> buildAdWebView_;
+    TSKScreenPresenter *screenPresenter_ = nullptr;
+    Velmora::Platform::WebContentPointer webView_;
+    std::unique_ptr<Velmora::Platform::WebContent> buildAdWebView_;
     std::unique_ptr<TSKBannerWebViewDelegate> webViewDelegate_;
     std::unique_ptr<TSKWebViewDelegate> buildAdWebViewDelegate_;
     std::unique_ptr<TSKCachedFile> buildAdJS_;
@@ -186,7 +197,7 @@ private:
     bool hasAutoRefreshed_ = false;
     int supportedOrientations_ = 1;
     int renders_ = 0;
-    std::unique_ptr<TSKVisibilityTracker> visibility_;
+    std::unique_ptr<TSKSeenSource> visibility_;
     QPointer<Velmora::Platform::Timer> viewabilityTimer_;
     QPointer<Velmora::Platform::Timer> dormancyTimer_;
     // The background or a full-screen ad holds every banner's reloads.

@@ -2,6 +2,7 @@
 
 #include "Browser/TSKBrowserController.h"
 #include "Notification/TSKNotification.h"
+#include "Opener/TSKScreenPresenter.h"
 #include "Statistics/TSKStatistics.h"
 #include "Utility/TSKNetworkUtilities.h"
 #include "ViewController/TSKFullScreen.h"
@@ -70,6 +71,10 @@ void TSKOpener::openBrowserToURLSupportedOrientations(const QUrl &url, int orien
 {
     if (!wasTapped(QStringLiteral("the browser"), url))
         return;
+    if (presenter_) {
+        presenter_->presentBrowser(url, referringURL_, delegateManager_);
+        return;
+    }
     auto *browser = new TSKBrowserController;
     browser->setSupportedOrientations(orientations);
     browser->loadReferringURL(url, referringURL_);
@@ -80,6 +85,10 @@ void TSKOpener::openWebAppSupportedOrientations(const QUrl &url, int orientation
 {
     if (!wasTapped(QStringLiteral("a web app"), url))
         return;
+    if (presenter_) {
+        presenter_->presentWebApp(url, QString(), delegateManager_);
+        return;
+    }
     auto *webApp = new TSKWebAppViewController;
     webApp->setSupportedOrientations(orientations);
     webApp->load(url);
@@ -90,6 +99,10 @@ void TSKOpener::openWebAppWithHTMLSupportedOrientations(const QString &html, int
 {
     if (!wasTapped(QStringLiteral("a web app"), QUrl(QStringLiteral("about:blank"))))
         return;
+    if (presenter_) {
+        presenter_->presentWebApp(QUrl(), html, delegateManager_);
+        return;
+    }
     auto *webApp = new TSKWebAppViewController;
     webApp->setSupportedOrientations(orientations);
     webApp->loadHTMLBaseURL(html, QUrl());
@@ -100,23 +113,18 @@ void TSKOpener::openEmailComposer(const QUrl &url)
 {
     if (!wasTapped(QStringLiteral("the mail composer"), url))
         return;
-    const QString rest = url.toString(QUrl::FullyEncoded).mid(int(qstrlen("mailto:")));
-    const qsizetype question = rest.indexOf(QLatin1Char('?'));
-    const QString recipient = QUrl::fromPercentEncoding(rest.left(question).toUtf8());
-    const QVariantMap fields =
-        question < 0 ? QVariantMap() : TSKNetworkUtilities::dictionaryFromQueryString(rest.mid(question + 1));
-
+    const MailMessage message = mailMessageFromURL(url);
+    if (presenter_) {
+        presenter_->presentMailForm(message);
+        return;
+    }
     auto *composer = new MailComposeViewController;
     composer->setMailComposeDelegate(this);
-    composer->setToRecipients({recipient});
-    if (fields.contains(QStringLiteral("cc")))
-        composer->setCcRecipients(fields.value(QStringLiteral("cc")).toString().split(QLatin1Char(',')));
-    if (fields.contains(QStringLiteral("bcc")))
-        composer->setBccRecipients(fields.value(QStringLiteral("bcc")).toString().split(QLatin1Char(',')));
-    if (fields.contains(QStringLiteral("subject")))
-        composer->setSubject(fields.value(QStringLiteral("subject")).toString());
-    if (fields.contains(QStringLiteral("body")))
-        composer->setMessageBody(fields.value(QStringLiteral("body")).toString(), false);
+    composer->setToRecipients(message.to);
+    composer->setCcRecipients(message.cc);
+    composer->setBccRecipients(message.bcc);
+    composer->setSubject(message.subject);
+    composer->setMessageBody(message.body, false);
     composer->setModalTransitionStyle(ViewController::CoverVertical);
     if (!viewController_) {
         delete composer;
@@ -125,6 +133,24 @@ void TSKOpener::openEmailComposer(const QUrl &url)
     viewController_->presentModalViewController(composer, true);
     if (!composer->parentViewController())
         delete composer;
+}
+
+// The recipient before "?", then the query's fields; cc and bcc hold lists.
+MailMessage TSKOpener::mailMessageFromURL(const QUrl &url)
+{
+    const QString rest = url.toString(QUrl::FullyEncoded).mid(int(qstrlen("mailto:")));
+    const qsizetype question = rest.indexOf(QLatin1Char('?'));
+    const QVariantMap fields =
+        question < 0 ? QVariantMap() : TSKNetworkUtilities::dictionaryFromQueryString(rest.mid(question + 1));
+    const auto list = [&](const char *key) {
+        return fields.contains(QLatin1String(key)) ? fields.value(QLatin1String(key)).toString().split(QLatin1Char(','))
+                                                   : QStringList();
+    };
+    return {{QUrl::fromPercentEncoding(rest.left(question).toUtf8())},
+            list("cc"),
+            list("bcc"),
+            fields.value(QStringLiteral("subject")).toString(),
+            fields.value(QStringLiteral("body")).toString()};
 }
 
 void TSKOpener::mailComposeControllerDidFinishWithResult(MailComposeViewController *controller, Result,

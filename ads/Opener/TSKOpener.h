@@ -1,9 +1,10 @@
 #pragma once
 
 #include "MailComposeViewController.h"
+#include "MailMessage.h"
 #include "Opener/TSKAppOpener.h"
 #include "ViewController.h"
-#include "WebView.h"
+#include "WebContentPointer.h"
 
 #include <QObject>
 #include <QPointer>
@@ -13,6 +14,7 @@
 
 class TSKDelegateManager;
 class TSKNotification;
+class TSKScreenPresenter;
 class TSKViewController;
 
 // Carries out what a tap on an ad asks for: a page in the in-app browser, a
@@ -28,6 +30,8 @@ public:
     void setDelegateManager(std::shared_ptr<TSKDelegateManager> manager) { delegateManager_ = std::move(manager); }
     Velmora::Platform::ViewController *viewController() const { return viewController_; }
     void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
+    // Draws the screens instead of a view controller, when set (not owned).
+    void setPresenter(TSKScreenPresenter *presenter) { presenter_ = presenter; }
     // The page on which the click happened; the browser's first Referer.
     const QUrl &referringURL() const { return referringURL_; }
     void setReferringURL(const QUrl &url) { referringURL_ = url; }
@@ -39,7 +43,7 @@ public:
     // that covers the program or leaves it happens unless the user pressed
     // on that page within the tap window; without one (a native button),
     // every action goes ahead.
-    void setPressSource(Velmora::Platform::WebView *page) { pressSource_ = page; }
+    void setPressSource(Velmora::Platform::WebContent *page) { pressSource_ = page; }
 
     // Routes an "open" message by its "a", "u", "html" and "o" parameters.
     void openNotification(const TSKNotification &notification);
@@ -57,11 +61,13 @@ public:
 private:
     static int orientationFromCode(const QString &code);
     bool wasTapped(const QString &action, const QUrl &target) const;
+    static Velmora::Platform::MailMessage mailMessageFromURL(const QUrl &url);
     void present(TSKViewController *screen);
 
     std::shared_ptr<TSKDelegateManager> delegateManager_;
     QPointer<Velmora::Platform::ViewController> viewController_;
     QUrl referringURL_;
-    QPointer<Velmora::Platform::WebView> pressSource_;
+    Velmora::Platform::WebContentPointer pressSource_;
+    TSKScreenPresenter *presenter_ = nullptr;
     TSKAppOpener appOpener_;
 };

@@ -38,17 +38,17 @@ void BannerWidget::setAdUnitId(const QString &id)
 
 bool BannerWidget::autoRefreshed() const
 {
-    return d->autoRefreshed();
+    return d->status().autoRefreshed();
 }
 
 BannerWidget::State BannerWidget::state() const
 {
-    return d->state();
+    return d->status().state();
 }
 
 QString BannerWidget::lastError() const
 {
-    return d->lastError();
+    return d->status().lastError();
 }
 
 TSKBannerView *BannerWidget::bannerView() const
@@ -63,13 +63,13 @@ QSize BannerWidget::sizeHint() const
 
 void BannerWidget::load()
 {
-    d->startLoading();
+    d->status().startLoading();
     d->banner()->loadRequest(nullptr);
 }
 
 void BannerWidget::load(const TSKRequest &request)
 {
-    d->startLoading();
+    d->status().startLoading();
     d->banner()->loadRequest(&request);
 }
 

@@ -10,26 +10,15 @@
 
 #include <VelmoraAds/TSKBannerView.h>
 
-#include <QPointer>
 #include <QWebEnginePage>
 
 using namespace Velmora::Platform;
 
 namespace Velmora::Ads {
 
-namespace {
-
-BannerWidget::Failure failureOfCode(qint64 code)
-{
-    if (code < int(BannerWidget::Failure::NoFill) || code > int(BannerWidget::Failure::Timeout))
-        return BannerWidget::Failure::InvalidRequest;
-    return BannerWidget::Failure(code);
-}
-
-}  // namespace
-
 BannerWidgetPrivate::BannerWidgetPrivate(BannerWidget *widget)
-    : widget_(widget), banner_(new TSKBannerView(widget)), windowController_(new BannerWindowController(this))
+    : widget_(widget), banner_(new TSKBannerView(widget)), windowController_(new BannerWindowController(this)),
+      status_(widget)
 {
     banner_->setRootViewController(windowController_);
     // Heard as the library's own delegate, so the banner's delegate() stays
@@ -50,36 +39,6 @@ void BannerWidgetPrivate::followWindow()
         WebWindowSurface::prepare(window);
 }
 
-void BannerWidgetPrivate::startLoading()
-{
-    setState(BannerWidget::State::Loading);
-}
-
-void BannerWidgetPrivate::setState(BannerWidget::State state)
-{
-    if (state_ == state)
-        return;
-    state_ = state;
-    emit widget_->stateChanged(state);
-}
-
-void BannerWidgetPrivate::setLastError(const QString &message)
-{
-    if (lastError_ == message)
-        return;
-    lastError_ = message;
-    emit widget_->lastErrorChanged(message);
-}
-
-void BannerWidgetPrivate::updateAutoRefreshed()
-{
-    const bool refreshed = banner_->hasAutoRefreshed();
-    if (autoRefreshed_ == refreshed)
-        return;
-    autoRefreshed_ = refreshed;
-    emit widget_->autoRefreshedChanged(refreshed);
-}
-
 // The page decides the ad's size; a layout is only asked for so much.
 void BannerWidgetPrivate::measureAd()
 {
@@ -93,31 +52,15 @@ void BannerWidgetPrivate::measureAd()
     widget_->updateGeometry();
 }
 
-// Each handler stops as soon as a slot has deleted the widget.
 void BannerWidgetPrivate::adViewDidReceiveAd(QObject *)
 {
-    const QPointer<BannerWidget> alive(widget_);
     measureAd();
-    setState(BannerWidget::State::Shown);
-    if (alive)
-        setLastError({});
-    if (alive)
-        updateAutoRefreshed();
-    if (alive)
-        emit widget_->adReceived();
+    status_.received(banner_->hasAutoRefreshed());
 }
 
 void BannerWidgetPrivate::adViewDidFailToReceiveAdWithError(QObject *, const Error &error)
 {
-    const QPointer<BannerWidget> alive(widget_);
-    const QString message = error.localizedDescription();
-    setState(BannerWidget::State::Failed);
-    if (alive)
-        setLastError(message);
-    if (alive)
-        updateAutoRefreshed();
-    if (alive)
-        emit widget_->adFailed(failureOfCode(error.code), message);
+    status_.failed(error, banner_->hasAutoRefreshed());
 }
 
 void BannerWidgetPrivate::adViewWillPresentScreen(QObject *)

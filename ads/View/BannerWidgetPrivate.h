@@ -3,6 +3,7 @@
 #include <VelmoraAds/BannerWidget.h>
 
 #include "Error.h"
+#include "View/BannerStatus.h"
 
 #include <QObject>
 #include <QPointer>
@@ -27,12 +28,9 @@ public:
     ~BannerWidgetPrivate() override;
 
     TSKBannerView *banner() const { return banner_; }
-    BannerWidget::State state() const { return state_; }
-    const QString &lastError() const { return lastError_; }
-    bool autoRefreshed() const { return autoRefreshed_; }
+    BannerStatus<BannerWidget> &status() { return status_; }
     QSize adSize() const { return adSize_; }
 
-    void startLoading();
     // The window full-screen ads cover may have changed.
     void followWindow();
 
@@ -44,17 +42,12 @@ public:
     Q_INVOKABLE void adViewWillLeaveApplication(QObject *view);
 
 private:
-    void setState(BannerWidget::State state);
-    void setLastError(const QString &message);
-    void updateAutoRefreshed();
     void measureAd();
 
     BannerWidget *widget_;
     TSKBannerView *banner_;
     BannerWindowController *windowController_;
-    BannerWidget::State state_ = BannerWidget::State::Idle;
-    QString lastError_;
-    bool autoRefreshed_ = false;
+    BannerStatus<BannerWidget> status_;
     QSize adSize_;
 };
 

@@ -97,7 +97,7 @@ bool TSKBannerView::hasAutoRefreshed() const
 
 WebView *TSKBannerView::webView() const
 {
-    return privateObject()->webView();
+    return dynamic_cast<WebView *>(privateObject()->webView());
 }
 
 void TSKBannerView::loadRequest(const TSKRequest *request)

@@ -8,28 +8,29 @@
 #include "Statistics/TSKStatistics.h"
 #include "URLConnection.h"
 #include "ViewController/TSKFullScreen.h"
-#include "WebView.h"
+#include "WebContent.h"
 
 using namespace Velmora::Platform;
 
 TSKBannerWebViewDelegate::TSKBannerWebViewDelegate(TSKObjectPrivate *objectPrivate) : private_(objectPrivate)
 {
-    if (WebView *webView = private_->webView())
+    if (WebContent *webView = private_->webView())
         webView->setDelegate(this);
 }
 
 TSKBannerWebViewDelegate::~TSKBannerWebViewDelegate()
 {
-    if (WebView *webView = private_->webView())
+    if (WebContent *webView = private_->webView())
         webView->setDelegate(nullptr);
 }
 
-bool TSKBannerWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request,
+bool TSKBannerWebViewDelegate::webViewShouldStartLoad(WebContent *webView, const QNetworkRequest &request,
                                                       NavigationType type)
 {
     setViewController(private_->rootViewController());
     opener()->setDelegateManager(private_->delegateManager());
     opener()->setViewController(viewController());
+    opener()->setPresenter(private_->screenPresenter());
     if (private_->state() != TSKObjectPrivate::Shown)
         return TSKWebViewDelegate::webViewShouldStartLoad(webView, request, type);
 
@@ -42,17 +43,17 @@ bool TSKBannerWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QN
     return false;
 }
 
-void TSKBannerWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+void TSKBannerWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
 {
     TSKWebViewDelegate::webViewDidFinishLoad(webView);
     if (private_->state() == TSKObjectPrivate::Rendering)
-        showAd(webView);
+        showAd();
 }
 
-void TSKBannerWebViewDelegate::showAd(WebView *webView)
+void TSKBannerWebViewDelegate::showAd()
 {
     private_->changeState(TSKObjectPrivate::Shown);
-    webView->show();
+    private_->showAdContent();
     // The ad is on screen: its impression counts once the player has had it
     // in sight long enough.
     private_->countImpressionWhenViewable();
@@ -63,7 +64,7 @@ void TSKBannerWebViewDelegate::showAd(WebView *webView)
     private_->delegateManager()->didReceiveAd();
 }
 
-void TSKBannerWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Error &)
+void TSKBannerWebViewDelegate::webViewDidFailLoadWithError(WebContent *, const Error &)
 {
     if (private_->state() == TSKObjectPrivate::Shown)
         return;

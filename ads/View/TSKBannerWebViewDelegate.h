@@ -15,12 +15,12 @@ public:
     explicit TSKBannerWebViewDelegate(TSKObjectPrivate *objectPrivate);
     ~TSKBannerWebViewDelegate() override;
 
-    bool webViewShouldStartLoad(Velmora::Platform::WebView *webView, const QNetworkRequest &request, NavigationType type) override;
-    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
-    void webViewDidFailLoadWithError(Velmora::Platform::WebView *webView, const Velmora::Platform::Error &error) override;
+    bool webViewShouldStartLoad(Velmora::Platform::WebContent *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebContent *webView) override;
+    void webViewDidFailLoadWithError(Velmora::Platform::WebContent *webView, const Velmora::Platform::Error &error) override;
 
 private:
-    void showAd(Velmora::Platform::WebView *webView);
+    void showAd();
 
     TSKObjectPrivate *private_;
 };

@@ -7,7 +7,7 @@ TSKBuildAdWebViewDelegate::TSKBuildAdWebViewDelegate(std::function<void()> loadF
 {
 }
 
-void TSKBuildAdWebViewDelegate::webViewDidFailLoadWithError(WebView *, const Error &)
+void TSKBuildAdWebViewDelegate::webViewDidFailLoadWithError(WebContent *, const Error &)
 {
     // Last: the loader lets go of this delegate in it.
     const std::function<void()> loadFailed = loadFailed_;

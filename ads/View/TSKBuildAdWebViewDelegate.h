@@ -13,7 +13,7 @@ class TSKBuildAdWebViewDelegate : public TSKWebViewDelegate
 public:
     explicit TSKBuildAdWebViewDelegate(std::function<void()> loadFailed);
 
-    void webViewDidFailLoadWithError(Velmora::Platform::WebView *webView, const Velmora::Platform::Error &error) override;
+    void webViewDidFailLoadWithError(Velmora::Platform::WebContent *webView, const Velmora::Platform::Error &error) override;
 
 private:
     std::function<void()> loadFailed_;

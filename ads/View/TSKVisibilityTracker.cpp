@@ -84,9 +84,5 @@ void TSKVisibilityTracker::update()
     // A new ancestor, or a window that now has its platform window; not from
     // inside the filter, where Qt is walking the very lists this changes.
     watchAncestors();
-    const bool seen = isWidgetSeen(widget_);
-    if (seen == seen_)
-        return;
-    seen_ = seen;
-    emit seenChanged(seen);
+    setSeen(isWidgetSeen(widget_));
 }

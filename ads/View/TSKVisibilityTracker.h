@@ -1,7 +1,8 @@
 #pragma once
 
+#include "View/TSKSeenSource.h"
+
 #include <QList>
-#include <QObject>
 #include <QPointer>
 
 class QWidget;
@@ -11,21 +12,15 @@ class QWidget;
 // what its ancestors do not clip away (a scroll area's viewport, say). It
 // follows Qt's own events on the widget, its ancestors and its window, and
 // settles once per turn of the event loop however many of them arrive.
-class TSKVisibilityTracker : public QObject
+class TSKVisibilityTracker : public TSKSeenSource
 {
     Q_OBJECT
 public:
-    static constexpr double kMinimumVisibleShare = 0.5;
-
     explicit TSKVisibilityTracker(QWidget *widget);
     ~TSKVisibilityTracker() override;
 
-    bool isSeen() const { return seen_; }
     // Judged now, without waiting for the events to settle.
     static bool isWidgetSeen(const QWidget *widget);
-
-signals:
-    void seenChanged(bool seen);
 
 private:
     static double visibleShare(const QWidget *widget);
@@ -36,6 +31,5 @@ private:
 
     QPointer<QWidget> widget_;
     QList<QPointer<QObject>> watched_;
-    bool seen_ = false;
     bool updateScheduled_ = false;
 };

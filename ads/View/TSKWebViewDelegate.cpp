@@ -11,7 +11,7 @@
 #include "Utility/TSKNetworkUtilities.h"
 #include "ViewController.h"
 #include "WebProfile.h"
-#include "WebView.h"
+#include "WebContent.h"
 
 #include <QApplication>
 #include <cstdio>
@@ -52,7 +52,7 @@ bool TSKWebViewDelegate::areSchemesRegistered()
     return WebProfile::isSchemeRegistered("tsmsg") && WebProfile::isSchemeRegistered("tiskos");
 }
 
-void TSKWebViewDelegate::notifyWebViewOfOrientationChange(WebView *webView, int orientation)
+void TSKWebViewDelegate::notifyWebViewOfOrientationChange(WebContent *webView, int orientation)
 {
     static const int angles[] = {0, 180, 90, -90};
     if (!webView || orientation < ViewController::Portrait || orientation > ViewController::LandscapeLeft)
@@ -72,13 +72,19 @@ TSKWebViewDelegate::TSKWebViewDelegate(QObject *parent) : QObject(parent), opene
 {
 }
 
+void TSKWebViewDelegate::setScreen(QObject *screen, TSKScreenPresenter *presenter)
+{
+    screen_ = screen;
+    opener_->setPresenter(presenter);
+}
+
 TSKWebViewDelegate::~TSKWebViewDelegate()
 {
     if (tracker_)
         tracker_->reset();
 }
 
-bool TSKWebViewDelegate::webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type)
+bool TSKWebViewDelegate::webViewShouldStartLoad(WebContent *webView, const QNetworkRequest &request, NavigationType type)
 {
     const QUrl url = request.url();
     const QString scheme = url.scheme().toLower();
@@ -112,14 +118,14 @@ bool TSKWebViewDelegate::isOversizedMessage(const QUrl &url)
         || encoded.count('&') + encoded.count(';') >= kMaximumMessageParameters;
 }
 
-void TSKWebViewDelegate::performBridgeMessage(WebView *webView, const TSKNotification &message, const QUrl &url)
+void TSKWebViewDelegate::performBridgeMessage(WebContent *webView, const TSKNotification &message, const QUrl &url)
 {
     const QString name = message.name();
     const QVariantMap parameters = message.parameters().value_or(QVariantMap());
     if (name == QLatin1String("click"))
         trackURLStringAppendSpamSignals(parameters.value(QStringLiteral("u")).toString(), true);
     else if (name == QLatin1String("close"))
-        closeViewController();
+        closeScreen();
     else if (name == QLatin1String("httpTrack"))
         trackURLStringAppendSpamSignals(parameters.value(QStringLiteral("u")).toString(), false);
     else if (name == QLatin1String("log"))
@@ -131,16 +137,17 @@ void TSKWebViewDelegate::performBridgeMessage(WebView *webView, const TSKNotific
     else if (name == QLatin1String("vibrate"))
         QApplication::beep();
     else
-        TSKNotificationCenter::defaultCenter()->postNotificationFromURLObjectWithDelay(url, webView, 0);
+        TSKNotificationCenter::defaultCenter()->postNotificationFromURLObjectWithDelay(url, webView->contentObject(), 0);
 }
 
-void TSKWebViewDelegate::closeViewController()
+void TSKWebViewDelegate::closeScreen()
 {
-    if (viewController_ && kRelinquishScreen.isImplementedBy(viewController_))
-        kRelinquishScreen.performOn(viewController_, {});
+    QObject *screen = screen_ ? screen_.data() : viewController_.data();
+    if (screen && kRelinquishScreen.isImplementedBy(screen))
+        kRelinquishScreen.performOn(screen, {});
 }
 
-bool TSKWebViewDelegate::decideOrdinaryURL(WebView *webView, const QUrl &url, NavigationType type)
+bool TSKWebViewDelegate::decideOrdinaryURL(WebContent *webView, const QUrl &url, NavigationType type)
 {
     // The page's own first load, or a script's load of a bare host, is no action.
     if (!(type == Other && url.path().size() < 2))
@@ -154,15 +161,15 @@ bool TSKWebViewDelegate::decideOrdinaryURL(WebView *webView, const QUrl &url, Na
     return false;
 }
 
-void TSKWebViewDelegate::postWebAction(WebView *webView, const QUrl &url, const QString &action)
+void TSKWebViewDelegate::postWebAction(WebContent *webView, const QUrl &url, const QString &action)
 {
     QVariantMap userInfo{{TSKWebViewNotification::URLKey, url.toString(QUrl::FullyEncoded)}};
     if (!action.isNull())
         userInfo.insert(TSKWebViewNotification::ActionKey, action);
-    TSKNotificationCenter::defaultCenter()->postNotificationName(TSKWebViewNotification::DidReceiveWebAction, webView, userInfo);
+    TSKNotificationCenter::defaultCenter()->postNotificationName(TSKWebViewNotification::DidReceiveWebAction, webView->contentObject(), userInfo);
 }
 
-void TSKWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+void TSKWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
 {
     notifyWebViewOfOrientationChange(webView, Application::shared()->statusBarOrientation());
 }

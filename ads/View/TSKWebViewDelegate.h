@@ -15,6 +15,7 @@
 class TSKClickTracker;
 class TSKNotification;
 class TSKOpener;
+class TSKScreenPresenter;
 
 // The bridge between an ad page and native code. The page asks for native
 // actions by navigating to "tsmsg:" (or the older "tiskos:") URLs; this
@@ -36,7 +37,7 @@ public:
     static bool areSchemesRegistered();
 
     // Evaluates the page's orientation getter and change handler.
-    static void notifyWebViewOfOrientationChange(Velmora::Platform::WebView *webView, int orientation);
+    static void notifyWebViewOfOrientationChange(Velmora::Platform::WebContent *webView, int orientation);
     // The value as an integer, or -1 when the key is absent.
     static int intForKeyFromDictionary(const QString &key, const QVariantMap &dictionary);
 
@@ -47,21 +48,26 @@ public:
     Velmora::Platform::ViewController *viewController() const { return viewController_; }
     void setViewController(Velmora::Platform::ViewController *controller) { viewController_ = controller; }
     TSKOpener *opener() const { return opener_.get(); }
+    // For a page on a screen without a view controller (drawn in Qt Quick):
+    // `screen` hears "close", and what the page opens `presenter` draws.
+    // Neither is owned.
+    void setScreen(QObject *screen, TSKScreenPresenter *presenter);
 
-    bool webViewShouldStartLoad(Velmora::Platform::WebView *webView, const QNetworkRequest &request, NavigationType type) override;
-    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
+    bool webViewShouldStartLoad(Velmora::Platform::WebContent *webView, const QNetworkRequest &request, NavigationType type) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebContent *webView) override;
 
     void trackURLStringAppendSpamSignals(const QString &urlString, bool appendSpamSignals);
     void processTouchSignals(const QVariantMap &parameters);
 
 private:
-    void performBridgeMessage(Velmora::Platform::WebView *webView, const TSKNotification &message, const QUrl &url);
-    void closeViewController();
-    bool decideOrdinaryURL(Velmora::Platform::WebView *webView, const QUrl &url, NavigationType type);
+    void performBridgeMessage(Velmora::Platform::WebContent *webView, const TSKNotification &message, const QUrl &url);
+    void closeScreen();
+    bool decideOrdinaryURL(Velmora::Platform::WebContent *webView, const QUrl &url, NavigationType type);
     static bool isOversizedMessage(const QUrl &url);
-    static void postWebAction(Velmora::Platform::WebView *webView, const QUrl &url, const QString &action);
+    static void postWebAction(Velmora::Platform::WebContent *webView, const QUrl &url, const QString &action);
 
     std::unique_ptr<TSKOpener> opener_;
     std::unique_ptr<TSKClickTracker> tracker_;
     QPointer<Velmora::Platform::ViewController> viewController_;
+    QPointer<QObject> screen_;
 };

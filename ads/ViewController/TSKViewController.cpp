@@ -2,10 +2,9 @@
 
 #include "Application.h"
 #include "DelayedPerform.h"
-#include "Delegate/TSKDelegateManager.h"
 #include "Notification/TSKNotificationCenter.h"
-#include "Statistics/TSKStatistics.h"
 #include "Utility/TSKPrivateUtilities.h"
+#include "ViewController/TSKScreenLifecycle.h"
 #include "ViewController/TSKViewControllerPrivate.h"
 #include "Window.h"
 
@@ -16,6 +15,7 @@ using namespace Velmora::Platform;
 TSKViewController::TSKViewController(std::unique_ptr<TSKViewControllerPrivate> data, QObject *parent)
     : ViewController(parent)
 {
+    data->lifecycle = std::make_unique<TSKScreenLifecycle>(this);
     TSKPrivateUtilities::setPrivateObjectForKey(std::move(data), this);
     QWidget *screen = view();
     screen->setAutoFillBackground(true);
@@ -27,12 +27,10 @@ TSKViewController::TSKViewController(std::unique_ptr<TSKViewControllerPrivate> d
                                                         QStringLiteral("settings"), screen);
 }
 
+// The lifecycle goes with the private data, ending the banners' pause if
+// the screen still held it.
 TSKViewController::~TSKViewController()
 {
-    // Gone without relinquishing (its presenter went, say): the banners it
-    // paused must not wait for it forever.
-    if (privateData()->holdsFullScreen)
-        postFullScreenNotification(DidRelinquishFullScreen);
     TSKNotificationCenter::defaultCenter()->removeObserver(this);
     TSKPrivateUtilities::removePrivateObjectForKey(this);
 }
@@ -42,14 +40,19 @@ TSKViewControllerPrivate *TSKViewController::privateData() const
     return TSKPrivateUtilities::privateObjectForKey<TSKViewControllerPrivate>(this);
 }
 
+TSKScreenLifecycle &TSKViewController::lifecycle() const
+{
+    return *privateData()->lifecycle;
+}
+
 const std::shared_ptr<TSKDelegateManager> &TSKViewController::delegateManager() const
 {
-    return privateData()->delegateManager();
+    return lifecycle().delegateManager();
 }
 
 void TSKViewController::setDelegateManager(std::shared_ptr<TSKDelegateManager> manager)
 {
-    privateData()->setDelegateManager(std::move(manager));
+    lifecycle().setDelegateManager(std::move(manager));
 }
 
 int TSKViewController::supportedOrientations() const
@@ -77,7 +80,7 @@ bool TSKViewController::isFirstTSKViewController() const
 {
     if (ViewController *parent = parentViewController())
         return !qobject_cast<TSKViewController *>(parent);
-    return privateData()->firstScreen;
+    return lifecycle().isOverApplication();
 }
 
 namespace {
@@ -103,15 +106,12 @@ void TSKViewController::presentFromViewController(ViewController *parent)
     if ((root ? root : parent)->modalViewController())
         return;
     view()->setEnabled(false);
-    postFullScreenNotification(WillPresentFullScreen);
-    privateData()->firstScreen = !qobject_cast<TSKViewController *>(parent);
-    if (!privateData()->firstScreen) {
-        privateData()->interactingWithParent = false;
+    const bool overApplication = !qobject_cast<TSKViewController *>(parent);
+    lifecycle().willPresent(overApplication);
+    if (!overApplication) {
         parent->presentModalViewController(this, true);
         return;
     }
-    privateData()->interactingWithParent = true;
-    delegateManager()->willPresentScreen();
     hideStatusBar();
     presentSelfFrom(parent);
 }
@@ -125,7 +125,7 @@ void TSKViewController::presentSelfFrom(ViewController *parent)
     parent->presentModalViewController(this, true);
     DelayedPerform::performAfterDelay(
         this, [this] {
-            if (!view()->isEnabled())
+            if (!lifecycle().isUp())
                 viewDidAppear(false);
         },
         kFallbackAppearanceSeconds);
@@ -150,12 +150,10 @@ void TSKViewController::restoreStatusBar()
 // Runs once: the platform's delivery and the fallback one may both come.
 void TSKViewController::viewDidAppear(bool animated)
 {
-    if (view()->isEnabled())
+    if (!lifecycle().didAppear())
         return;
     ViewController::viewDidAppear(animated);
     view()->setEnabled(true);
-    if (isFirstTSKViewController())
-        privateData()->interactingWithParent = false;
 }
 
 void TSKViewController::relinquishScreen()
@@ -164,35 +162,19 @@ void TSKViewController::relinquishScreen()
     // the dismissal for the presentation, and the dismissal's callback be lost.
     finishTransition();
     cancelPreviousPerformRequests(this);
-    // Given back already, or never up.
-    if (!view()->isEnabled())
+    if (!lifecycle().willRelinquish())
         return;
     view()->setEnabled(false);
-    if (isFirstTSKViewController()) {
-        privateData()->interactingWithParent = true;
-        delegateManager()->willDismissScreen();
+    if (lifecycle().isOverApplication())
         restoreStatusBar();
-    } else {
-        privateData()->interactingWithParent = false;
-    }
     dismissModalViewControllerAnimated(true);
-    postFullScreenNotification(DidRelinquishFullScreen);
+    lifecycle().didRelinquish();
 }
 
 void TSKViewController::viewDidDisappear(bool animated)
 {
     ViewController::viewDidDisappear(animated);
-    TSKStatistics *statistics = TSKStatistics::sharedStatistics();
-    statistics->endTimingNamed(QStringLiteral("plpd"));
-    statistics->endTimingNamed(QStringLiteral("pcl"));
-    TSKViewControllerPrivate *data = privateData();
-    if (!isFirstTSKViewController() || !data->interactingWithParent)
-        return;
-    data->interactingWithParent = false;
-    if (data->appClosing)
-        delegateManager()->willLeaveApplication();
-    else
-        delegateManager()->didDismissScreen();
+    lifecycle().didDisappear();
 }
 
 bool TSKViewController::shouldAutorotateToInterfaceOrientation(InterfaceOrientation orientation)
@@ -210,10 +192,4 @@ bool TSKViewController::shouldAutorotateToInterfaceOrientation(InterfaceOrientat
 void TSKViewController::settingsChanged(const Notification &notification)
 {
     setSupportedOrientations(orientationFromString(notification.userInfo().value(QStringLiteral("supportedorientations")).toString()));
-}
-
-void TSKViewController::postFullScreenNotification(const QString &name)
-{
-    privateData()->holdsFullScreen = name == WillPresentFullScreen;
-    NotificationCenter::defaultCenter()->postNotificationName(name, this);
 }

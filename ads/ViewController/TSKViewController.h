@@ -9,6 +9,7 @@ namespace Velmora::Platform {
 class Notification;
 }
 class TSKDelegateManager;
+class TSKScreenLifecycle;
 class TSKViewControllerPrivate;
 
 // A full-screen ad screen (the in-app browser, the web app screen). It shows
@@ -49,11 +50,11 @@ protected:
     // Subclasses hand in their own private data, derived from the base one.
     explicit TSKViewController(std::unique_ptr<TSKViewControllerPrivate> data, QObject *parent = nullptr);
     TSKViewControllerPrivate *privateData() const;
+    TSKScreenLifecycle &lifecycle() const;
 
 private:
     void presentSelfFrom(Velmora::Platform::ViewController *parent);
     void hideStatusBar();
     void restoreStatusBar();
     void settingsChanged(const Velmora::Platform::Notification &notification);
-    void postFullScreenNotification(const QString &name);
 };

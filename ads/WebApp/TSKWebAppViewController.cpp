@@ -1,15 +1,13 @@
 #include "WebApp/TSKWebAppViewController.h"
 
 #include "ActivityIndicator.h"
-#include "Notification/TSKNotificationCenter.h"
 #include "Utility/TSKIntrinsicImages.h"
 #include "WebApp/TSKWebAppViewControllerPrivate.h"
 #include "WebApp/TSKWebAppWebViewDelegate.h"
 #include "WebView.h"
 
-#include <QVBoxLayout>
-
 #include <QPushButton>
+#include <QVBoxLayout>
 
 using namespace Velmora::Platform;
 
@@ -74,7 +72,7 @@ void TSKWebAppViewController::buildWebView()
     webView->page()->setBackgroundColor(Qt::transparent);
     webView->show();
     vars()->webView = webView;
-    vars()->webViewDelegate = std::make_unique<TSKWebAppWebViewDelegate>(vars());
+    vars()->webViewDelegate = std::make_unique<TSKWebAppWebViewDelegate>(webView, [this] { hideLoadingSpinner(); });
     vars()->webViewDelegate->setViewController(this);
     webView->setDelegate(vars()->webViewDelegate.get());
 }
@@ -120,17 +118,25 @@ void TSKWebAppViewController::showLoadingSpinner()
     spinner->raise();
 }
 
+void TSKWebAppViewController::hideLoadingSpinner()
+{
+    if (ActivityIndicator *spinner = std::exchange(vars()->loadingSpinner, nullptr)) {
+        spinner->stopAnimating();
+        spinner->deleteLater();
+    }
+}
+
 // Every appearance, the first and each return from a screen opened over it.
 void TSKWebAppViewController::viewDidAppear(bool animated)
 {
     TSKViewController::viewDidAppear(animated);
     if (vars()->webViewDelegate)
-        vars()->webViewDelegate->setPendingOnShow(true);
+        vars()->webViewDelegate->screenDidAppear();
 }
 
 void TSKWebAppViewController::viewDidDisappear(bool animated)
 {
     TSKViewController::viewDidDisappear(animated);
-    TSKNotificationCenter::defaultCenter()->postJSNotificationUserInfoWebView(QStringLiteral("onhide"), std::nullopt,
-                                                                           vars()->webView);
+    if (vars()->webViewDelegate)
+        vars()->webViewDelegate->screenDidDisappear();
 }

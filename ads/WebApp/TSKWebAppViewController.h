@@ -36,4 +36,5 @@ private:
     void startPendingLoad();
     void buildCloseButton();
     void showLoadingSpinner();
+    void hideLoadingSpinner();
 };

@@ -22,7 +22,6 @@ public:
     ~TSKWebAppViewControllerPrivate() override;
 
     QPointer<Velmora::Platform::ActivityIndicator> loadingSpinner;
-    bool loaded = false;
     QPointer<QPushButton> closeButton;
     QPointer<Velmora::Platform::WebView> webView;
     std::unique_ptr<TSKWebAppWebViewDelegate> webViewDelegate;

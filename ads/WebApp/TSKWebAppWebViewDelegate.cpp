@@ -1,24 +1,27 @@
 #include "WebApp/TSKWebAppWebViewDelegate.h"
 
-#include "ActivityIndicator.h"
 #include "Notification/TSKNotificationCenter.h"
-#include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatistics.h"
-#include "WebApp/TSKWebAppViewControllerPrivate.h"
-#include "WebView.h"
+#include <VelmoraAds/TSKRequest.h>
 
 using namespace Velmora::Platform;
 
-TSKWebAppWebViewDelegate::TSKWebAppWebViewDelegate(TSKWebAppViewControllerPrivate *webAppPrivate)
-    : webAppPrivate_(webAppPrivate)
+TSKWebAppWebViewDelegate::TSKWebAppWebViewDelegate(WebContent *webView, std::function<void()> firstLoadFinished)
+    : webView_(webView), firstLoadFinished_(std::move(firstLoadFinished))
 {
 }
 
-void TSKWebAppWebViewDelegate::setPendingOnShow(bool pending)
+void TSKWebAppWebViewDelegate::screenDidAppear()
 {
-    pendingOnShow_ = pending;
-    if (webAppPrivate_->webView && !webAppPrivate_->webView->isLoading() && webAppPrivate_->loaded)
+    pendingOnShow_ = true;
+    if (webView_ && !webView_->isLoading() && loaded_)
         postOnShowEvent();
+}
+
+void TSKWebAppWebViewDelegate::screenDidDisappear()
+{
+    TSKNotificationCenter::defaultCenter()->postJSNotificationUserInfoWebView(QStringLiteral("onhide"), std::nullopt,
+                                                                           webView_);
 }
 
 void TSKWebAppWebViewDelegate::postOnShowEvent()
@@ -26,27 +29,23 @@ void TSKWebAppWebViewDelegate::postOnShowEvent()
     if (!std::exchange(pendingOnShow_, false))
         return;
     TSKNotificationCenter::defaultCenter()->postJSNotificationUserInfoWebView(
-        QStringLiteral("onshow"), QVariantMap{{QStringLiteral("version"), TSKRequest::sdkVersion()}},
-        webAppPrivate_->webView);
+        QStringLiteral("onshow"), QVariantMap{{QStringLiteral("version"), TSKRequest::sdkVersion()}}, webView_);
 }
 
-void TSKWebAppWebViewDelegate::webViewDidStartLoad(WebView *)
+void TSKWebAppWebViewDelegate::webViewDidStartLoad(WebContent *)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(QStringLiteral("plpl")))
         TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpl"));
 }
 
-void TSKWebAppWebViewDelegate::webViewDidFinishLoad(WebView *webView)
+void TSKWebAppWebViewDelegate::webViewDidFinishLoad(WebContent *webView)
 {
     if (!TSKStatistics::sharedStatistics()->isTimingActive(QStringLiteral("plpd"))) {
         TSKStatistics::sharedStatistics()->endTimingNamed(QStringLiteral("plpl"));
         TSKStatistics::sharedStatistics()->startTimingNamed(QStringLiteral("plpd"));
     }
     TSKWebViewDelegate::webViewDidFinishLoad(webView);
-    if (!std::exchange(webAppPrivate_->loaded, true) && webAppPrivate_->loadingSpinner) {
-        webAppPrivate_->loadingSpinner->stopAnimating();
-        webAppPrivate_->loadingSpinner->deleteLater();
-        webAppPrivate_->loadingSpinner = nullptr;
-    }
+    if (!std::exchange(loaded_, true) && firstLoadFinished_)
+        firstLoadFinished_();
     postOnShowEvent();
 }

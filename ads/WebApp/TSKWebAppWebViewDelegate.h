@@ -1,27 +1,34 @@
 #pragma once
 
 #include "View/TSKWebViewDelegate.h"
+#include "WebContentPointer.h"
 
-class TSKWebAppViewControllerPrivate;
+#include <functional>
 
-// The web app screen's page: the bridge as for any ad page, the landing
-// timings, the spinner until the first load, and "onshow" once per
-// appearance after the page has loaded.
+// The web app screen's page, however the screen is drawn: the bridge as for
+// any ad page, the landing timings, the spinner until the first load,
+// "onshow" once per appearance after the page has loaded and "onhide" on
+// every disappearance.
 class TSKWebAppWebViewDelegate : public TSKWebViewDelegate
 {
     Q_OBJECT
 public:
-    explicit TSKWebAppWebViewDelegate(TSKWebAppViewControllerPrivate *webAppPrivate);
+    // `firstLoadFinished` takes the screen's spinner away.
+    TSKWebAppWebViewDelegate(Velmora::Platform::WebContent *webView, std::function<void()> firstLoadFinished);
 
-    bool pendingOnShow() const { return pendingOnShow_; }
-    // Sends "onshow" now when the page is not loading, else once it has loaded.
-    void setPendingOnShow(bool pending);
-    void postOnShowEvent();
+    // Every appearance, the first and each return from a screen opened over
+    // it: "onshow" now when the page has loaded, else once it has.
+    void screenDidAppear();
+    void screenDidDisappear();
 
-    void webViewDidStartLoad(Velmora::Platform::WebView *webView) override;
-    void webViewDidFinishLoad(Velmora::Platform::WebView *webView) override;
+    void webViewDidStartLoad(Velmora::Platform::WebContent *webView) override;
+    void webViewDidFinishLoad(Velmora::Platform::WebContent *webView) override;
 
 private:
-    TSKWebAppViewControllerPrivate *webAppPrivate_;
+    void postOnShowEvent();
+
+    Velmora::Platform::WebContentPointer webView_;
+    std::function<void()> firstLoadFinished_;
+    bool loaded_ = false;
     bool pendingOnShow_ = false;
 };

@@ -1,6 +1,7 @@
 #include "MailComposeViewController.h"
 
 #include "Application.h"
+#include "MailMessage.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -8,7 +9,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QUrlQuery>
 #include <QVBoxLayout>
 
 namespace Velmora::Platform {
@@ -112,29 +112,19 @@ void MailComposeViewController::setMessageBody(const QString &body, bool)
     body_->setPlainText(body);
 }
 
-QStringList MailComposeViewController::addresses(const QLineEdit *field)
-{
-    QStringList list;
-    for (const QString &address : field->text().split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        if (!address.trimmed().isEmpty())
-            list << address.trimmed();
-    }
-    return list;
-}
-
 QStringList MailComposeViewController::toRecipients() const
 {
-    return addresses(to_);
+    return MailMessage::addressesInText(to_->text());
 }
 
 QStringList MailComposeViewController::ccRecipients() const
 {
-    return addresses(cc_);
+    return MailMessage::addressesInText(cc_->text());
 }
 
 QStringList MailComposeViewController::bccRecipients() const
 {
-    return addresses(bcc_);
+    return MailMessage::addressesInText(bcc_->text());
 }
 
 QString MailComposeViewController::subject() const
@@ -149,20 +139,7 @@ QString MailComposeViewController::messageBody() const
 
 QUrl MailComposeViewController::mailtoURL() const
 {
-    QUrl url;
-    url.setScheme(QStringLiteral("mailto"));
-    url.setPath(toRecipients().join(QLatin1Char(',')));
-    QUrlQuery query;
-    const std::pair<QString, QString> fields[] = {{QStringLiteral("cc"), ccRecipients().join(QLatin1Char(','))},
-                                                  {QStringLiteral("bcc"), bccRecipients().join(QLatin1Char(','))},
-                                                  {QStringLiteral("subject"), subject()},
-                                                  {QStringLiteral("body"), messageBody()}};
-    for (const auto &[key, value] : fields) {
-        if (!value.isEmpty())
-            query.addQueryItem(key, QString::fromLatin1(QUrl::toPercentEncoding(value)));
-    }
-    url.setQuery(query);
-    return url;
+    return MailMessage{toRecipients(), ccRecipients(), bccRecipients(), subject(), messageBody()}.mailtoURL();
 }
 
 void MailComposeViewController::send()

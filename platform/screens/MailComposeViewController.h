@@ -62,7 +62,6 @@ public slots:
 private:
     QLineEdit *addressField(const QString &name);
     void finish(MailComposeDelegate::Result result, const std::optional<Error> &error = std::nullopt);
-    static QStringList addresses(const QLineEdit *field);
 
     MailComposeDelegate *delegate_ = nullptr;
     QLineEdit *to_ = nullptr;

@@ -1,10 +1,10 @@
 #include "RendererWatch.h"
 
 #include "MonotonicClock.h"
+#include "WebContent.h"
 
 #include <QFile>
 #include <QVariant>
-#include <QWebEnginePage>
 #include <csignal>
 #include <unistd.h>
 
@@ -28,9 +28,9 @@ RendererWatch::RendererWatch()
     connect(&poll_, &QTimer::timeout, this, &RendererWatch::poll);
 }
 
-void RendererWatch::check(QWebEnginePage *page, QObject *context, std::function<void(bool stuck)> verdict)
+void RendererWatch::check(WebContent *content, QObject *context, std::function<void(bool stuck)> verdict)
 {
-    const qint64 pid = page->renderProcessPid();
+    const qint64 pid = content->renderProcessPid();
     if (pid <= 0) {
         verdict(false);
         return;
@@ -44,8 +44,8 @@ void RendererWatch::check(QWebEnginePage *page, QObject *context, std::function<
         renderer.quietSince = processorSeconds(pid).value_or(0);
     renderer.waiting.push_back({context, std::move(verdict)});
     // A question dropped with its page comes back empty: that is no answer.
-    page->runJavaScript(QStringLiteral("0"), [pid](const QVariant &answer) {
-        if (answer.isValid())
+    content->ping([pid](bool answered) {
+        if (answered)
             RendererWatch::shared()->signOfLife(pid);
     });
     poll_.start();

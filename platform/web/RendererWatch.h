@@ -8,9 +8,10 @@
 #include <optional>
 #include <vector>
 
-class QWebEnginePage;
 
 namespace Velmora::Platform {
+
+class WebContent;
 
 // Tells a renderer that is stuck from one that is only slow. Pages share a
 // renderer process whose one main thread runs every page's scripts, so while
@@ -28,11 +29,11 @@ public:
 
     static RendererWatch *shared();
 
-    // Asks the page's renderer for a trivial answer. `verdict` hears false
+    // Asks the content's renderer for a trivial answer. `verdict` hears false
     // once that renderer shows a sign of life (or has gone), true once it is
     // stuck; at once for a page with no renderer. Nothing is heard once
     // `context` is gone.
-    void check(QWebEnginePage *page, QObject *context, std::function<void(bool stuck)> verdict);
+    void check(WebContent *content, QObject *context, std::function<void(bool stuck)> verdict);
     // A page of that renderer finished a load or answered a script.
     void signOfLife(qint64 pid);
 

@@ -1,43 +1,44 @@
 #include "WebPage.h"
 
+#include "WebContent.h"
 #include "WebProfile.h"
-#include "WebView.h"
 
 #include <QWebEngineFileSystemAccessRequest>
+#include <QWebEngineLoadingInfo>
 #include <QWebEngineFullScreenRequest>
 #include <QWebEngineQuotaRequest>
 #include <QWebEngineRegisterProtocolHandlerRequest>
-#include <cstdio>
 
 namespace Velmora::Platform {
 
-namespace {
-
-constexpr int kLoggedTextLimit = 200;
-// A page can ask again in a loop; its first requests tell the story.
-constexpr int kLoggedRefusalLimit = 20;
-
-WebViewDelegate::NavigationType fromEngine(QWebEnginePage::NavigationType type)
+WebPage::WebPage(WebContent *content)
+    : QWebEnginePage(WebProfile::shared(), WebProfile::pageOwner()), content_(content)
 {
-    switch (type) {
-    case QWebEnginePage::NavigationTypeLinkClicked:
-        return WebViewDelegate::LinkClicked;
-    case QWebEnginePage::NavigationTypeFormSubmitted:
-        return WebViewDelegate::FormSubmitted;
-    case QWebEnginePage::NavigationTypeBackForward:
-        return WebViewDelegate::BackForward;
-    case QWebEnginePage::NavigationTypeReload:
-        return WebViewDelegate::Reload;
-    default:
-        return WebViewDelegate::Other;
-    }
+    connect(this, &QWebEnginePage::loadingChanged, this,
+            [content](const QWebEngineLoadingInfo &info) { content->engineLoadingChanged(info); });
+    connect(this, &QWebEnginePage::renderProcessTerminated, this,
+            [content](RenderProcessTerminationStatus status, int exitCode) {
+                content->engineRendererTerminated(int(status), exitCode);
+            });
+    refuseRequests();
 }
 
-}  // namespace
-
-WebPage::WebPage(WebView *view) : QWebEnginePage(WebProfile::shared(), WebProfile::pageOwner()), view_(view)
+void WebPage::setHTML(const QByteArray &html, const QUrl &baseURL)
 {
-    refuseRequests();
+    setContent(html, QStringLiteral("text/html;charset=UTF-8"), baseURL);
+}
+
+void WebPage::trigger(int contentAction)
+{
+    static constexpr WebAction actions[] = {Back, Forward, Reload, Stop};
+    triggerAction(actions[contentAction]);
+}
+
+void WebPage::ping(std::function<void(bool)> answered)
+{
+    runJavaScript(QStringLiteral("0"), [answered = std::move(answered)](const QVariant &answer) {
+        answered(answer.isValid());
+    });
 }
 
 void WebPage::refuseRequests()
@@ -56,49 +57,41 @@ void WebPage::refuseRequests()
 
 bool WebPage::acceptNavigationRequest(const QUrl &url, NavigationType type, bool isMainFrame)
 {
-    return view_->shouldStartLoad(url, fromEngine(type), isMainFrame);
+    return content_->shouldStartLoad(url, WebContent::navigationTypeFromEngine(type), isMainFrame);
 }
 
 QWebEnginePage *WebPage::createWindow(WebWindowType)
 {
-    logRefusal(QStringLiteral("a new window"), url().toString());
+    containment_.logRefusal(QStringLiteral("a new window"), url().toString());
     return nullptr;
 }
 
 void WebPage::javaScriptAlert(const QUrl &, const QString &message)
 {
-    logRefusal(QStringLiteral("an alert"), message);
+    containment_.logRefusal(QStringLiteral("an alert"), message);
 }
 
 bool WebPage::javaScriptConfirm(const QUrl &, const QString &message)
 {
-    logRefusal(QStringLiteral("a confirmation"), message);
+    containment_.logRefusal(QStringLiteral("a confirmation"), message);
     return false;
 }
 
 bool WebPage::javaScriptPrompt(const QUrl &, const QString &message, const QString &, QString *)
 {
-    logRefusal(QStringLiteral("a prompt"), message);
+    containment_.logRefusal(QStringLiteral("a prompt"), message);
     return false;
 }
 
 QStringList WebPage::chooseFiles(FileSelectionMode, const QStringList &, const QStringList &)
 {
-    logRefusal(QStringLiteral("a file"), url().toString());
+    containment_.logRefusal(QStringLiteral("a file"), url().toString());
     return {};
 }
 
 // A page may print without end; its console is not the program's.
 void WebPage::javaScriptConsoleMessage(JavaScriptConsoleMessageLevel, const QString &, int, const QString &)
 {
-}
-
-void WebPage::logRefusal(const QString &what, const QString &detail)
-{
-    if (++refusalsLogged_ > kLoggedRefusalLimit)
-        return;
-    std::fprintf(stderr, "WebView: refused %s to the page: %s\n", qUtf8Printable(what),
-                 qUtf8Printable(detail.left(kLoggedTextLimit)));
 }
 
 }  // namespace Velmora::Platform

@@ -1,21 +1,31 @@
 #pragma once
 
+#include "WebContainment.h"
+
 #include <QWebEnginePage>
+#include <functional>
 
 
 namespace Velmora::Platform {
 
-class WebView;
+class WebContent;
 
-// The page behind a WebView, in the shared WebProfile. It asks the view
-// about every navigation, and answers the page's requests for dialogs,
-// windows, files and permissions itself, with a no, so none reaches the
-// desktop.
+// The engine's page behind widget or windowless web content, in the shared
+// WebProfile. It asks the content about every navigation, and answers the
+// page's requests for dialogs, windows, files and permissions itself, with a
+// no, so none reaches the desktop.
 class WebPage : public QWebEnginePage
 {
     Q_OBJECT
 public:
-    explicit WebPage(WebView *view);
+    // Hands the engine's events to `content`.
+    explicit WebPage(WebContent *content);
+
+    void setHTML(const QByteArray &html, const QUrl &baseURL);
+    // Back, Forward, Reload, Stop: WebContent's actions in their order.
+    void trigger(int contentAction);
+    // Asks the renderer for a trivial answer; `answered` hears whether one came.
+    void ping(std::function<void(bool answered)> answered);
 
 protected:
     bool acceptNavigationRequest(const QUrl &url, NavigationType type, bool isMainFrame) override;
@@ -31,10 +41,9 @@ protected:
 
 private:
     void refuseRequests();
-    void logRefusal(const QString &what, const QString &detail);
 
-    WebView *view_;
-    int refusalsLogged_ = 0;
+    WebContent *content_;
+    WebContainment containment_;
 };
 
 }  // namespace Velmora::Platform

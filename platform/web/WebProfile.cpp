@@ -1,12 +1,16 @@
 #include "WebProfile.h"
 
+#include "WebContainment.h"
+
 #include <QCoreApplication>
+#include <QQuickWebEngineProfile>
 #include <QWebEngineDownloadRequest>
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
 #include <QWebEngineUrlRequestJob>
 #include <QWebEngineUrlScheme>
 #include <QWebEngineUrlSchemeHandler>
+#include <type_traits>
 
 namespace Velmora::Platform {
 
@@ -44,33 +48,38 @@ public:
     void requestStarted(QWebEngineUrlRequestJob *job) override { job->fail(QWebEngineUrlRequestJob::RequestDenied); }
 };
 
-void closeOffTheDesktop(QWebEngineSettings *settings)
+// The same for the widgets' profile and the Qt Quick one: nothing kept on
+// disk, and the bridge schemes never fetched.
+template <typename Profile>
+Profile *makeProfile()
 {
-    using S = QWebEngineSettings;
-    for (const S::WebAttribute attribute :
-         {S::LocalContentCanAccessFileUrls, S::LocalContentCanAccessRemoteUrls, S::JavascriptCanOpenWindows,
-          S::JavascriptCanAccessClipboard, S::JavascriptCanPaste, S::FullScreenSupportEnabled, S::PluginsEnabled,
-          S::AllowWindowActivationFromJavaScript, S::ScreenCaptureEnabled, S::NavigateOnDropEnabled,
-          S::ErrorPageEnabled, S::LocalStorageEnabled, S::AutoLoadIconsForPage, S::TouchIconsEnabled,
-          S::HyperlinkAuditingEnabled, S::AllowGeolocationOnInsecureOrigins, S::AllowRunningInsecureContent})
-        settings->setAttribute(attribute, false);
-    settings->setAttribute(S::WebRTCPublicInterfacesOnly, true);
-    settings->setAttribute(S::PlaybackRequiresUserGesture, true);
-}
-
-QWebEngineProfile *makeProfile()
-{
-    // No storage name: an off-the-record profile, nothing written to disk.
-    auto *profile = new QWebEngineProfile(QCoreApplication::instance());
-    profile->setHttpCacheType(QWebEngineProfile::MemoryHttpCache);
-    profile->setPersistentCookiesPolicy(QWebEngineProfile::NoPersistentCookies);
+    auto *profile = new Profile(QCoreApplication::instance());
+    // The Qt Quick one has a storage name unless told otherwise.
+    if constexpr (std::is_same_v<Profile, QQuickWebEngineProfile>)
+        profile->setOffTheRecord(true);
+    profile->setHttpCacheType(Profile::MemoryHttpCache);
+    profile->setPersistentCookiesPolicy(Profile::NoPersistentCookies);
     profile->setSpellCheckEnabled(false);
-    closeOffTheDesktop(profile->settings());
-    QObject::connect(profile, &QWebEngineProfile::downloadRequested, profile,
-                     [](QWebEngineDownloadRequest *download) { download->cancel(); });
     auto *handler = new RefusingSchemeHandler(profile);
     for (const QByteArray &name : registeredSchemes())
         profile->installUrlSchemeHandler(name, handler);
+    return profile;
+}
+
+// Its settings are its views' (QuickWebView), and a download nobody accepts
+// is cancelled by the engine itself.
+QQuickWebEngineProfile *makeQuickProfile()
+{
+    profileMade = true;
+    return makeProfile<QQuickWebEngineProfile>();
+}
+
+QWebEngineProfile *makeWidgetsProfile()
+{
+    auto *profile = makeProfile<QWebEngineProfile>();
+    WebContainment::closeOffTheDesktop(profile->settings());
+    QObject::connect(profile, &QWebEngineProfile::downloadRequested, profile,
+                     [](QWebEngineDownloadRequest *download) { download->cancel(); });
     return profile;
 }
 
@@ -115,7 +124,7 @@ static const Engine &engine()
     static const Engine made = [] {
         auto *pages = new QObject(QCoreApplication::instance());
         QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, [] { programLeaving = true; });
-        QWebEngineProfile *profile = makeProfile();
+        QWebEngineProfile *profile = makeWidgetsProfile();
         // Added after the engine's own, so it runs before it.
         qAddPostRoutine(deleteLeftoverPages);
         return Engine{pages, profile};
@@ -133,6 +142,12 @@ static void deleteLeftoverPages()
 QWebEngineProfile *WebProfile::shared()
 {
     return engine().profile;
+}
+
+QQuickWebEngineProfile *WebProfile::sharedQuick()
+{
+    static QQuickWebEngineProfile *const profile = makeQuickProfile();
+    return profile;
 }
 
 QObject *WebProfile::pageOwner()

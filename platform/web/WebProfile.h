@@ -5,6 +5,7 @@
 
 class QObject;
 
+class QQuickWebEngineProfile;
 class QWebEngineProfile;
 
 namespace Velmora::Platform {
@@ -32,6 +33,8 @@ public:
 
     // Created on first use (after the QApplication), owned by the application.
     static QWebEngineProfile *shared();
+    // The same rules for web content drawn in Qt Quick; made on first use.
+    static QQuickWebEngineProfile *sharedQuick();
     // The parent of every page, deleted by the application just before the profile.
     static QObject *pageOwner();
     // The application's event loop has ended: nothing deferred runs any more.

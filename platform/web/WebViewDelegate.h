@@ -7,7 +7,7 @@
 
 namespace Velmora::Platform {
 
-class WebView;
+class WebContent;
 
 // What a web view asks and tells the code that drives it. Every navigation
 // the page starts (any frame, any scheme the web view knows) is offered to
@@ -22,14 +22,14 @@ public:
     virtual ~WebViewDelegate() = default;
 
     // The request carries the URL and the User-Agent the engine sends.
-    virtual bool webViewShouldStartLoad(WebView *webView, const QNetworkRequest &request, NavigationType type)
+    virtual bool webViewShouldStartLoad(WebContent *webView, const QNetworkRequest &request, NavigationType type)
     {
         Q_UNUSED(webView) Q_UNUSED(request) Q_UNUSED(type)
         return true;
     }
-    virtual void webViewDidStartLoad(WebView *webView) { Q_UNUSED(webView) }
-    virtual void webViewDidFinishLoad(WebView *webView) { Q_UNUSED(webView) }
-    virtual void webViewDidFailLoadWithError(WebView *webView, const Error &error)
+    virtual void webViewDidStartLoad(WebContent *webView) { Q_UNUSED(webView) }
+    virtual void webViewDidFinishLoad(WebContent *webView) { Q_UNUSED(webView) }
+    virtual void webViewDidFailLoadWithError(WebContent *webView, const Error &error)
     {
         Q_UNUSED(webView) Q_UNUSED(error)
     }

@@ -2,6 +2,7 @@
 #include "Application.h"
 #include "Browser/TSKBrowserController.h"
 #include "DelayedPerform.h"
+#include "Delegate/TSKDelegateManager.h"
 #include "EventLoopWait.h"
 #include "MailComposeViewController.h"
 #include "ModalTransition.h"
@@ -9,6 +10,9 @@
 #include "Object/TSKObjectPrivate.h"
 #include "Opener/TSKOpener.h"
 #include "PageScript.h"
+#include "QuickWebView.h"
+#include "Quick/TSKQuickPresenter.h"
+#include "Quick/TSKQuickScreen.h"
 #include <VelmoraAds/TSKRequest.h>
 #include "TestMain.h"
 #include <VelmoraAds/TSKNetworkConfiguration.h>
@@ -28,6 +32,9 @@
 #include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QToolBar>
 
@@ -43,12 +50,12 @@ class Recorder : public QObject
     Q_OBJECT
 public:
     QStringList events;
-    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *) { events << "receive"; }
-    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(TSKBannerView *, const Error &) { events << "fail"; }
-    Q_INVOKABLE void adViewWillPresentScreen(TSKBannerView *) { events << "willPresent"; }
-    Q_INVOKABLE void adViewWillDismissScreen(TSKBannerView *) { events << "willDismiss"; }
-    Q_INVOKABLE void adViewDidDismissScreen(TSKBannerView *) { events << "didDismiss"; }
-    Q_INVOKABLE void adViewWillLeaveApplication(TSKBannerView *) { events << "willLeave"; }
+    Q_INVOKABLE void adViewDidReceiveAd(QObject *) { events << "receive"; }
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(QObject *, const Error &) { events << "fail"; }
+    Q_INVOKABLE void adViewWillPresentScreen(QObject *) { events << "willPresent"; }
+    Q_INVOKABLE void adViewWillDismissScreen(QObject *) { events << "willDismiss"; }
+    Q_INVOKABLE void adViewDidDismissScreen(QObject *) { events << "didDismiss"; }
+    Q_INVOKABLE void adViewWillLeaveApplication(QObject *) { events << "willLeave"; }
 };
 
 // A game screen in a window with a banner showing one house creative.
@@ -316,6 +323,72 @@ private slots:
         QVERIFY(close->isEnabled() && tips->view()->isEnabled());
         close->click();
         QVERIFY2(waitUntil([&] { return stage.recorder.events.contains("didDismiss"); }), qPrintable(stage.recorder.events.join(',')));
+    }
+
+    // The screens drawn in Qt Quick keep the same rules: Done at any point of
+    // the opening gives each event once, a screen whose place is taken (by
+    // the mail form, which announces nothing) is refused unannounced, and one
+    // gone with its window ends the pause.
+    void quickScreensKeepTheRules()
+    {
+        QObject observer;
+        int screensUp = 0;
+        NotificationCenter *center = NotificationCenter::defaultCenter();
+        center->addObserver(&observer, TSKFullScreen::WillPresentNotification, nullptr, [&](const Notification &) { ++screensUp; });
+        center->addObserver(&observer, TSKFullScreen::DidRelinquishNotification, nullptr, [&](const Notification &) { --screensUp; });
+        QQmlEngine engine;
+        bool webReady = false;
+        QuickWebView::whenReady(&engine, &engine, [&] { webReady = true; });
+        QVERIFY(waitUntil([&] { return webReady; }));
+        auto window = std::make_unique<QQuickWindow>();
+        window->resize(320, 480);
+        window->show();
+        QQmlComponent component(&engine);
+        component.setData("import QtQuick\nItem {}", QUrl());
+        std::unique_ptr<QQuickItem> banner(qobject_cast<QQuickItem *>(component.create()));
+        banner->setParentItem(window->contentItem());
+        Recorder recorder;
+        TSKQuickPresenter presenter(banner.get());
+        TSKOpener opener;
+        opener.setPresenter(&presenter);
+        opener.setDelegateManager(std::make_shared<TSKDelegateManager>());
+        opener.delegateManager()->addDelegate(&recorder, banner.get());
+        const auto screen = [&] { return window->contentItem()->findChild<TSKQuickScreen *>(); };
+        const QUrl page("about:blank");
+
+        for (const int openedMs : {0, 200, ModalTransition::kDurationMs}) {
+            SteppedAnimations animations;
+            opener.openBrowserToURLSupportedOrientations(page, 0);
+            animations.advanceBy(0);
+            animations.advanceBy(openedMs);
+            QPointer<TSKQuickScreen> browser = screen();
+            QVERIFY(browser && !browser->isClosing());
+            QMetaObject::invokeMethod(browser->findChild<QQuickItem *>("Done"), "tapped");
+            browser->relinquishScreen();  // a second close, from the page, changes nothing
+            for (int frames = 0; frames < 10 && browser; ++frames) {
+                animations.advanceBy(100);
+                QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            }
+            QVERIFY(!browser);
+            QCOMPARE(recorder.events, QStringList({"willPresent", "willDismiss", "didDismiss"}));
+            QCOMPARE(screensUp, 0);
+            recorder.events.clear();
+        }
+
+        opener.openEmailComposer(QUrl("mailto:club@velmora.example?subject=Hi"));
+        QVERIFY(screen() && screen()->objectName() == "mailForm");
+        opener.openBrowserToURLSupportedOrientations(page, 0);
+        opener.openWebAppWithHTMLSupportedOrientations("<p>hi</p>", 0);
+        QCOMPARE(window->contentItem()->findChildren<TSKQuickScreen *>().size(), 1);
+        QCOMPARE(screensUp, 0);
+        QVERIFY(recorder.events.isEmpty());
+        delete screen();
+
+        opener.openWebAppWithHTMLSupportedOrientations("<p>hi</p>", 0);
+        QCOMPARE(screensUp, 1);
+        window.reset();
+        QCOMPARE(screensUp, 0);
+        QCOMPARE(recorder.events, QStringList{"willPresent"});
     }
 
     void mailComposerTakesTheLinksFields()

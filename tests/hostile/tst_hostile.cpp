@@ -1,4 +1,5 @@
 #include "Application.h"
+#include "Delegate/TSKDelegateManager.h"
 #include "EventLoopWait.h"
 #include "HttpTestSupport.h"
 #include "Object/TSKObjectPrivate.h"
@@ -10,6 +11,7 @@
 #include "URLConnection.h"
 #include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
+#include <VelmoraAds/BannerAd.h>
 #include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "WebProfile.h"
@@ -20,6 +22,9 @@
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QGuiApplication>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
 #include <QTimer>
 #include <QWebEngineProfile>
 #include <QWindow>
@@ -40,8 +45,8 @@ class Outcomes : public QObject
     Q_OBJECT
 public:
     QStringList seen;
-    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *) { seen << QStringLiteral("receive"); }
-    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(TSKBannerView *, const Error &error)
+    Q_INVOKABLE void adViewDidReceiveAd(QObject *) { seen << QStringLiteral("receive"); }
+    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(QObject *, const Error &error)
     {
         seen << QStringLiteral("fail %1").arg(error.code);
     }
@@ -93,7 +98,7 @@ QByteArray creative(const QByteArray &script)
 struct Scene
 {
     Network &network;
-    TSKBannerView *banner;
+    QObject *banner;
     Outcomes &outcomes;
     testsupport::StderrCapture &log;
     TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
@@ -247,6 +252,37 @@ class TestHostile : public QObject
 {
     Q_OBJECT
     ViewController screen_;
+    QQuickWindow scene_;
+    QQmlEngine qml_;
+
+    // A banner along the bottom of a visible screen, drawn as widgets or in
+    // Qt Quick, loading an ad; the delegate hears its outcomes.
+    std::unique_ptr<QObject> loadBanner(const QString &surface, Outcomes &outcomes)
+    {
+        if (surface == QLatin1String("widgets")) {
+            auto banner = std::make_unique<TSKBannerView>(QRectF(0, 430, 320, 50), screen_.view());
+            banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
+            banner->setRootViewController(&screen_);
+            banner->setDelegate(&outcomes);
+            banner->show();
+            banner->loadRequest(TSKRequest::request().get());
+            return banner;
+        }
+        QQmlComponent component(&qml_);
+        component.setData("import Velmora.Ads\nBannerAd { y: 430; width: 320; adUnitId: 'a1f3c29b07d5e64' }", QUrl());
+        std::unique_ptr<QObject> banner(component.create());
+        auto *item = qobject_cast<Velmora::Ads::BannerAd *>(banner.get());
+        item->setParentItem(scene_.contentItem());
+        item->load();
+        if (!waitUntil([&] { return loaderOf(item); }))
+            return nullptr;
+        loaderOf(item)->delegateManager()->addDelegate(&outcomes, item);
+        return banner;
+    }
+    static TSKObjectPrivate *loaderOf(QObject *banner)
+    {
+        return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner);
+    }
 
 private slots:
     void initTestCase()
@@ -254,6 +290,9 @@ private slots:
         Application::shared()->updateState(Application::Active);
         screen_.view()->resize(320, 480);
         screen_.view()->show();
+        qmlRegisterType<Velmora::Ads::BannerAd>("Velmora.Ads", 1, 0, "BannerAd");
+        scene_.resize(320, 480);
+        scene_.show();
     }
 
     void init() { TSKStatisticsCore(QStringLiteral("TSKObjectPrivate")).removeAllObjects(); }
@@ -267,14 +306,18 @@ private slots:
     void doorsStayClosed_data()
     {
         QTest::addColumn<int>("door");
+        QTest::addColumn<QString>("surface");
         const QList<Door> all = doors();
-        for (int i = 0; i < all.size(); ++i)
-            QTest::newRow(all[i].name) << i;
+        for (const char *surface : {"widgets", "quick"}) {
+            for (int i = 0; i < all.size(); ++i)
+                QTest::addRow("%s: %s", surface, all[i].name) << i << QString::fromLatin1(surface);
+        }
     }
 
     void doorsStayClosed()
     {
         QFETCH(int, door);
+        QFETCH(QString, surface);
         const Door row = doors().at(door);
         Network network;
         row.misbehave(network);
@@ -289,12 +332,8 @@ private slots:
 
         testsupport::StderrCapture log;
         Outcomes outcomes;
-        const auto banner = std::make_unique<TSKBannerView>(QRectF(0, 430, 320, 50), screen_.view());
-        banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
-        banner->setRootViewController(&screen_);
-        banner->setDelegate(&outcomes);
-        banner->show();
-        banner->loadRequest(TSKRequest::request().get());
+        const std::unique_ptr<QObject> banner = loadBanner(surface, outcomes);
+        QVERIFY(banner);
         QVERIFY(waitUntil([&] { return !outcomes.seen.isEmpty(); }));
         // Long enough for a page's script, a tracker or an opener's wait to act.
         spin(1500);

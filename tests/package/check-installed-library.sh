@@ -3,7 +3,11 @@
 # would: each header must compile on its own, examples/banner-demo, built
 # with nothing but find_package, must show an ad from the house server, and
 # so must a Widgets program with a BannerWidget, whose tap opens the browser
-# over its window.
+# over its window. A Qt Quick program (a QGuiApplication, no widgets) must
+# show BannerAd's ads only when seen, open the browser, the web app screen
+# and the mail form drawn in Qt Quick over its window on a tap, keep its
+# memory flat through 500 list delegates and leave cleanly in every shape;
+# examples/banner-quick must build and pass qmllint.
 # `shared` installs libVelmoraAds.so.1 from the build tree and checks what it
 # exports and that the programs run with it from the prefix; `static` builds
 # the static library in <build dir>/static-flavour (kept, so later runs only
@@ -14,9 +18,9 @@
 set -euo pipefail
 flavour=$1 build=$2 source=$3 adserver=$4 version=$5
 scratch=$(mktemp -d)
-server_pid=
+server_pids=()
 cleanup() {
-    [ -n "$server_pid" ] && kill "$server_pid" 2>/dev/null
+    for pid in "${server_pids[@]}"; do kill "$pid" 2>/dev/null; done
     rm -rf "$scratch"
 }
 trap cleanup EXIT
@@ -104,14 +108,30 @@ grep -q "Using the Velmora ad library $version\$" "$scratch/demo.configure.log" 
 cmake --build "$scratch/demo" -j2 || fail "the example does not build against the package"
 configure_against_package "$source/tests/package/publisher" "$scratch/publisher" "the publisher program"
 cmake --build "$scratch/publisher" -j2 || fail "the publisher program does not build against the package"
+configure_against_package "$source/examples/banner-quick" "$scratch/quick-example" "the Qt Quick example"
+cmake --build "$scratch/quick-example" -j2 || fail "the Qt Quick example does not build against the package"
+configure_against_package "$source/tests/package/quick-publisher" "$scratch/quick-publisher" "the Qt Quick publisher program"
+cmake --build "$scratch/quick-publisher" -j2 || fail "the Qt Quick publisher program does not build against the package"
+qml_modules=$prefix/lib/qt6/qml
+export QML_IMPORT_PATH=$qml_modules
+if [ "$flavour" = shared ]; then
+    [ -f "$qml_modules/Velmora/Ads/qmldir" ] && [ -f "$qml_modules/Velmora/Ads/VelmoraAdsQml.qmltypes" ] ||
+        fail "the QML module Velmora.Ads is not installed"
+    /usr/lib/qt6/bin/qmllint -I "$qml_modules" -I "$scratch/quick-example" "$source/examples/banner-quick/Main.qml" ||
+        fail "qmllint finds fault with the Qt Quick example"
+fi
 demo=$scratch/demo/banner-demo
 if [ "$flavour" = shared ]; then
     # The web engine and OpenSSL are the library's business, not the program's
     # (the publisher program looks into the browser's page, so it links them itself).
     needed=$(readelf -d "$demo" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
     grep -Eq '^lib(Qt6WebEngine|crypto)' <<< "$needed" && fail "the example links what the library should hide:"$'\n'"$needed"
+    quick_needed=$(readelf -d "$scratch/quick-example/banner-quick" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+    grep -q '^libVelmoraAds\.so\.1$' <<< "$quick_needed" || fail "the Qt Quick example does not load the library at start"
+    grep -Eq '^lib(Qt6WebEngine|Qt6Widgets|crypto)' <<< "$quick_needed" &&
+        fail "the Qt Quick example links what the library should hide:"$'\n'"$quick_needed"
 fi
-for program in "$demo" "$scratch/publisher/publisher"; do
+for program in "$demo" "$scratch/publisher/publisher" "$scratch/quick-example/banner-quick"; do
     echo "ldd $(basename "$program"):"
     ldd "$program"
     linked=$(ldd "$program" | sed -n 's/^\s*libVelmoraAds\.so\.1 => \(\S*\).*/\1/p')
@@ -122,20 +142,30 @@ for program in "$demo" "$scratch/publisher/publisher"; do
     fi
 done
 
-# The house site with its one ad that opens the in-app browser.
-cp -r "$source/adserver/www" "$scratch/www"
-echo '[{ "id": "landing", "file": "landing.html", "orientation": "any", "target": "/landing/index.html?from=house-ad" }]' \
-    > "$scratch/www/creatives/catalogue.json"
-# Made here: the server's own redirection may come after the first look at it.
-: > "$scratch/server.out"
-"$adserver" --port 0 --www "$scratch/www" --log "$scratch/requests.jsonl" > "$scratch/server.out" 2>&1 &
-server_pid=$!
-for _ in $(seq 100); do
-    port=$(sed -n 's|.*listening on http://127\.0\.0\.1:\([0-9]*\).*|\1|p' "$scratch/server.out")
-    [ -n "$port" ] && break
-    sleep 0.2
-done
-[ -n "$port" ] || { cat "$scratch/server.out"; fail "the house ad server did not start"; }
+# serve <creative> <catalogue entry>: a house site whose one ad is that
+# creative; its port in port_<creative>.
+serve() {
+    local site=$scratch/site-$1 port
+    cp -r "$source/adserver/www" "$site"
+    echo "[$2]" > "$site/creatives/catalogue.json"
+    # Made here: the server's own redirection may come after the first look at it.
+    : > "$site.out"
+    "$adserver" --port 0 --www "$site" --log "$site.jsonl" > "$site.out" 2>&1 &
+    server_pids+=($!)
+    for _ in $(seq 100); do
+        port=$(sed -n 's|.*listening on http://127\.0\.0\.1:\([0-9]*\).*|\1|p' "$site.out")
+        [ -n "$port" ] && break
+        sleep 0.2
+    done
+    [ -n "$port" ] || { cat "$site.out"; fail "the house ad server did not start"; }
+    printf -v "port_$1" '%s' "$port"
+}
+# The ad that opens the in-app browser, for every program; the web app's and
+# the mail's for the Qt Quick one.
+serve landing '{ "id": "landing", "file": "landing.html", "orientation": "any", "target": "/landing/index.html?from=house-ad" }'
+serve club '{ "id": "club", "file": "club.html", "orientation": "portrait", "target": "/webapp/index.html" }'
+serve mail '{ "id": "mail", "file": "mail.html", "orientation": "any" }'
+port=$port_landing
 
 # Their own home, so the programs' statistics and caches stay in the scratch folder.
 export HOME=$scratch/home XDG_CACHE_HOME=$scratch/home/.cache XDG_CONFIG_HOME=$scratch/home/.config
@@ -164,4 +194,43 @@ kill "$demo_pid" 2>/dev/null || true
 wait "$demo_pid" 2>/dev/null || true
 cat "$scratch/demo.out"
 grep -q '^adViewDidReceiveAd' "$scratch/demo.out" || { cat "$scratch/demo.err"; fail "the example showed no ad"; }
+# quick_case <case> <lines that must appear, in order...>; against the
+# site of $creative (landing unless set).
+quick_case() {
+    local case=$1 out=$scratch/quick-$1.out err=$scratch/quick-$1.err status=0 port
+    shift
+    port=port_${creative:-landing}
+    VELMORA_AD_HOST=127.0.0.1:${!port} VELMORA_STATIC_HOST=127.0.0.1:${!port} \
+        timeout 90 "$scratch/quick-publisher/quick-publisher" "$case" > "$out" 2> "$err" || status=$?
+    [ "$status" -eq 0 ] || { cat "$out" "$err"; fail "the Qt Quick program ($case) exited with status $status"; }
+    grep -E 'WebEnginePage|Release of profile|QWidget' "$err" && fail "the Qt Quick program ($case) had the web engine complain"
+    local from=1 line found
+    for line in "$@"; do
+        found=$(tail -n +"$from" "$out" | grep -nx -m1 -e "$line" | cut -d: -f1) ||
+            { cat "$out"; fail "the Qt Quick program ($case) never said, in its turn: $line"; }
+        from=$((from + found))
+    done
+    echo "Qt Quick $case: $(tr '\n' ';' < "$out")"
+}
+quick_case ad 'bottom adReceived 320x50' 'personalised ads allowed from QML: 1' screenWillPresent 'browser at 0,0 320x480' screenWillDismiss screenDidDismiss
+quick_case done-while-opening screenWillPresent screenWillDismiss screenDidDismiss
+[ "$(grep -c '^screen' "$scratch/quick-done-while-opening.out")" -eq 3 ] ||
+    fail "Done while the browser opened did not give each screen event once"
+creative=club quick_case webapp screenWillPresent 'webApp at 0,0 320x480' 'spinner gone, close button at 4,4' \
+    'page: Welcome!' screenWillDismiss screenDidDismiss screenWillPresent 'webApp at 0,0 320x480' screenWillDismiss \
+    screenDidDismiss
+creative=mail quick_case mail 'mailForm at 0,0 320x480' 'subject: Can you beat me at Velmora?' \
+    'mail program got mailto:friend@example.org?subject=Can you beat me at Velmora%3F&body=.*' 'mail form closed: yes'
+grep -q '^screen' "$scratch/quick-mail.out" && fail "the mail form told the banner of a full-screen ad"
+# Each banner's first ad comes only after it has been revealed.
+quick_case unseen 'revealed listed' 'listed adReceived 320x50' 'revealed covered' 'covered adReceived 320x50' \
+    'revealed clipped' 'clipped adReceived 320x50'
+grep -q 'adReceived' <(sed -n '1,/revealed listed/p' "$scratch/quick-unseen.out") &&
+    fail "a banner nobody could see showed an ad"
+quick_case churn 'resident after 500: [0-9]* kB' 'resident after 1000: [0-9]* kB'
+read -r before after < <(sed -n 's/^resident after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
+[ $((after - before)) -lt 8192 ] || fail "500 more list delegates took $(((after - before) / 1024)) MB and kept it"
+for shape in quit-with-browser loader window-closed engine-first; do
+    quick_case "$shape" 'exec returned 0'
+done
 echo "the installed library shows an ad in programs of their own"

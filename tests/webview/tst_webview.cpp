@@ -25,14 +25,14 @@ public:
     int finished = 0;
     QList<Error> failures;
 
-    bool webViewShouldStartLoad(WebView *, const QNetworkRequest &request, NavigationType type) override
+    bool webViewShouldStartLoad(WebContent *, const QNetworkRequest &request, NavigationType type) override
     {
         asked << QStringLiteral("%1 %2").arg(type).arg(request.url().toString());
         userAgent = request.rawHeader("User-Agent");
         return request.url().scheme() == QLatin1String("http");
     }
-    void webViewDidFinishLoad(WebView *) override { ++finished; }
-    void webViewDidFailLoadWithError(WebView *, const Error &error) override { failures << error; }
+    void webViewDidFinishLoad(WebContent *) override { ++finished; }
+    void webViewDidFailLoadWithError(WebContent *, const Error &error) override { failures << error; }
 
     QByteArray userAgent;
 };
