@@ -9,15 +9,14 @@
 namespace {
 
 // What a load balancer or the operator checks; never delayed by the ad path's faults.
-bool operatorRoute(AdRoutes::Route route)
+bool operatorRoute(Route route)
 {
-    using Route = AdRoutes::Route;
-    return AdRoutes::isOperatorOnly(route) || route == Route::health || route == Route::readiness;
+    return isOperatorOnly(route) || route == Route::health || route == Route::readiness;
 }
 
-bool servedOn(AdServer::Listener listener, AdRoutes::Route route)
+bool servedOn(AdServer::Listener listener, Route route)
 {
-    return listener == AdServer::Listener::admin ? operatorRoute(route) : !AdRoutes::isOperatorOnly(route);
+    return listener == AdServer::Listener::admin ? operatorRoute(route) : !isOperatorOnly(route);
 }
 
 }  // namespace
@@ -135,7 +134,7 @@ const TransportCounters &AdServer::transportCounters(Listener listener) const
 
 Reply AdServer::respond(const HttpRequest &request, Listener listener)
 {
-    const AdRoutes::Route route = AdRoutes::routeOf(request.path());
+    const Route route = routeOf(request.path());
     const bool get = request.method() == "GET";
     const bool served = servedOn(listener, route);
     Reply reply;
@@ -143,7 +142,7 @@ Reply AdServer::respond(const HttpRequest &request, Listener listener)
     {
         const std::lock_guard lock(routesMutex_);
         stats_->recordRequest();
-        if (get && served && route != AdRoutes::Route::metrics)
+        if (get && served && route != Route::metrics)
             reply = routes_->handle(route, request);
         counts = stats_->takeCounts();
     }
@@ -151,7 +150,7 @@ Reply AdServer::respond(const HttpRequest &request, Listener listener)
         reply = Reply::text(405, "only GET is served").addHeader("Allow", "GET");
     else if (!served)
         reply = Reply::text(404, "not found");
-    else if (route == AdRoutes::Route::metrics)
+    else if (route == Route::metrics)
         reply = metricsPage();
     // A reply that waits for its count is counted when it goes.
     if (counts.durable.empty())

@@ -58,7 +58,7 @@ void Autoplay::step()
     else if (auto *over = qobject_cast<Over *>(top))
         leave(over);
     else if (qobject_cast<VelmoraViewController *>(top))
-        click("play", top);
+        tap("play", top);
 }
 
 // The screen on top of the stack, or null while any screen is still moving in or out.
@@ -81,7 +81,7 @@ void Autoplay::play(Touch *round)
         round_ = round;
         pilot_ = std::make_unique<Autopilot>(round);
         roundSeconds_.reset();
-        click("starting", round);
+        tap("starting", round);
         roundClock_.start();
         tickClock_.watch(round);
         return;
@@ -124,7 +124,7 @@ void Autoplay::leave(Over *over)
         emit finished();
         return;
     }
-    click(roundsPlayed_ % kMenuEveryRounds == 0 ? "menuButton" : "retryButton", over);
+    tap(roundsPlayed_ % kMenuEveryRounds == 0 ? "menuButton" : "retryButton", over);
 }
 
 void Autoplay::reportTickPeriods()
@@ -135,7 +135,7 @@ void Autoplay::reportTickPeriods()
     std::fprintf(stderr, "%s\n", line.constData());
 }
 
-void Autoplay::click(const char *buttonName, ViewController *screen)
+void Autoplay::tap(const char *buttonName, ViewController *screen)
 {
     const auto *button = screen->view()->findChild<QAbstractButton *>(QLatin1String(buttonName));
     if (!button || !button->isVisible())

@@ -47,7 +47,8 @@ private:
     void reportTickPeriods();
     QPointF target(Touch *round) const;
 
-    void click(const char *buttonName, Velmora::Platform::ViewController *screen);
+    // Through the window's mouse events, as a player presses, not the button's click().
+    void tap(const char *buttonName, Velmora::Platform::ViewController *screen);
     void drag(Velmora::Platform::ViewController *screen, QPointF location);
     void sendMouse(int type, QPointF windowLocation, int button, int buttons);
 

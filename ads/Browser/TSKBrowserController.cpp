@@ -3,7 +3,7 @@
 #include "ActivityIndicator.h"
 #include "Browser/TSKBrowserControllerPrivate.h"
 #include "Browser/TSKBrowserWebViewDelegate.h"
-#include "Opener/TSKOpener.h"
+#include "Opener/TSKAppOpener.h"
 #include "Statistics/TSKStatistics.h"
 #include "Utility/TSKIntrinsicImages.h"
 #include "WebView.h"
@@ -220,7 +220,7 @@ void TSKBrowserController::openInBrowser()
     if (!vars()->webView)
         return;
     // Lives with this screen: long enough to wait for click tracking.
-    auto *opener = new TSKOpener(this);
+    auto *opener = new TSKAppOpener(this);
     opener->setDelegateManager(delegateManager());
     opener->openApp(vars()->webView->requestURL());
     TSKStatistics::sharedStatistics()->setBreakOutToBrowser();

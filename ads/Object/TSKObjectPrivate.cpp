@@ -340,9 +340,7 @@ void TSKObjectPrivate::setAdHTML(std::unique_ptr<TSKCachedFile> file)
     }
     adHTML_ = std::move(file);
     pendingTrackingURLs_.clear();
-    impressionDue_ = false;
     renderWaitsForSight_ = false;
-    invalidate(viewabilityTimer_);
     if (!adHTML_)
         return;
     adHTML_->setMaximumBytes(kMaximumAdPageBytes);
@@ -365,6 +363,8 @@ void TSKObjectPrivate::showAd()
         return;
     }
     changeState(Rendering);
+    // The ad on view stays there, counting its second, until this one renders.
+    renderingTrackingURLs_ = std::exchange(pendingTrackingURLs_, {});
     webView_->loadHTMLString(content, baseURL);
     const int render = ++renders_;
     performAfterDelay(this, [this, render] { renderDeadlinePassed(render, kRenderDeadlineSeconds); },
@@ -521,6 +521,8 @@ void TSKObjectPrivate::seenChanged(bool seen)
 // back with a full period, as from the background.
 void TSKObjectPrivate::resumeInSight()
 {
+    // The ad on view, if any, starts its second again whatever comes next.
+    startViewabilityTimer();
     if (std::exchange(dormant_, false) || loadWaitsForSight_) {
         if (!webView_)
             createWebView();
@@ -532,7 +534,6 @@ void TSKObjectPrivate::resumeInSight()
         return;
     }
     scheduleReloadTimer(reloadSeconds_);
-    startViewabilityTimer();
 }
 
 // Everything a new load rebuilds goes; what a full-screen ad or a click in
@@ -545,11 +546,17 @@ void TSKObjectPrivate::goDormant()
     resetBuildAdWebView();
     setAdHTML(nullptr);
     releaseWebView();
+    // The ad on view goes with its page, uncounted.
+    impressionDue_ = false;
+    invalidate(viewabilityTimer_);
+    renderingTrackingURLs_.clear();
     changeState(Idle);
 }
 
+// The ad it replaced counts only if its second in sight was already up.
 void TSKObjectPrivate::countImpressionWhenViewable()
 {
+    shownTrackingURLs_ = std::exchange(renderingTrackingURLs_, {});
     impressionDue_ = true;
     startViewabilityTimer();
 }
@@ -565,7 +572,7 @@ void TSKObjectPrivate::startViewabilityTimer()
 void TSKObjectPrivate::impressionBecameViewable()
 {
     if (std::exchange(impressionDue_, false))
-        trackURLs(pendingTrackingURLs_);
+        trackURLs(shownTrackingURLs_);
 }
 
 void TSKObjectPrivate::trackURLs(const QList<QUrl> &urls)

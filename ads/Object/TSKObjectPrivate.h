@@ -105,8 +105,8 @@ public:
 
     // Pings each URL once through its own click tracker.
     void trackURLs(const QList<QUrl> &urls);
-    // The ad is rendered: its pending trackers are pinged once it has been
-    // in sight for kViewableSeconds.
+    // The ad is rendered: its trackers are pinged once it has been in sight
+    // for kViewableSeconds.
     void countImpressionWhenViewable();
 
     // The reload period the server sent, at least kMinimumReloadSeconds; 0
@@ -176,7 +176,11 @@ private:
     std::unique_ptr<TSKRequestPrivate> request_;
     int state_ = Idle;
     std::vector<std::unique_ptr<TSKClickTracker>> trackers_;
+    // The impression trackers of the ad being fetched, of the one being
+    // rendered, and of the one on view.
     QList<QUrl> pendingTrackingURLs_;
+    QList<QUrl> renderingTrackingURLs_;
+    QList<QUrl> shownTrackingURLs_;
     QPointer<Velmora::Platform::Timer> reloadTimer_;
     double reloadSeconds_ = 0;
     bool hasAutoRefreshed_ = false;

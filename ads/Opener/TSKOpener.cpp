@@ -1,37 +1,18 @@
 #include "Opener/TSKOpener.h"
 
-#include "Application.h"
 #include "Browser/TSKBrowserController.h"
-#include "DelayedPerform.h"
-#include "Delegate/TSKDelegateManager.h"
-#include "Network/TSKClickTracker.h"
 #include "Notification/TSKNotification.h"
 #include "Statistics/TSKStatistics.h"
 #include "Utility/TSKNetworkUtilities.h"
 #include "ViewController/TSKFullScreen.h"
 #include "WebApp/TSKWebAppViewController.h"
 
-
 #include <cstdio>
 
 using namespace Velmora::Platform;
 
-int TSKOpener::deferredOpens_ = 0;
-
-namespace {
-
-constexpr double kTrackingWaitSeconds = 0.3;
-constexpr int kTrackingWaits = 3;
-
-}  // namespace
-
 TSKOpener::TSKOpener(QObject *parent) : QObject(parent)
 {
-}
-
-int TSKOpener::deferredOpenCount()
-{
-    return deferredOpens_;
 }
 
 void TSKOpener::openNotification(const TSKNotification &notification)
@@ -158,14 +139,6 @@ void TSKOpener::openApp(const QUrl &url)
 {
     if (url.isEmpty() || !wasTapped(QStringLiteral("another program"), url))
         return;
-    if (TSKClickTracker::activeTrackings() && deferredOpens_++ < kTrackingWaits) {
-        performAfterDelay(this, [this, url] { openApp(url); }, kTrackingWaitSeconds);
-        return;
-    }
-    deferredOpens_ = 0;
-    if (delegateManager_)
-        delegateManager_->willLeaveApplication();
-    // After the current event, like every way out of the program.
-    performAfterDelay(Application::shared(), [url] { Application::shared()->openURL(url); }, 0);
+    appOpener_.setDelegateManager(delegateManager_);
+    appOpener_.openApp(url);
 }
-

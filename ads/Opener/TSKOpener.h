@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MailComposeViewController.h"
+#include "Opener/TSKAppOpener.h"
 #include "ViewController.h"
 #include "WebView.h"
 
@@ -45,17 +46,13 @@ public:
     void openBrowserToURLSupportedOrientations(const QUrl &url, int orientations);
     void openWebAppSupportedOrientations(const QUrl &url, int orientations);
     void openWebAppWithHTMLSupportedOrientations(const QString &html, int orientations);
-    // Leaves for another program, after outstanding click tracking has had
-    // up to three 0.3 s waits to finish.
+    // Leaves for another program, on a tap.
     void openApp(const QUrl &url);
     // Fills the mail composer from a mailto: URL's recipient, cc, bcc,
     // subject and body.
     void openEmailComposer(const QUrl &url);
     void mailComposeControllerDidFinishWithResult(Velmora::Platform::MailComposeViewController *controller, Result result,
                                                   const std::optional<Velmora::Platform::Error> &error) override;
-
-    // Opens of other programs put off so far; shared by every opener.
-    static int deferredOpenCount();
 
 private:
     static int orientationFromCode(const QString &code);
@@ -66,5 +63,5 @@ private:
     QPointer<Velmora::Platform::ViewController> viewController_;
     QUrl referringURL_;
     QPointer<Velmora::Platform::WebView> pressSource_;
-    static int deferredOpens_;
+    TSKAppOpener appOpener_;
 };

@@ -1,22 +1,10 @@
 #include "View/BannerWindowController.h"
 
-#include "NotificationCenter.h"
-#include "ViewController/TSKFullScreen.h"
-#include "ViewController/TSKViewController.h"
-
 #include <QEvent>
 
 using namespace Velmora::Platform;
 
 BannerWindowController::BannerWindowController(QObject *parent) : ViewController(parent) {}
-
-BannerWindowController::~BannerWindowController()
-{
-    // The screen goes with its banner without relinquishing it; the other
-    // banners, paused while it was up, must not wait for it forever.
-    if (auto *screen = qobject_cast<TSKViewController *>(modalViewController()))
-        NotificationCenter::defaultCenter()->postNotificationName(TSKFullScreen::DidRelinquishNotification, screen);
-}
 
 void BannerWindowController::loadView()
 {

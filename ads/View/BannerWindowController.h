@@ -14,7 +14,6 @@ class BannerWindowController : public Velmora::Platform::ViewController
     Q_OBJECT
 public:
     explicit BannerWindowController(QObject *parent = nullptr);
-    ~BannerWindowController() override;
 
     void loadView() override;
     // Moves the stand-in into `window`, unless a screen is up in another one.

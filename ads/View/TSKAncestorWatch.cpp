@@ -1,8 +1,7 @@
 #include "View/TSKAncestorWatch.h"
 
-#include "View/TSKVisibilityTracker.h"
-
 #include <QEvent>
+#include <QMetaMethod>
 
 QHash<QObject *, TSKAncestorWatch *> &TSKAncestorWatch::watches()
 {
@@ -20,22 +19,22 @@ TSKAncestorWatch::TSKAncestorWatch(QObject *object) : object_(object)
     });
 }
 
-void TSKAncestorWatch::watch(QObject *object, TSKVisibilityTracker *tracker)
+TSKAncestorWatch *TSKAncestorWatch::watchOf(QObject *object)
 {
     TSKAncestorWatch *&watch = watches()[object];
     if (!watch)
         watch = new TSKAncestorWatch(object);
-    watch->trackers_.append(tracker);
+    return watch;
 }
 
-void TSKAncestorWatch::unwatch(QObject *object, TSKVisibilityTracker *tracker)
+void TSKAncestorWatch::unwatch(QObject *object, QObject *watcher)
 {
     const auto found = watches().constFind(object);
     if (found == watches().cend())
         return;
     TSKAncestorWatch *watch = *found;
-    watch->trackers_.removeOne(tracker);
-    if (!watch->trackers_.isEmpty())
+    disconnect(watch, &TSKAncestorWatch::changed, watcher, nullptr);
+    if (watch->isSignalConnected(QMetaMethod::fromSignal(&TSKAncestorWatch::changed)))
         return;
     watches().erase(found);
     object->removeEventFilter(watch);
@@ -53,8 +52,7 @@ bool TSKAncestorWatch::eventFilter(QObject *, QEvent *event)
     case QEvent::Resize:
     case QEvent::Expose:
     case QEvent::WindowStateChange:
-        for (TSKVisibilityTracker *tracker : std::as_const(trackers_))
-            tracker->ancestorChanged();
+        emit changed();
         break;
     default:
         break;

@@ -1,10 +1,7 @@
 #pragma once
 
 #include <QHash>
-#include <QList>
 #include <QObject>
-
-class TSKVisibilityTracker;
 
 // One event filter on a widget or window however many visibility trackers
 // watch it. Every banner of a long session watches the same window, and a
@@ -12,9 +9,19 @@ class TSKVisibilityTracker;
 // filters; this one passes on only the events that can change what is seen.
 class TSKAncestorWatch : public QObject
 {
+    Q_OBJECT
 public:
-    static void watch(QObject *object, TSKVisibilityTracker *tracker);
-    static void unwatch(QObject *object, TSKVisibilityTracker *tracker);
+    // `watcher` hears through `slot` of each such event on `object`, until it unwatches.
+    template <class Watcher>
+    static void watch(QObject *object, Watcher *watcher, void (Watcher::*slot)())
+    {
+        connect(watchOf(object), &TSKAncestorWatch::changed, watcher, slot);
+    }
+    // The last watcher to leave ends the watch.
+    static void unwatch(QObject *object, QObject *watcher);
+
+signals:
+    void changed();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -22,8 +29,8 @@ protected:
 private:
     explicit TSKAncestorWatch(QObject *object);
 
+    static TSKAncestorWatch *watchOf(QObject *object);
     static QHash<QObject *, TSKAncestorWatch *> &watches();
 
     QObject *object_;
-    QList<TSKVisibilityTracker *> trackers_;
 };

@@ -59,7 +59,7 @@ void TSKVisibilityTracker::watchAncestors()
     unwatchAll();
     watched_ = chain;
     for (const QPointer<QObject> &object : std::as_const(watched_))
-        TSKAncestorWatch::watch(object, this);
+        TSKAncestorWatch::watch(object, this, &TSKVisibilityTracker::scheduleUpdate);
 }
 
 void TSKVisibilityTracker::unwatchAll()

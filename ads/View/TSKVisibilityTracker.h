@@ -23,8 +23,6 @@ public:
     bool isSeen() const { return seen_; }
     // Judged now, without waiting for the events to settle.
     static bool isWidgetSeen(const QWidget *widget);
-    // Something about the widget, an ancestor or the window changed.
-    void ancestorChanged() { scheduleUpdate(); }
 
 signals:
     void seenChanged(bool seen);

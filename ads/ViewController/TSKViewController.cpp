@@ -29,6 +29,10 @@ TSKViewController::TSKViewController(std::unique_ptr<TSKViewControllerPrivate> d
 
 TSKViewController::~TSKViewController()
 {
+    // Gone without relinquishing (its presenter went, say): the banners it
+    // paused must not wait for it forever.
+    if (privateData()->holdsFullScreen)
+        postFullScreenNotification(DidRelinquishFullScreen);
     TSKNotificationCenter::defaultCenter()->removeObserver(this);
     TSKPrivateUtilities::removePrivateObjectForKey(this);
 }
@@ -76,12 +80,28 @@ bool TSKViewController::isFirstTSKViewController() const
     return privateData()->firstScreen;
 }
 
+namespace {
+
+// What presents an ad screen over the application, when the key window has it.
+ViewController *keyWindowRoot()
+{
+    Window *window = Application::shared()->keyWindow();
+    return window ? window->rootViewController() : nullptr;
+}
+
+}  // namespace
+
 void TSKViewController::presentFromViewController(ViewController *parent)
 {
     if (!parent) {
         std::fprintf(stderr, "<Tiskos> No UIViewController supplied to the ad.  Cannot continue.\n");
         return;
     }
+    // A screen already presenting refuses another one; announced all the
+    // same, this one would pause every banner for a screen that never comes.
+    ViewController *root = qobject_cast<TSKViewController *>(parent) ? nullptr : keyWindowRoot();
+    if ((root ? root : parent)->modalViewController())
+        return;
     view()->setEnabled(false);
     postFullScreenNotification(WillPresentFullScreen);
     privateData()->firstScreen = !qobject_cast<TSKViewController *>(parent);
@@ -98,8 +118,7 @@ void TSKViewController::presentFromViewController(ViewController *parent)
 
 void TSKViewController::presentSelfFrom(ViewController *parent)
 {
-    Window *window = Application::shared()->keyWindow();
-    if (ViewController *root = window ? window->rootViewController() : nullptr) {
+    if (ViewController *root = keyWindowRoot()) {
         root->presentModalViewController(this, true);
         return;
     }
@@ -141,8 +160,13 @@ void TSKViewController::viewDidAppear(bool animated)
 
 void TSKViewController::relinquishScreen()
 {
-    // A fallback appearance still due would take the dismissal for one.
+    // An appearance still on its way comes first: after this, it would take
+    // the dismissal for the presentation, and the dismissal's callback be lost.
+    finishTransition();
     cancelPreviousPerformRequests(this);
+    // Given back already, or never up.
+    if (!view()->isEnabled())
+        return;
     view()->setEnabled(false);
     if (isFirstTSKViewController()) {
         privateData()->interactingWithParent = true;
@@ -190,5 +214,6 @@ void TSKViewController::settingsChanged(const Notification &notification)
 
 void TSKViewController::postFullScreenNotification(const QString &name)
 {
+    privateData()->holdsFullScreen = name == WillPresentFullScreen;
     NotificationCenter::defaultCenter()->postNotificationName(name, this);
 }

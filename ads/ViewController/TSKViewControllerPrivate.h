@@ -26,6 +26,8 @@ public:
     // Presented over the application rather than over another ad screen;
     // kept, since the presenter is forgotten once the screen is dismissed.
     bool firstScreen = true;
+    // Between the will-present and did-relinquish notifications.
+    bool holdsFullScreen = false;
 
 private:
     std::shared_ptr<TSKDelegateManager> delegateManager_;

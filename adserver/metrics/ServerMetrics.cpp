@@ -57,12 +57,12 @@ void ServerMetrics::watch(const TransportCounters *transport, const RequestLog *
     log_ = log;
 }
 
-void ServerMetrics::countRequest(AdRoutes::Route route, int status)
+void ServerMetrics::countRequest(Route route, int status)
 {
     requestCounter(route, status).Increment();
 }
 
-prometheus::Counter &ServerMetrics::requestCounter(AdRoutes::Route route, int status)
+prometheus::Counter &ServerMetrics::requestCounter(Route route, int status)
 {
     const int index = std::clamp(status, lowestStatus, lowestStatus + statusCount - 1) - lowestStatus;
     std::atomic<prometheus::Counter *> &slot = requestCounters_[std::size_t(route)][std::size_t(index)];
@@ -71,7 +71,7 @@ prometheus::Counter &ServerMetrics::requestCounter(AdRoutes::Route route, int st
     // First of its kind: the family's lookup happens once per route and status.
     const std::lock_guard lock(addMutex_);
     prometheus::Counter &counter =
-        requests_.Add({{"route", AdRoutes::routeName(route)}, {"status", std::to_string(index + lowestStatus)}});
+        requests_.Add({{"route", routeName(route)}, {"status", std::to_string(index + lowestStatus)}});
     slot.store(&counter, std::memory_order_release);
     return counter;
 }

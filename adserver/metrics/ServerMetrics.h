@@ -1,6 +1,6 @@
 #pragma once
 
-#include "routes/AdRoutes.h"
+#include "routes/Route.h"
 
 #include <prometheus/counter.h>
 #include <prometheus/family.h>
@@ -29,7 +29,7 @@ public:
     // Counters kept elsewhere, read at each scrape.
     void watch(const TransportCounters *transport, const RequestLog *log);
 
-    void countRequest(AdRoutes::Route route, int status);
+    void countRequest(Route route, int status);
     void countAdRequest(bool filled);
     void countImpression() { impressions_.Increment(); }
     void countClick() { clicks_.Increment(); }
@@ -43,12 +43,12 @@ private:
     static constexpr int lowestStatus = 100;
     static constexpr int statusCount = 500;
 
-    prometheus::Counter &requestCounter(AdRoutes::Route route, int status);
+    prometheus::Counter &requestCounter(Route route, int status);
     void catchUp(prometheus::Counter &counter, double total);
 
     std::shared_ptr<prometheus::Registry> registry_;
     prometheus::Family<prometheus::Counter> &requests_;
-    std::array<std::array<std::atomic<prometheus::Counter *>, statusCount>, AdRoutes::routeCount> requestCounters_{};
+    std::array<std::array<std::atomic<prometheus::Counter *>, statusCount>, routeCount> requestCounters_{};
     std::mutex addMutex_;
     prometheus::Counter &adRequests_;
     prometheus::Counter &fills_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "routes/CreativeCatalogue.h"
+#include "routes/Route.h"
 #include "store/GroupCommit.h"
 #include "transport/Reply.h"
 
@@ -37,13 +38,6 @@ class StaticFiles;
 class AdRoutes
 {
 public:
-    enum class Route { ad, coreScript, page, click, track, stats, metrics, dashboard, health, readiness, file };
-    static constexpr int routeCount = 11;
-    static Route routeOf(std::string_view path);
-    static const char *routeName(Route route);
-    // What only the operator's listener serves: the public port answers 404.
-    static bool isOperatorOnly(Route route) { return route == Route::stats || route == Route::metrics || route == Route::dashboard; }
-
     AdRoutes(const ServerOptions &options, const FaultInjector &faults, CreativeCatalogue &catalogue,
              const CoreScript &script, const StaticFiles &files, AdStats &stats, ServerMetrics &metrics);
 

@@ -1,8 +1,11 @@
 #include "AdServerProcess.h"
 #include "Application.h"
 #include "Browser/TSKBrowserController.h"
+#include "DelayedPerform.h"
 #include "EventLoopWait.h"
 #include "MailComposeViewController.h"
+#include "ModalTransition.h"
+#include "NotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
 #include "Opener/TSKOpener.h"
 #include "PageScript.h"
@@ -12,11 +15,13 @@
 #include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
+#include "ViewController/TSKFullScreen.h"
 #include "WebApp/TSKWebAppViewController.h"
 #include "WebView.h"
 #include "Window.h"
 
 #include <QAction>
+#include <QAbstractAnimation>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLineEdit>
@@ -101,6 +106,24 @@ struct Stage
     Recorder recorder;
 };
 
+// Animations move only when the test says, so a point of one can be hit exactly.
+class SteppedAnimations : public QAnimationDriver
+{
+public:
+    SteppedAnimations() { install(); }
+    ~SteppedAnimations() override { uninstall(); }
+    void advanceBy(int milliseconds)
+    {
+        QCoreApplication::processEvents();
+        now_ += milliseconds;
+        advance();
+    }
+    qint64 elapsed() const override { return now_; }
+
+private:
+    qint64 now_ = 0;
+};
+
 QString inPage(WebView *view, const QString &script)
 {
     return testsupport::evaluateInPage(view->page(), script).toString();
@@ -133,10 +156,7 @@ private slots:
         QVERIFY(action("Back")->isEnabled());
 
         action("Done")->trigger();
-        QVERIFY(waitUntil([&] { return stage.recorder.events.contains("didDismiss"); }));
-        QCOMPARE(stage.recorder.events, QStringList({"receive", "willPresent", "willDismiss", "didDismiss"}));
-        QVERIFY(!Application::shared()->isStatusBarHidden());
-        QVERIFY(stage.loader()->reloadTimer());
+        QVERIFY(waitUntil([&] { return stage.loader()->reloadTimer(); }));
 
         // The next ad request tells the network about the click and the visit.
         stage.loader()->reloadTimer()->fire();
@@ -145,6 +165,88 @@ private slots:
         QCOMPARE(stage.lastAdQuery("plpnc"), "1");
         QVERIFY(stage.lastAdQuery("plpl").toInt() > 0);
         QVERIFY(stage.lastAdQuery("plpd").toInt() > 0);
+    }
+
+    // Done pressed at any point of the browser's opening closes it with each
+    // callback once and gives everything back: the screen, the status bar,
+    // every banner's reloads. The appearance that was still on its way (or
+    // the late one that stands in for it) must not undo the closing.
+    void doneAtAnyPointOfTheOpening_data()
+    {
+        QTest::addColumn<int>("openedMs");
+        QTest::addColumn<bool>("standInAppearance");
+        QTest::newRow("before it starts") << -1 << false;
+        for (const int ms : {1, 100, 200, 300, 399})
+            QTest::newRow(qPrintable(QString("at %1 ms").arg(ms))) << ms << false;
+        QTest::newRow("during, after the stand-in appearance") << 200 << true;
+        QTest::newRow("right at its end") << ModalTransition::kDurationMs << false;
+        QTest::newRow("after") << ModalTransition::kDurationMs << true;
+    }
+    void doneAtAnyPointOfTheOpening()
+    {
+        QFETCH(int, openedMs);
+        QFETCH(bool, standInAppearance);
+        Stage stage("landing");
+        QVERIFY(stage.shown());
+        SteppedAnimations animations;
+        TSKOpener opener;
+        opener.setViewController(&stage.screen);
+        opener.setDelegateManager(stage.loader()->delegateManager());
+        opener.openBrowserToURLSupportedOrientations(QUrl("http://" + stage.server.host() + "/landing/story.html"), 0);
+        QPointer<TSKBrowserController> browser = qobject_cast<TSKBrowserController *>(stage.screen.modalViewController());
+        QVERIFY(browser);
+        if (openedMs >= 0) {
+            animations.advanceBy(0);  // its first frame
+            animations.advanceBy(openedMs);
+        }
+        if (standInAppearance)
+            QVERIFY(waitUntil([&] { return DelayedPerform::pendingCount(browser) == 0; }));
+        else
+            DelayedPerform::cancelPreviousPerformRequests(browser);
+        QCOMPARE(browser->view()->isEnabled(), openedMs == ModalTransition::kDurationMs || standInAppearance);
+
+        browser->toolbar()->findChild<QAction *>("Done")->trigger();
+        browser->relinquishScreen();  // a second close, from the page, changes nothing
+        for (int frames = 0; frames < 10 && stage.screen.modalViewController(); ++frames)
+            animations.advanceBy(100);
+        QVERIFY(!stage.screen.modalViewController() && stage.screen.view()->isVisible());
+        QVERIFY(waitUntil([&] { return !browser && stage.loader()->reloadTimer(); }));
+        QCOMPARE(stage.recorder.events, QStringList({"receive", "willPresent", "willDismiss", "didDismiss"}));
+        QVERIFY(!Application::shared()->isStatusBarHidden());
+    }
+
+    // An ad screen that cannot come up (its banner's screen is busy
+    // presenting another) announces nothing; one that goes without closing
+    // (with its presenter) still gives the banners their reloads back.
+    void everyPauseOfTheBannersEnds()
+    {
+        Stage stage("landing");
+        QVERIFY(stage.shown());
+        QObject observer;
+        int screensUp = 0;
+        NotificationCenter *center = NotificationCenter::defaultCenter();
+        center->addObserver(&observer, TSKFullScreen::WillPresentNotification, nullptr, [&](const Notification &) { ++screensUp; });
+        center->addObserver(&observer, TSKFullScreen::DidRelinquishNotification, nullptr, [&](const Notification &) { --screensUp; });
+        const QUrl story("http://" + stage.server.host() + "/landing/story.html");
+        TSKOpener opener;
+        opener.setDelegateManager(stage.loader()->delegateManager());
+
+        stage.screen.presentModalViewController(new ViewController, false);
+        opener.setViewController(&stage.screen);
+        opener.openBrowserToURLSupportedOrientations(story, 0);
+        QVERIFY(!qobject_cast<TSKBrowserController *>(stage.screen.modalViewController()));
+        QCOMPARE(screensUp, 0);
+        QCOMPARE(stage.recorder.events, QStringList{"receive"});
+        QVERIFY(!Application::shared()->isStatusBarHidden());
+
+        auto *presenter = new ViewController;
+        stage.window.addSubview(presenter->view());
+        opener.setViewController(presenter);
+        opener.openBrowserToURLSupportedOrientations(story, 0);
+        QVERIFY(qobject_cast<TSKBrowserController *>(presenter->modalViewController()));
+        QCOMPARE(screensUp, 1);
+        delete presenter;
+        QCOMPARE(screensUp, 0);
     }
 
     // The banner under its own browser goes dormant; the browser, presented

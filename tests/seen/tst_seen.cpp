@@ -6,6 +6,7 @@
 #include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatistics.h"
 #include "Statistics/TSKStatisticsCore.h"
+#include "Timer.h"
 #include "TestMain.h"
 #include <VelmoraAds/TSKNetworkConfiguration.h>
 #include "Utility/TSKPrivateUtilities.h"
@@ -22,6 +23,8 @@
 #include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTabWidget>
+
+#include <algorithm>
 
 using namespace Velmora::Platform;
 
@@ -45,12 +48,17 @@ public:
     }
 };
 
-// A shown banner under `parent`, pointed at the server; nothing loaded yet.
+// A shown banner under `parent` (none: at the top of a 320 by 480 window of
+// its own, on screen), pointed at the server; nothing loaded yet.
 struct Sighting
 {
-    Sighting(const AdServerProcess &server, QWidget *parent, const QRectF &frame = QRectF(0, 0, 320, 50))
-        : server(server), banner(new TSKBannerView(frame, parent))
+    Sighting(const AdServerProcess &server, QWidget *parent = nullptr, const QRectF &frame = QRectF(0, 0, 320, 50))
+        : server(server), banner(new TSKBannerView(frame, parent ? parent : &window))
     {
+        if (!parent) {
+            window.resize(320, 480);
+            window.show();
+        }
         TSKNetworkConfiguration::setStaticContentHost(server.host());
         TSKNetworkConfiguration::setAdServerHost(server.host());
         banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
@@ -67,6 +75,7 @@ struct Sighting
 
     const AdServerProcess &server;
     ViewController presenter;
+    QWidget window;
     TSKBannerView *banner;
     Recorder recorder;
 };
@@ -199,10 +208,8 @@ private slots:
     void impressionNeedsASecondInSight()
     {
         AdServerProcess server({"--refresh", "0"});
-        QWidget window;
-        window.resize(320, 480);
-        Sighting sighting(server, &window);
-        window.show();
+        Sighting sighting(server);
+        QWidget &window = sighting.window;
         sighting.recorder.onReceive = [&] { window.hide(); };
         sighting.load();
         QVERIFY(sighting.received(1));
@@ -226,15 +233,45 @@ private slots:
         QCOMPARE(sighting.impressions(), 1);
     }
 
+    // At the 1 s refresh floor the next ad is on its way before the shown one
+    // has had its second in sight; the shown one still counts, once, since
+    // it stays on view until the next one has rendered.
+    void adSeenForASecondCountsOnceWhateverComesNext()
+    {
+        AdServerProcess server({"--refresh", "1", "--fault", "slow:1000"});
+        Sighting sighting(server);
+        sighting.load();
+        QVERIFY(sighting.received(1));
+        QPointer<Timer> second = sighting.loader()->viewabilityTimer();
+        if (Timer *reload = sighting.loader()->reloadTimer())
+            reload->fire();
+        QVERIFY(waitUntil([&] { return sighting.loader()->state() == TSKObjectPrivate::FetchingAdPage; }));
+        if (second)
+            second->fire();
+        const auto impressionsOf = [&](const QString &rid) {
+            return std::ranges::count_if(server.requestsTo("/track/impression"), [&](const QJsonObject &ping) {
+                return ping["query"].toObject()["rid"].toString() == rid;
+            });
+        };
+        const auto shownRid = [&](int ad) {
+            QList<QJsonObject> pages = server.requests();
+            pages.removeIf([](const QJsonObject &r) { return !r["path"].toString().startsWith("/page/"); });
+            return pages.size() > ad ? pages[ad]["query"].toObject()["rid"].toString() : QString();
+        };
+        QVERIFY(waitUntil([&] { return impressionsOf(shownRid(0)) == 1; }));
+
+        QVERIFY(sighting.received(3));
+        QVERIFY(waitUntil([&] { return impressionsOf(shownRid(1)) == 1; }));
+        QCOMPARE(impressionsOf(shownRid(0)), 1);
+    }
+
     // Out of sight long enough, a banner gives its pages back, a click
     // already sent still arrives, and in sight again it asks for a new ad.
     void dormantBannerGivesPagesBackAndLoadsAnew()
     {
         AdServerProcess server;
-        QWidget window;
-        window.resize(320, 480);
-        Sighting sighting(server, &window);
-        window.show();
+        Sighting sighting(server);
+        QWidget &window = sighting.window;
         sighting.load();
         QVERIFY(sighting.received(1));
         QPointer<WebView> page = sighting.banner->webView();
