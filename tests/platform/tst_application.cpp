@@ -259,6 +259,31 @@ private slots:
                                    "root.began 30,40", "root.moved 35,45", "root.ended 35,45"}));
     }
 
+    // Repaints asked for faster than the display shows them are painted
+    // together: whatever changed last is painted, and later changes still are.
+    void aWindowPaintsItsLatestStateHoweverFastItChanges()
+    {
+        struct Counter : QWidget
+        {
+            using QWidget::QWidget;
+            void paintEvent(QPaintEvent *) override { painted = value; }
+            int value = 0;
+            int painted = -1;
+        };
+        auto *counter = new Counter(root->view());
+        counter->setGeometry(0, 0, 40, 40);
+        counter->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        for (int burst = 1; burst <= 2; ++burst) {
+            for (int i = 0; i < 50; ++i) {
+                ++counter->value;
+                counter->update();
+                QCoreApplication::processEvents();
+            }
+            QTRY_COMPARE(counter->painted, counter->value);
+        }
+    }
+
 private:
     QStringList log;
     std::unique_ptr<Window> window;
