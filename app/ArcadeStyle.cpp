@@ -11,6 +11,9 @@ namespace {
 
 const QColor kLightText(Qt::white);
 const QColor kAccentText(0x4a, 0x22, 0x00);
+const QColor kLinkText(0xb9, 0xc4, 0xff);
+const QColor kDisabledLinkText(0x7f, 0x88, 0xb8);
+constexpr int kLinkPixels = 14;
 // A pill's round ends are 72 pixels of its image, drawn 24 points wide.
 const QMargins kPillSource(72, 0, 72, 0);
 const QMargins kPillTarget(24, 0, 24, 0);
@@ -66,6 +69,12 @@ void drawBorderImage(QPainter *painter, const QRect &target, const QMargins &tar
     painter->restore();
 }
 
+// A button whose "role" is "link" reads as underlined text, without a pill.
+bool isLink(const QWidget *widget)
+{
+    return widget && widget->property("role").toByteArray() == "link";
+}
+
 bool isPanel(const QWidget *widget)
 {
     return widget && widget->property("panel").toBool() && qobject_cast<const QLabel *>(widget);
@@ -110,6 +119,14 @@ void ArcadeStyle::polish(QWidget *widget)
 
 void ArcadeStyle::polishButton(QWidget *button) const
 {
+    if (isLink(button)) {
+        button->setFont(sized(button, kLinkPixels, true));
+        QPalette palette = button->palette();
+        palette.setColor(QPalette::ButtonText, kLinkText);
+        palette.setColor(QPalette::Disabled, QPalette::ButtonText, kDisabledLinkText);
+        button->setPalette(palette);
+        return;
+    }
     button->setFont(sized(button, kButtonPixels, true));
     if (button->property("accent").toBool())
         setTextColour(button, QPalette::ButtonText, kAccentText);
@@ -130,6 +147,10 @@ void ArcadeStyle::polishLabel(QWidget *label) const
 void ArcadeStyle::drawControl(ControlElement element, const QStyleOption *option, QPainter *painter,
                               const QWidget *widget) const
 {
+    if (isLink(widget)) {
+        drawLink(element, option, painter, widget);
+        return;
+    }
     if (element == CE_PushButtonBevel && qobject_cast<const QPushButton *>(widget)) {
         drawBorderImage(painter, option->rect, kPillTarget, buttonImage(option, widget), kPillSource);
         return;
@@ -139,6 +160,20 @@ void ArcadeStyle::drawControl(ControlElement element, const QStyleOption *option
         return;
     }
     QProxyStyle::drawControl(element, option, painter, widget);
+}
+
+// Only an enabled link is underlined.
+void ArcadeStyle::drawLink(ControlElement element, const QStyleOption *option, QPainter *painter,
+                           const QWidget *widget) const
+{
+    if (element == CE_PushButtonBevel)
+        return;
+    painter->save();
+    QFont font = painter->font();
+    font.setUnderline(option->state & State_Enabled);
+    painter->setFont(font);
+    QProxyStyle::drawControl(element, option, painter, widget);
+    painter->restore();
 }
 
 // A panel's text keeps clear of its border, as a frame's contents do.

@@ -28,6 +28,7 @@ public:
 private:
     void polishButton(QWidget *button) const;
     void polishLabel(QWidget *label) const;
+    void drawLink(ControlElement element, const QStyleOption *option, QPainter *painter, const QWidget *widget) const;
     const QPixmap &buttonImage(const QStyleOption *option, const QWidget *button) const;
 
     QPixmap blue_, bluePressed_, orange_, orangePressed_, panel_;

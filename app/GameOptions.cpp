@@ -78,7 +78,11 @@ GameOptions::Outcome GameOptions::parse(const QStringList &arguments)
         QStringLiteral("round-limit"),
         QStringLiteral("Seconds after which the bot ends its round. Default: %1.").arg(kDefaultRoundLimitSeconds),
         QStringLiteral("SECONDS"));
-    parser.addOptions({help, version, scale, screenshot, autoplay, roundLimit});
+    const QCommandLineOption privacy(
+        QStringLiteral("privacy"),
+        QStringLiteral("Answer the privacy question for this run: personalised or non-personalised ads."),
+        QStringLiteral("CHOICE"));
+    parser.addOptions({help, version, scale, screenshot, autoplay, roundLimit, privacy});
     parser.addOptions(TSKNetworkConfiguration::commandLineOptions());
 
     if (!parser.parse(withoutQtArguments(arguments)))
@@ -108,6 +112,12 @@ GameOptions::Outcome GameOptions::parse(const QStringList &arguments)
         if (!seconds)
             return wrongValue(roundLimit, QStringLiteral("a number of seconds, 0 or more"));
         roundLimitSeconds_ = *seconds;
+    }
+    if (parser.isSet(privacy)) {
+        const QString choice = parser.value(privacy);
+        if (choice != QLatin1String("personalised") && choice != QLatin1String("non-personalised"))
+            return wrongValue(privacy, QStringLiteral("personalised or non-personalised"));
+        personalisedAds_ = choice == QLatin1String("personalised");
     }
     TSKNetworkConfiguration::applyCommandLine(parser);
     return Outcome::Play;

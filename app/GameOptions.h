@@ -29,6 +29,9 @@ public:
     const QString &screenshotDirectory() const { return screenshotDirectory_; }
     std::optional<int> autoplayRounds() const { return autoplayRounds_; }
     double roundLimitSeconds() const { return roundLimitSeconds_; }
+    // The answer to the privacy question for this run: personalised ads or
+    // not; empty when the command line leaves it to the player.
+    std::optional<bool> personalisedAds() const { return personalisedAds_; }
 
 private:
     Outcome fail(const QString &message);
@@ -38,4 +41,5 @@ private:
     QString screenshotDirectory_;
     std::optional<int> autoplayRounds_;
     double roundLimitSeconds_ = kDefaultRoundLimitSeconds;
+    std::optional<bool> personalisedAds_;
 };

@@ -10,6 +10,7 @@
 #include "About.h"
 #include "Autopilot.h"
 #include "Instructions.h"
+#include "Privacy.h"
 #include "Random.h"
 #include "Touch.h"
 #include "VelmoraViewController.h"
@@ -111,6 +112,7 @@ void ScreenshotTour::run()
     saved = save(QStringLiteral("about")) && saved;
     qobject_cast<About *>(menu_->modalViewController())->back();
     menu_->finishTransition();
+    saved = showPrivacy() && saved;
     waitForBanners();
     saved = tapAd(menu_) && saved;
 
@@ -128,6 +130,23 @@ void ScreenshotTour::run()
     saved = showMailComposer(round->modalViewController()) && saved;
 
     QCoreApplication::exit(saved ? 0 : 1);
+}
+
+// The first launch's question, then the menu's screen.
+bool ScreenshotTour::showPrivacy()
+{
+    auto *question = new Privacy;
+    question->setAsking(true);
+    menu_->presentModalViewController(question, false);
+    bool saved = save(QStringLiteral("privacy-question"));
+    question->back();
+    menu_->finishTransition();
+    menu_->privacy();
+    menu_->finishTransition();
+    saved = save(QStringLiteral("privacy")) && saved;
+    qobject_cast<Privacy *>(menu_->modalViewController())->back();
+    menu_->finishTransition();
+    return saved;
 }
 
 // Taps the screen's newest banner like a player and pictures what opens,

@@ -29,6 +29,7 @@ private:
     bool tapAd(Velmora::Platform::ViewController *screen);
     bool grab(const QString &name);
     bool showMailComposer(Velmora::Platform::ViewController *screen);
+    bool showPrivacy();
 
     Velmora::Platform::Window *window_;
     VelmoraViewController *menu_;

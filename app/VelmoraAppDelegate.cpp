@@ -3,6 +3,8 @@
 #include "Application.h"
 #include "ArcadeStyle.h"
 #include "Autoplay.h"
+#include "Privacy.h"
+#include "PrivacyChoice.h"
 #include "ScreenshotTour.h"
 #include "VelmoraViewController.h"
 #include "WebWindowSurface.h"
@@ -40,6 +42,7 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
 {
     window_->addSubview(viewController_->view());
     window_->makeKeyAndVisible();
+    settlePrivacy();
 
     if (!options_.screenshotDirectory().isEmpty()) {
         screenshotTour_ = std::make_unique<ScreenshotTour>(window_.get(), viewController_.get(),
@@ -48,6 +51,24 @@ bool VelmoraAppDelegate::applicationDidFinishLaunchingWithOptions(Application *,
     }
     startAutoplay();
     return true;
+}
+
+// The command line's answer, else the player's kept one, else the question.
+// The bot and the picture tour never wait for it: they run non-personalised.
+void VelmoraAppDelegate::settlePrivacy()
+{
+    std::optional<bool> answer = options_.personalisedAds();
+    if (!answer && (options_.autoplayRounds() || !options_.screenshotDirectory().isEmpty()))
+        answer = false;
+    if (!answer)
+        answer = PrivacyChoice::stored();
+    if (answer) {
+        PrivacyChoice::apply(*answer);
+        return;
+    }
+    auto *question = new Privacy;
+    question->setAsking(true);
+    viewController_->presentModalViewController(question, false);
 }
 
 void VelmoraAppDelegate::addQuitShortcut()

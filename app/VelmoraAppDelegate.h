@@ -12,8 +12,9 @@ namespace Velmora::Platform {
 class Window;
 }
 
-// Puts the menu on the screen at launch, and starts the screenshot tour or
-// the autoplay bot when the command line asks for one. The window and the
+// Puts the menu on the screen at launch, asks the privacy question over it
+// until the player has answered, and starts the screenshot tour or the
+// autoplay bot when the command line asks for one. The window and the
 // menu come from the main interface file, read when the delegate is made.
 class VelmoraAppDelegate : public Velmora::Platform::ApplicationDelegate
 {
@@ -29,6 +30,7 @@ public:
 
 private:
     void loadMainInterface();
+    void settlePrivacy();
     void addQuitShortcut();
     void startAutoplay();
 

@@ -3,6 +3,7 @@
 #include "About.h"
 #include "BannerPlacement.h"
 #include "Instructions.h"
+#include "Privacy.h"
 #include "Touch.h"
 #include "ui_VelmoraViewController.h"
 
@@ -33,6 +34,11 @@ void VelmoraViewController::instructions()
 void VelmoraViewController::about()
 {
     present(new About);
+}
+
+void VelmoraViewController::privacy()
+{
+    present(new Privacy);
 }
 
 void VelmoraViewController::present(ViewController *screen)

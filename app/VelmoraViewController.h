@@ -23,6 +23,7 @@ public slots:
     void menu();
     void instructions();
     void about();
+    void privacy();
 
 private:
     void present(Velmora::Platform::ViewController *screen);

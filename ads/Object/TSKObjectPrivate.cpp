@@ -6,6 +6,7 @@
 #include "Network/TSKCachedFile.h"
 #include "Network/TSKClickTracker.h"
 #include "Notification/TSKNotificationCenter.h"
+#include "Privacy/PrivacySettingsPrivate.h"
 #include "Request/TSKDeviceSignals.h"
 #include <VelmoraAds/TSKRequestError.h>
 #include "Request/TSKRequestPrivate.h"
@@ -198,6 +199,8 @@ void TSKObjectPrivate::loadPrivateRequest(const TSKRequestPrivate *request)
     if (loadWaitsForSight_)
         return;
 
+    // Before counting: without consent no count from an earlier launch goes out.
+    Velmora::Ads::PrivacySettingsPrivate::enforce();
     TSKStatistics *statistics = TSKStatistics::sharedStatistics();
     if (!statistics->timingNamed(QStringLiteral("ptime")))
         statistics->startTimingNamed(QStringLiteral("ptime"));

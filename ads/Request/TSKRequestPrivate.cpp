@@ -1,10 +1,14 @@
 #include "Request/TSKRequestPrivate.h"
 
 #include "Network/TSKNetworkChecker.h"
+#include "Privacy/PrivacySettingsPrivate.h"
 #include "Request/TSKDeviceSignals.h"
 #include "Statistics/TSKStatistics.h"
 #include "Utility/TSKIdentifierUtilities.h"
 #include "Utility/TSKPropertyListDescription.h"
+
+using Velmora::Ads::PrivacyRules;
+using Velmora::Ads::PrivacySettingsPrivate;
 
 TSKRequestPrivate::TSKRequestPrivate(const TSKRequestPrivate &request)
     : TSKRequest(),
@@ -105,33 +109,39 @@ QString TSKRequestPrivate::birthdayString() const
 }
 
 // Later keys replace earlier ones: the request's own keys win over the
-// device's, the statistics' over both.
+// device's, the statistics' over both, and the consent signals over all.
 QVariantMap TSKRequestPrivate::parameters() const
 {
+    const PrivacyRules rules = PrivacySettingsPrivate::enforce();
     QVariantMap parameters = TSKIdentifierUtilities::sharedInstance()->parameters();
+    if (rules.maySendIdentifier())
+        parameters.insert(QStringLiteral("isu"), TSKIdentifierUtilities::deviceIdentifier());
     parameters.insert(QStringLiteral("js"), sdkVersion());
     if (const QString network = TSKNetworkChecker::sharedChecker()->networkTypeString(); !network.isNull())
         parameters.insert(QStringLiteral("net"), network);
-    addTargetingParameters(parameters);
+    addTargetingParameters(parameters, rules);
     parameters.insert(TSKStatistics::sharedStatistics()->parameters());
     parameters.insert(QStringLiteral("preqs"), counter_);
+    parameters.insert(rules.signalParameters());
     return parameters;
 }
 
-void TSKRequestPrivate::addTargetingParameters(QVariantMap &parameters) const
+// Keywords and extras describe the placement and always go; what describes
+// the person goes only with consent.
+void TSKRequestPrivate::addTargetingParameters(QVariantMap &parameters, const PrivacyRules &rules) const
 {
     if (testing_)
         parameters.insert(QStringLiteral("testing"), QStringLiteral("1"));
     if (additionalParameters_)
         parameters.insert(QStringLiteral("extras"), *additionalParameters_);
-    if (const QString gender = genderString(); !gender.isNull())
+    if (const QString gender = genderString(); !gender.isNull() && rules.mayPersonalise())
         parameters.insert(QStringLiteral("cust_gender"), gender);
     // The server reads the birthday under the age key.
-    if (const QString birthday = birthdayString(); !birthday.isNull())
+    if (const QString birthday = birthdayString(); !birthday.isNull() && rules.mayPersonalise())
         parameters.insert(QStringLiteral("cust_age"), birthday);
     if (keywords_)
         parameters.insert(QStringLiteral("kw"), QVariant(*keywords_).toList());
-    if (location_) {
+    if (location_ && rules.maySendLocation()) {
         if (const QString encoded = location_->encodedRepresentation(); !encoded.isNull())
             parameters.insert(QStringLiteral("uloc"), encoded);
     }

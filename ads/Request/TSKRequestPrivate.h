@@ -5,6 +5,10 @@
 
 #include <memory>
 
+namespace Velmora::Ads {
+class PrivacyRules;
+}
+
 // The one concrete request. Its parameters() are the flat dictionary the ad
 // server's script turns into an ad URL.
 class TSKRequestPrivate final : public TSKRequest
@@ -58,7 +62,8 @@ public:
     QString birthdayString() const;
 
     // Device facts, "js", "net", the targeting, the statistics (which taking
-    // them clears) and "preqs".
+    // them clears), "preqs" and the consent signals; the identifier and what
+    // describes the person as far as the privacy rules in force allow.
     QVariantMap parameters() const;
     // What parameters() gave when the loader last sent this request; empty
     // before that. An invalid-request error shows these rather than taking
@@ -71,7 +76,7 @@ public:
     QString description() const override;
 
 private:
-    void addTargetingParameters(QVariantMap &parameters) const;
+    void addTargetingParameters(QVariantMap &parameters, const Velmora::Ads::PrivacyRules &rules) const;
 
     bool testing_ = false;
     std::optional<QVariantMap> additionalParameters_;

@@ -277,6 +277,12 @@ void TSKStatistics::synchronize()
     timingMgr_->synchronize();
 }
 
+void TSKStatistics::setKeptAcrossLaunches(bool kept)
+{
+    statistics_->setPersistent(kept);
+    timingMgr_->setPersistent(kept);
+}
+
 qint64 TSKStatistics::integerForKey(const QString &key) const
 {
     return TSKStatisticsCore::integerValue(statistics_->numberForKey(key));

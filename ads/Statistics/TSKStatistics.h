@@ -13,7 +13,7 @@
 // page navigations and a few yes/no events. The rest of the library reports
 // events here; each ad request takes the parameters, which clears them.
 // Counters and flags live in a TSKStatisticsCore, durations are timings; both
-// survive restarts.
+// survive restarts while kept across launches.
 class TSKStatistics
 {
 public:
@@ -71,6 +71,10 @@ public:
     QVariantMap parameters();
 
     void synchronize();
+
+    // Off forgets what earlier launches left and keeps the statistics of
+    // this one in memory only; on keeps them across launches again.
+    void setKeptAcrossLaunches(bool kept);
 
 private:
     qint64 integerForKey(const QString &key) const;

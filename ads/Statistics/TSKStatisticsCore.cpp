@@ -105,9 +105,23 @@ void TSKStatisticsCore::removeAllObjects()
 
 void TSKStatisticsCore::synchronize()
 {
+    if (!persistent_)
+        return;
     UserDefaults &defaults = UserDefaults::standard();
     defaults.setObjectForKey(statistics_, userDefaultsKey());
     defaults.synchronize();
+}
+
+void TSKStatisticsCore::setPersistent(bool persistent)
+{
+    if (persistent == persistent_)
+        return;
+    if (!persistent) {
+        statistics_.clear();
+        synchronize();
+    }
+    persistent_ = persistent;
+    synchronize();
 }
 
 bool TSKStatisticsCore::isOfKind(const QVariant &value, Kind kind)

@@ -7,7 +7,7 @@
 
 // Counters and flags of the ad statistics, kept as one dictionary in the
 // standard user defaults under "tiskos_stats_<identifier>". Saved on
-// synchronize() and on destruction only.
+// synchronize() and on destruction only, and only while persistent.
 class TSKStatisticsCore
 {
 public:
@@ -43,6 +43,11 @@ public:
     void removeAllObjects();
     void synchronize();
 
+    bool isPersistent() const { return persistent_; }
+    // Off forgets every value, in memory and in the user defaults, and saves
+    // nothing until it is on again.
+    void setPersistent(bool persistent);
+
 private:
     enum class Kind { Number, String, Date, Array, Dictionary };
     static bool isOfKind(const QVariant &value, Kind kind);
@@ -50,4 +55,5 @@ private:
 
     QString identifier_;
     QVariantMap statistics_;
+    bool persistent_ = true;
 };

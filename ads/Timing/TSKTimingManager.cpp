@@ -105,8 +105,22 @@ void TSKTimingManager::synchronize()
     savePersistentTimings();
 }
 
+void TSKTimingManager::setPersistent(bool persistent)
+{
+    if (persistent == persistent_)
+        return;
+    if (!persistent) {
+        timings_.clear();
+        savePersistentTimings();
+    }
+    persistent_ = persistent;
+    savePersistentTimings();
+}
+
 void TSKTimingManager::savePersistentTimings()
 {
+    if (!persistent_)
+        return;
     QVariantMap stored;
     for (const auto &[category, timing] : timings_)
         stored.insert(category, timing->dictionaryRepresentation());

@@ -12,7 +12,8 @@
 
 // Named timings kept in the standard user defaults under
 // "tiskos_timing_<identifier>", so a measurement can span a restart. Saved on
-// synchronize(), when the application will terminate, and on destruction.
+// synchronize(), when the application will terminate, and on destruction,
+// while persistent.
 class TSKTimingManager : public QObject
 {
     Q_OBJECT
@@ -44,6 +45,11 @@ public:
 
     void synchronize();
 
+    bool isPersistent() const { return persistent_; }
+    // Off forgets every timing, in memory and in the user defaults, and saves
+    // nothing until it is on again.
+    void setPersistent(bool persistent);
+
 public slots:
     void savePersistentTimings();
 
@@ -52,4 +58,5 @@ private:
 
     QString identifier_;
     std::map<QString, std::unique_ptr<TSKTiming>> timings_;
+    bool persistent_ = true;
 };

@@ -2,23 +2,18 @@
 
 #include "Device.h"
 #include "MainBundle.h"
+#include "Privacy/AdvertisingIdentifier.h"
 #include "PropertyList.h"
 #include "UserDefaults.h"
 #include "Utility/TSKNumberUtilities.h"
 #include "toolbox/TSKStringEncoding.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 
 using namespace Velmora::Platform;
-
-QByteArray HashedDeviceIdentifier()
-{
-    return QCryptographicHash::hash(Device::uniqueIdentifier().toUtf8(), QCryptographicHash::Md5);
-}
 
 TSKIdentifierUtilities *TSKIdentifierUtilities::sharedInstance()
 {
@@ -172,21 +167,17 @@ QVariantMap TSKIdentifierUtilities::iTunesMetadata()
     return *iTunesMetadata_;
 }
 
+// Not cached: a reset must show in the next request.
 QString TSKIdentifierUtilities::deviceIdentifier()
 {
-    if (deviceIdentifier_.isNull())
-        deviceIdentifier_ = QString::fromLatin1(HashedDeviceIdentifier().toHex().toUpper());
-    return deviceIdentifier_;
+    return QString::fromLatin1(Velmora::Ads::AdvertisingIdentifier::shared().bytes().toHex().toUpper());
 }
 
 QString TSKIdentifierUtilities::deviceIdentifierBase64()
 {
-    if (deviceIdentifierBase64_.isNull()) {
-        TSKStringEncoding encoding = TSKStringEncoding::rfc4648Base64WebsafeStringEncoding();
-        encoding.setDoPad(false);
-        deviceIdentifierBase64_ = encoding.encode(HashedDeviceIdentifier());
-    }
-    return deviceIdentifierBase64_;
+    TSKStringEncoding encoding = TSKStringEncoding::rfc4648Base64WebsafeStringEncoding();
+    encoding.setDoPad(false);
+    return encoding.encode(Velmora::Ads::AdvertisingIdentifier::shared().bytes());
 }
 
 QVariantMap TSKIdentifierUtilities::parameters()
@@ -200,7 +191,6 @@ QVariantMap TSKIdentifierUtilities::parameters()
     parameters.insert(QStringLiteral("app_name"), appName());
     if (isJailbrokenDevice())
         parameters.insert(QStringLiteral("ios_jb"), QStringLiteral("1"));
-    parameters.insert(QStringLiteral("isu"), deviceIdentifier());
     const auto insertIfSet = [&parameters](const QString &key, const QString &value) {
         if (!value.isNull())
             parameters.insert(key, value);

@@ -1,18 +1,16 @@
 #pragma once
 
-#include <QByteArray>
 #include <QSizeF>
 #include <QString>
 #include <QVariantMap>
 
 #include <optional>
 
-// The 16-byte MD5 digest of the device's unique identifier.
-QByteArray HashedDeviceIdentifier();
-
 // Describes the device and the hosting application to the ad server. Values
 // that cannot change are read once per process; orientation, screen, audio
-// route and OS version are read on every call.
+// route and OS version are read on every call. The identifier is the
+// program's own (Privacy/AdvertisingIdentifier) and goes only where the
+// privacy rules allow, so parameters() leaves it out.
 class TSKIdentifierUtilities
 {
 public:
@@ -47,8 +45,10 @@ public:
     int audioRoute() const;
     QString locale();
     QVariantMap iTunesMetadata();
-    QString deviceIdentifier();
-    QString deviceIdentifierBase64();
+    // The program's identifier as 32 upper-case hex digits, and as 22
+    // characters of web-safe base 64; made when there is none.
+    static QString deviceIdentifier();
+    static QString deviceIdentifierBase64();
 
     QVariantMap parameters();
 
@@ -58,8 +58,6 @@ private:
     bool isPhoneIdiom_ = true;
     std::optional<QVariantMap> iTunesMetadata_;
     bool isJailbroken_ = false;
-    QString deviceIdentifier_;
-    QString deviceIdentifierBase64_;
     QString deviceSubmodel_;
     QString locale_;
 };

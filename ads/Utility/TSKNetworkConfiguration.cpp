@@ -3,6 +3,8 @@
 #include <QCommandLineParser>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace {
 
 const QString HouseAdServer = QStringLiteral("127.0.0.1:8470");
@@ -12,18 +14,20 @@ struct Setting
     const char *option;
     const char *environment;
     const char *description;
+    const char *valueName;
     QString commandLineValue;
 };
 
-enum Which { StaticContent, AdServer, ReachabilityHost, ClickDomain, SettingCount };
+enum Which { StaticContent, AdServer, ReachabilityHost, ClickDomain, VendorId, SettingCount };
 
 Setting *settings()
 {
     static Setting all[SettingCount] = {
-        {"static-host", "VELMORA_STATIC_HOST", "Ad network static content host[:port].", {}},
-        {"ad-host", "VELMORA_AD_HOST", "Ad server host[:port].", {}},
-        {"reachability-host", "VELMORA_REACHABILITY_HOST", "Host whose reachability gives the network type.", {}},
-        {"click-domain", "VELMORA_CLICK_DOMAIN", "Domain suffix of click-tracking hosts.", {}},
+        {"static-host", "VELMORA_STATIC_HOST", "Ad network static content host[:port].", "host", {}},
+        {"ad-host", "VELMORA_AD_HOST", "Ad server host[:port].", "host", {}},
+        {"reachability-host", "VELMORA_REACHABILITY_HOST", "Host whose reachability gives the network type.", "host", {}},
+        {"click-domain", "VELMORA_CLICK_DOMAIN", "Domain suffix of click-tracking hosts.", "host", {}},
+        {"vendor-id", "VELMORA_VENDOR_ID", "The ad network's vendor id in consent strings.", "id", {}},
     };
     return all;
 }
@@ -64,6 +68,11 @@ QString TSKNetworkConfiguration::clickTrackingDomainSuffix()
     return configured(ClickDomain, hostName(adServerHost()));
 }
 
+int TSKNetworkConfiguration::vendorId()
+{
+    return std::max(0, configured(VendorId, QString()).toInt());
+}
+
 QList<QCommandLineOption> TSKNetworkConfiguration::commandLineOptions()
 {
     QList<QCommandLineOption> options;
@@ -72,7 +81,7 @@ QList<QCommandLineOption> TSKNetworkConfiguration::commandLineOptions()
         options.append(QCommandLineOption(QString::fromLatin1(setting.option),
                                           QString::fromLatin1(setting.description) + QStringLiteral(" Overrides ")
                                               + QString::fromLatin1(setting.environment) + QLatin1Char('.'),
-                                          QStringLiteral("host")));
+                                          QString::fromLatin1(setting.valueName)));
     }
     return options;
 }
@@ -105,4 +114,9 @@ void TSKNetworkConfiguration::setReachabilityHost(const QString &host)
 void TSKNetworkConfiguration::setClickTrackingDomainSuffix(const QString &suffix)
 {
     settings()[ClickDomain].commandLineValue = suffix;
+}
+
+void TSKNetworkConfiguration::setVendorId(int id)
+{
+    settings()[VendorId].commandLineValue = id > 0 ? QString::number(id) : QString();
 }

@@ -1,36 +1,15 @@
 #include "Device.h"
 
-#include "UserDefaults.h"
-
 #include <QFile>
 #include <QGuiApplication>
 #include <QRegularExpression>
 #include <QScreen>
 #include <QSysInfo>
-#include <QUuid>
 #include <QWindow>
 
 #include <sys/utsname.h>
 
 namespace Velmora::Platform {
-
-namespace {
-
-const QString StoredIdentifierKey = QStringLiteral("DeviceUniqueIdentifier");
-
-QString storedIdentifier()
-{
-    UserDefaults &defaults = UserDefaults::standard();
-    QString identifier = defaults.stringForKey(StoredIdentifierKey);
-    if (identifier.isEmpty()) {
-        identifier = QUuid::createUuid().toString(QUuid::Id128);
-        defaults.setObjectForKey(identifier, StoredIdentifierKey);
-        defaults.synchronize();
-    }
-    return identifier;
-}
-
-}  // namespace
 
 QString Device::model()
 {
@@ -54,17 +33,6 @@ QString Device::machine()
 Device::Idiom Device::userInterfaceIdiom()
 {
     return Idiom::Phone;
-}
-
-QString Device::uniqueIdentifier(const QString &machineIdFile)
-{
-    QFile file(machineIdFile);
-    if (file.open(QIODevice::ReadOnly)) {
-        const QString identifier = QString::fromLatin1(file.read(256)).trimmed();
-        if (!identifier.isEmpty())
-            return identifier;
-    }
-    return storedIdentifier();
 }
 
 double Device::screenScale()

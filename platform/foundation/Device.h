@@ -26,10 +26,6 @@ QString machine();
 // Programs run as on a phone, whatever the machine.
 Idiom userInterfaceIdiom();
 
-// The machine's identity: /etc/machine-id (or the file given), else a random
-// identifier made once and kept in the standard user defaults.
-QString uniqueIdentifier(const QString &machineIdFile = QStringLiteral("/etc/machine-id"));
-
 // Device pixels per point of the screen the program shows on; 1 without one.
 double screenScale();
 

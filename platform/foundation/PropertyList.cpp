@@ -214,6 +214,14 @@ public:
         xml_.writeEndDocument();
     }
 
+    // The writer closes an empty element (<true/>) only when something
+    // follows it; nothing follows a fragment, so it is told it is done.
+    void writeFragment(const QVariant &value)
+    {
+        writeValue(value);
+        xml_.writeCharacters(QString());
+    }
+
     void writeValue(const QVariant &value)
     {
         switch (value.typeId()) {
@@ -331,7 +339,7 @@ QByteArray PropertyList::toXml(const QVariant &value, Form form)
     if (form == Form::Document)
         writer.writeDocument(value);
     else
-        writer.writeValue(value);
+        writer.writeFragment(value);
     return out;
 }
 

@@ -41,8 +41,23 @@ void PersistentCookieJar::load()
     setAllCookies(cookies);
 }
 
+void PersistentCookieJar::setKeptOnDisk(bool kept)
+{
+    if (kept == keptOnDisk_)
+        return;
+    keptOnDisk_ = kept;
+    if (kept) {
+        save();
+        return;
+    }
+    setAllCookies({});
+    QFile::remove(filePath_);
+}
+
 void PersistentCookieJar::save() const
 {
+    if (!keptOnDisk_)
+        return;
     QDir().mkpath(QFileInfo(filePath_).absolutePath());
     QSaveFile file(filePath_);
     if (!file.open(QIODevice::WriteOnly))

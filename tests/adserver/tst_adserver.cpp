@@ -1,4 +1,4 @@
-#include "AdServer.h"
+#include "AdServerHarness.h"
 #include "EventLoopWait.h"
 #include "transport/HttpDate.h"
 #include "ServerOptions.h"
@@ -34,80 +34,6 @@ using testsupport::waitUntil;
 const QByteArray gameUnit = ServerOptions::gameAdUnit.toLatin1();
 const QByteArray adRequest = "/ad?slotname=" + gameUnit + "&preqs=1";
 const QByteArray coreScript = "/tiskos/sdk-core-v40.js";
-
-// An ad server on an ephemeral port in this process, set up by command-line arguments,
-// and a client that sees every response as it is (no redirects followed).
-class AdServerHarness
-{
-public:
-    struct Response
-    {
-        int status = 0;
-        QByteArray body;
-        QMap<QByteArray, QByteArray> headers;  // names in lower case
-        QByteArray header(const QByteArray &name) const { return headers.value(name.toLower()); }
-    };
-
-    explicit AdServerHarness(const QStringList &arguments = {})
-    {
-        if (!options_.parse(withDefaults(arguments), &error_))
-            qFatal("bad harness arguments: %s", qPrintable(error_));
-        server_ = std::make_unique<AdServer>(options_);
-        started_ = server_->start(&error_);
-    }
-
-    bool isRunning() const { return started_; }
-    QString startError() const { return error_; }
-    QByteArray base() const { return server_->baseUrl(); }
-    QByteArray adminBase() const { return server_->adminUrl(); }
-
-    Response get(const QByteArray &pathOrUrl, const QList<QPair<QByteArray, QByteArray>> &headers = {})
-    {
-        QNetworkRequest request(QUrl::fromEncoded(pathOrUrl.startsWith("http") ? pathOrUrl : base() + pathOrUrl));
-        request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-        for (const auto &[name, value] : headers)
-            request.setRawHeader(name, value);
-        std::unique_ptr<QNetworkReply> reply(network_.get(request));
-        QSignalSpy finished(reply.get(), &QNetworkReply::finished);
-        if (!reply->isFinished())
-            finished.wait(30000);
-        Response response{reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->readAll(), {}};
-        for (const auto &[name, value] : reply->rawHeaderPairs())
-            response.headers.insert(name.toLower(), value);
-        return response;
-    }
-
-    QJsonObject stats() { return QJsonDocument::fromJson(get(adminBase() + "/stats").body).object(); }
-    QJsonValue unitStats() { return QJsonValue(stats())["units"][ServerOptions::gameAdUnit]; }
-
-    QString logPath() const { return options_.logFile; }
-    QList<QJsonObject> logLines()
-    {
-        server_->requestLog().flush();
-        QFile file(options_.logFile);
-        QList<QJsonObject> lines;
-        for (const QByteArray &line : file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().split('\n') : QByteArrayList())
-            lines.append(QJsonDocument::fromJson(line).object());
-        return lines;
-    }
-
-    static QStringList withDefaults(const QStringList &arguments)
-    {
-        static QTemporaryDir dir;  // the log of every server in this test run
-        static int servers = 0;
-        const QString log = dir.filePath(QStringLiteral("requests-%1.jsonl").arg(++servers));
-        // Checks read /stats right after what they count.
-        return QStringList{"velmora-adserver", "--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", log, "--stats-interval", "0"}
-            + arguments;
-    }
-
-private:
-    ServerOptions options_;
-    std::unique_ptr<AdServer> server_;
-    QNetworkAccessManager network_;
-    bool started_ = false;
-    QString error_;
-};
 
 // Without a registered scheme and a handler the engine drops tsmsg: and
 // mailto: navigations before asking the page; with them the page refuses them.
@@ -308,9 +234,29 @@ private slots:
         QCOMPARE(harness.unitStats()["impressions"].toInt(), 1);
     }
 
-    void staticFilesLinkUpAndAnswer304()
+    // The site's pages link up and answer If-Modified-Since; a link out of
+    // the site is not followed, and a large file arrives whole.
+    void staticFilesLinkUpStayInsideAndAnswer304()
     {
-        AdServerHarness harness;
+        QTemporaryDir dir;
+        const QString www = dir.filePath("www");
+        QVERIFY(QProcess::execute("cp", {"-r", VELMORA_ADSERVER_WWW, www}) == 0);
+        QFile outside(dir.filePath("secret.txt"));
+        QVERIFY(outside.open(QIODevice::WriteOnly) && outside.write("secret") == 6);
+        outside.close();
+        QVERIFY(QFile::link(outside.fileName(), www + "/outside.html"));
+        QVERIFY(QFile::link(www + "/landing/story.html", www + "/inside.html"));
+        QFile big(www + "/big.bin");
+        QVERIFY(big.open(QIODevice::WriteOnly) && big.resize(5 << 20));
+        big.close();
+        AdServerHarness harness({"--www", www});
+        const QList<QPair<QByteArray, int>> cases{{"/outside.html", 404}, {"/inside.html", 200}, {"/landing/", 200}, {"/big.bin", 200}};
+        for (const auto &[path, status] : cases) {
+            const auto response = harness.get(path);
+            QVERIFY2(response.status == status && !response.body.contains("secret"), path);
+        }
+        QCOMPARE(harness.get("/big.bin").body.size(), 5 << 20);
+
         static const QRegularExpression link(QStringLiteral("href=\"([a-z]+\\.(?:html|css))\""));
         for (const QByteArray page : {"index.html", "scores.html", "story.html"}) {
             const auto reply = harness.get("/landing/" + page);
@@ -328,35 +274,6 @@ private slots:
         const QDateTime earlier = HttpDate::parse(lastModified).addSecs(-1);
         QCOMPARE(harness.get(coreScript, {{"If-Modified-Since", HttpDate::format(earlier)}}).status, 200);
         QCOMPARE(harness.get(coreScript, {{"If-Modified-Since", "yesterday-ish"}}).status, 200);
-    }
-
-    void requestsAreLoggedAndCounted()
-    {
-        AdServerHarness harness({"--recent", "2", "--fill-rate", "0.5"});  // every other ad request gets no ad
-        for (int i = 1; i <= 3; ++i)
-            harness.get("/ad?slotname=" + gameUnit + "&preqs=" + QByteArray::number(i) + "&extras=%7B%22a%22%3A1%7D");
-        harness.get("/ad?slotname=nope");
-        harness.get("/track/click?unit=" + gameUnit + "&creative=club&rid=2");
-        harness.get("/track/impression?unit=a99999999999999&creative=club");
-        const QList<QJsonObject> lines = harness.logLines();
-        QStringList logged;
-        for (const QJsonObject &line : lines)
-            logged << line["method"].toString() + ' ' + line["path"].toString() + ' ' + QString::number(line["status"].toInt());
-        QCOMPARE(logged, QStringList({"GET /ad 200", "GET /ad 302", "GET /ad 200", "GET /ad 400", "GET /track/click 200",
-                                      "GET /track/impression 200"}));
-        QCOMPARE(lines[0]["query"]["extras"].toString(), QStringLiteral("{\"a\":1}"));
-        QVERIFY(QDateTime::fromString(lines[0]["time"].toString(), Qt::ISODateWithMs).isValid());
-        const QJsonObject stats = harness.stats();
-        QCOMPARE(stats["adRequests"].toInt(), 3);
-        QCOMPARE(stats["rejected"].toInt(), 1);
-        QCOMPARE(stats["unattributed"].toInt(), 1);
-        const QJsonArray recent = stats["recent"].toArray();
-        QCOMPARE(recent.size(), 2);
-        QCOMPARE(recent[0]["parameters"]["preqs"].toString(), QStringLiteral("2"));
-        QCOMPARE(recent[1]["parameters"]["preqs"].toString(), QStringLiteral("3"));
-        QCOMPARE(recent[1]["id"].toInt(), 3);
-        QCOMPARE(stats["units"][ServerOptions::gameAdUnit]["noFill"].toInt(), 2);
-        QCOMPARE(stats["units"][ServerOptions::gameAdUnit]["creatives"]["club"]["clicks"].toInt(), 1);
     }
 
     // What a request's own consent signals allow is all that reaches the log
@@ -418,53 +335,6 @@ private slots:
         AdServerHarness truncated({"--fault", "truncated"});
         const auto cut = truncated.get(truncated.get(adRequest).header("Location"));
         QVERIFY(cut.body.size() < cut.header("Content-Length").toInt());
-    }
-
-    void badOptionsAndBusyPortsAreExplained()
-    {
-        QString error;
-        auto parses = [&](const QStringList &arguments) {
-            return ServerOptions().parse(AdServerHarness::withDefaults(arguments), &error);
-        };
-        QVERIFY(parses({"--fault", "slow:5", "--fault", "status:500", "--fill-rate", "0.3"}));
-        const QList<QPair<QStringList, QString>> bad{
-            {{"--port", "70000"}, "--port"}, {{"--bind", "localhost:80"}, "--bind"},
-            {{"--units", "a1f3c29b07d5e64,slot-1"}, "slot-1"}, {{"--fill-rate", "1.5"}, "--fill-rate"},
-            {{"--fault", "status:200"}, "unknown mode"}, {{"--www", "/nonexistent"}, "core script"}};
-        for (const auto &[arguments, mention] : bad)
-            QVERIFY2(!parses(arguments) && error.contains(mention), qPrintable(arguments.join(' ')));
-        QTcpServer squatter;
-        QVERIFY(squatter.listen(QHostAddress::LocalHost));
-        AdServerHarness harness({"--port", QString::number(squatter.serverPort())});
-        error = harness.startError();
-        QVERIFY2(!harness.isRunning() && error.contains(QString::number(squatter.serverPort())) && error.contains("in use"),
-                 qPrintable(error));
-    }
-
-    void executableReportsItsPortAndFlushesOnTerm()
-    {
-        QTemporaryDir dir;
-        const QString log = dir.filePath(QStringLiteral("log.jsonl"));
-        QProcess server;
-        server.start(QStringLiteral(VELMORA_ADSERVER_BINARY),
-                     {"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", log, "--fault", "status:500"});
-        QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), 30000);
-        const QString banner = QString::fromLatin1(server.readLine());
-        const QString port = QRegularExpression("http://127\\.0\\.0\\.1:(\\d+)").match(banner).captured(1);
-        QVERIFY2(!port.isEmpty(), qPrintable(banner));
-        AdServerHarness client;  // only its HTTP client is used here
-        QCOMPARE(client.get("http://127.0.0.1:" + port.toLatin1() + adRequest).status, 500);
-        ::kill(pid_t(server.processId()), SIGTERM);
-        QVERIFY(server.waitForFinished(30000));
-        QCOMPARE(server.exitStatus(), QProcess::NormalExit);
-        QVERIFY2(server.exitCode() == 0, server.readAllStandardError().constData());
-        QFile file(log);  // the buffered line reached the disk
-        QVERIFY(file.open(QIODevice::ReadOnly) && file.readAll().contains("\"status\":500"));
-        QProcess refused;
-        refused.start(QStringLiteral(VELMORA_ADSERVER_BINARY), {"--fault", "nonsense"});
-        QVERIFY(refused.waitForFinished(30000));
-        QCOMPARE(refused.exitCode(), 2);
-        QVERIFY(refused.readAllStandardError().contains("unknown mode \"nonsense\""));
     }
 
     void coreScriptBuildsTheAdUrlOrRefuses()

@@ -34,6 +34,8 @@ private slots:
                                          << R"(--round-limit wants a number of seconds)";
         QTest::newRow("empty directory") << QStringList{"--screenshot="} << 2 << "--screenshot wants a directory";
         QTest::newRow("stray argument") << QStringList{"level2"} << 2 << R"(unexpected argument "level2")";
+        QTest::newRow("privacy answer unknown") << QStringList{"--privacy", "maybe"} << 2
+                                                << R"(--privacy wants personalised or non-personalised, not "maybe")";
     }
 
     void helpVersionAndMistakesNeedNoDisplay()
@@ -64,17 +66,21 @@ private slots:
         QTest::addColumn<QString>("directory");
         QTest::addColumn<std::optional<int>>("rounds");
         QTest::addColumn<double>("roundLimit");
+        QTest::addColumn<std::optional<bool>>("personalised");
 
-        QTest::newRow("none") << QStringList{} << std::optional<int>() << QString() << std::optional<int>() << 60.0;
+        QTest::newRow("none") << QStringList{} << std::optional<int>() << QString() << std::optional<int>() << 60.0
+                              << std::optional<bool>();
         QTest::newRow("all, both spellings")
-            << QStringList{"--scale=3", "--screenshot", "shots", "--autoplay=0", "--round-limit", "0.25"}
-            << std::optional<int>(3) << "shots" << std::optional<int>(0) << 0.25;
+            << QStringList{"--scale=3", "--screenshot", "shots", "--autoplay=0", "--round-limit", "0.25",
+                           "--privacy=non-personalised"}
+            << std::optional<int>(3) << "shots" << std::optional<int>(0) << 0.25 << std::optional<bool>(false);
         QTest::newRow("Qt's options between ours")
-            << QStringList{"-platform", "offscreen", "--autoplay", "2", "-style=fusion", "-reverse", "--style", "fusion"}
-            << std::optional<int>() << QString() << std::optional<int>(2) << 60.0;
+            << QStringList{"-platform", "offscreen", "--autoplay", "2", "-style=fusion", "-reverse", "--style", "fusion",
+                           "--privacy", "personalised"}
+            << std::optional<int>() << QString() << std::optional<int>(2) << 60.0 << std::optional<bool>(true);
         QTest::newRow("the web engine's after its marker")
             << QStringList{"--scale", "1", "--webEngineArgs", "--remote-debugging-port=9222", "--scale", "x"}
-            << std::optional<int>(1) << QString() << std::optional<int>() << 60.0;
+            << std::optional<int>(1) << QString() << std::optional<int>() << 60.0 << std::optional<bool>();
     }
 
     void valuesReachTheGameAndQtKeepsItsOwn()
@@ -86,6 +92,7 @@ private slots:
         QTEST(options.screenshotDirectory(), "directory");
         QTEST(options.autoplayRounds(), "rounds");
         QTEST(options.roundLimitSeconds(), "roundLimit");
+        QTEST(options.personalisedAds(), "personalised");
     }
 
     void adNetworkHostsComeFromTheCommandLine()

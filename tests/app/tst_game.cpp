@@ -1,9 +1,17 @@
+#include "Application.h"
 #include "ArcadeStyle.h"
 #include "GameStage.h"
 #include "Over.h"
+#include "Privacy.h"
+#include "Privacy/AdvertisingIdentifier.h"
+#include "PrivacyChoice.h"
 #include "RoundClock.h"
 #include "TestMain.h"
+#include "UserDefaults.h"
+#include "VelmoraAppDelegate.h"
 #include "VelmoraViewController.h"
+
+#include <VelmoraAds/PrivacySettings.h>
 
 #include <QApplication>
 #include <QProcess>
@@ -63,6 +71,21 @@ ViewController *loseRound(ViewController *screen)
     round->onTimer();
     round->finishTransition();
     return qobject_cast<Over *>(round->modalViewController());
+}
+
+// The game as launched with the arguments, its menu on screen.
+std::unique_ptr<VelmoraAppDelegate> launch(const QStringList &arguments)
+{
+    GameOptions options;
+    options.parse(QStringList{"velmora"} + arguments);
+    auto game = std::make_unique<VelmoraAppDelegate>(options);
+    game->applicationDidFinishLaunchingWithOptions(Application::shared(), {});
+    return game;
+}
+
+QPushButton *button(ViewController *screen, const char *name)
+{
+    return screen->view()->findChild<QPushButton *>(QLatin1String(name));
 }
 
 // The pixmaps a label's rich text shows, in order.
@@ -152,6 +175,44 @@ private slots:
             QVERIFY(!menu.view()->isHidden());
             QCOMPARE(menu.appearances, ++appeared);
         }
+    }
+
+    void privacyIsAskedOnceAndChangedFromTheMenu()
+    {
+        UserDefaults::standard().removeObjectForKey("PersonalisedAds");
+        Velmora::Ads::PrivacySettings *privacy = Velmora::Ads::PrivacySettings::instance();
+        // The first launch asks over the menu, and only an answer leaves.
+        const auto first = launch({});
+        VelmoraViewController *menu = first->viewController();
+        auto *question = qobject_cast<Privacy *>(menu->modalViewController());
+        QVERIFY(question);
+        QVERIFY(button(question, "backButton")->isHidden() && button(question, "resetButton")->isHidden());
+        presented(question, "personalisedButton", "", 0);
+        QVERIFY(!menu->modalViewController());
+        QCOMPARE(PrivacyChoice::stored(), std::optional<bool>(true));
+        QVERIFY(privacy->personalisedAdsAllowed());
+        // Later launches go by the kept answer; the command line answers for its run alone.
+        privacy->setPersonalisedAdsAllowed(false);
+        QVERIFY(!launch({})->viewController()->modalViewController());
+        QVERIFY(privacy->personalisedAdsAllowed());
+        QVERIFY(!launch({"--privacy", "non-personalised"})->viewController()->modalViewController());
+        QVERIFY(!privacy->personalisedAdsAllowed());
+        QCOMPARE(PrivacyChoice::stored(), std::optional<bool>(true));
+
+        // From the menu: the answer in force is marked, the identifier resets, a new answer is kept.
+        privacy->setPersonalisedAdsAllowed(true);
+        ViewController *screen = presented(menu, "privacyButton", "Privacy", ViewController::FlipHorizontal);
+        QVERIFY(screen);
+        QVERIFY(!button(screen, "backButton")->isHidden());
+        QCOMPARE(button(screen, "personalisedButton")->property("accent"), QVariant(true));
+        const QByteArray identifier = Velmora::Ads::AdvertisingIdentifier::shared().bytes();
+        button(screen, "resetButton")->click();
+        QVERIFY(Velmora::Ads::AdvertisingIdentifier::shared().bytes() != identifier);
+        presented(screen, "nonPersonalisedButton", "", 0);
+        QVERIFY(!menu->modalViewController());
+        QCOMPARE(PrivacyChoice::stored(), std::optional<bool>(false));
+        screen = presented(menu, "privacyButton", "Privacy", ViewController::FlipHorizontal);
+        QVERIFY(!button(screen, "resetButton")->isEnabled());
     }
 
     void roundsAndGameOversStackWithoutEnd()

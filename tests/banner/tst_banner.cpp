@@ -1,15 +1,13 @@
 #include "AdServerProcess.h"
 #include "Application.h"
+#include "BannerStage.h"
 #include "EventLoopWait.h"
 #include "Notification/TSKNotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
-#include <VelmoraAds/TSKRequest.h>
 #include <VelmoraAds/TSKRequestError.h>
 #include "Statistics/TSKStatisticsCore.h"
 #include "StderrCapture.h"
 #include "TestMain.h"
-#include <VelmoraAds/TSKNetworkConfiguration.h>
-#include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKBannerView.h>
 #include "ViewController.h"
 #include "ViewController/TSKFullScreen.h"
@@ -29,72 +27,11 @@ using testsupport::waitUntil;
 
 namespace {
 
-const QString kUnit = QStringLiteral("a1f3c29b07d5e64");
-
-// A publisher's delegate: what the banner told it, in order.
-class Recorder : public QObject
-{
-    Q_OBJECT
-public:
-    QStringList events;
-    QList<Error> errors;
-    int count(const QString &event) const { return int(events.count(event)); }
-
-    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *) { events << QStringLiteral("receive"); }
-    Q_INVOKABLE void adViewDidFailToReceiveAdWithError(TSKBannerView *, const Error &error)
-    {
-        events << QStringLiteral("fail");
-        errors << error;
-    }
-};
-
-// One banner on its own screen, in sight, pointed at a server, with a recording delegate.
-struct Placement
-{
-    explicit Placement(const AdServerProcess &server, const QString &unit = kUnit)
-    {
-        TSKNetworkConfiguration::setStaticContentHost(server.host());
-        TSKNetworkConfiguration::setAdServerHost(server.host());
-        screen.view()->resize(320, 480);
-        banner = new TSKBannerView(QRectF(0, 430, 320, 50), screen.view());
-        banner->setAdUnitID(unit);
-        banner->setRootViewController(&screen);
-        banner->setDelegate(&recorder);
-        screen.view()->show();
-    }
-
-    TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
-    void load() { banner->loadRequest(TSKRequest::request().get()); }
-    bool waitForEvents(int count, int timeoutMs = 30000)
-    {
-        return waitUntil([&] { return recorder.events.size() >= count; }, timeoutMs);
-    }
-
-    ViewController screen;
-    TSKBannerView *banner = nullptr;
-    Recorder recorder;
-};
+const QString kUnit = BannerStage::kUnit;
 
 QString queryValue(const QJsonObject &request, const QString &key)
 {
     return request.value(QStringLiteral("query")).toObject().value(key).toString();
-}
-
-// The house site with one creative of the test's own in its catalogue.
-QString siteWithCreative(QTemporaryDir &dir, const QByteArray &html)
-{
-    const QString site = dir.filePath(QStringLiteral("www"));
-    QDir().mkpath(site + QStringLiteral("/creatives"));
-    QDir().mkpath(site + QStringLiteral("/tiskos"));
-    for (const char *file : {"tiskos/sdk-core-v40.js", "creatives/bridge.js", "creatives/banner.css"})
-        QFile::copy(AdServerProcess::siteDirectory() + QLatin1Char('/') + file, site + QLatin1Char('/') + file);
-    QFile page(site + QStringLiteral("/creatives/hostile.html"));
-    page.open(QIODevice::WriteOnly);
-    page.write(html);
-    QFile catalogue(site + QStringLiteral("/creatives/catalogue.json"));
-    catalogue.open(QIODevice::WriteOnly);
-    catalogue.write(R"([{ "id": "hostile", "file": "hostile.html", "orientation": "any" }])");
-    return site;
 }
 
 }  // namespace
@@ -110,28 +47,31 @@ private slots:
         TSKStatisticsCore(QStringLiteral("TSKObjectPrivate")).removeAllObjects();
     }
 
+    // The first ad, a reload on the server's period that carries the
+    // statistics, each ad's impression once; the core script fetched once for
+    // every banner until it is a day old, then revalidated.
     void adArrivesReloadsAndCarriesStatistics()
     {
         AdServerProcess server;
         QVERIFY(server.isRunning());
-        Placement placement(server);
-        placement.load();
-        QVERIFY(placement.waitForEvents(1));
-        QCOMPARE(placement.recorder.events, QStringList{"receive"});
-        QCOMPARE(placement.loader()->state(), int(TSKObjectPrivate::Shown));
-        QVERIFY(placement.banner->webView()->isVisibleTo(placement.banner));
-        QVERIFY(!placement.banner->hasAutoRefreshed());
+        BannerStage stage(server);
+        stage.load();
+        QVERIFY(stage.waitForEvents(1));
+        QCOMPARE(stage.events, QStringList{"receive"});
+        QCOMPARE(stage.loader()->state(), int(TSKObjectPrivate::Shown));
+        QVERIFY(stage.banner->webView()->isVisibleTo(stage.banner));
+        QVERIFY(!stage.banner->hasAutoRefreshed());
 
         // The house server asks for a reload every 30 s; run it now.
-        QPointer<Timer> reload = placement.loader()->reloadTimer();
+        QPointer<Timer> reload = stage.loader()->reloadTimer();
         QVERIFY(reload);
         QCOMPARE(reload->timeInterval(), 30.0);
         // Once the first ad has been seen long enough to count; its age shows in the next request.
         QVERIFY(waitUntil([&] { return server.requestsTo("/track/impression").size() == 1; }));
         reload->fire();
-        QVERIFY(placement.waitForEvents(2));
-        QCOMPARE(placement.recorder.events, QStringList({"receive", "receive"}));
-        QVERIFY(placement.banner->hasAutoRefreshed());
+        QVERIFY(stage.waitForEvents(2));
+        QCOMPARE(stage.events, QStringList({"receive", "receive"}));
+        QVERIFY(stage.banner->hasAutoRefreshed());
 
         QVERIFY(waitUntil([&] { return server.requestsTo("/ad").size() == 2; }));
         const QList<QJsonObject> ads = server.requestsTo("/ad");
@@ -149,6 +89,22 @@ private slots:
         QCOMPARE(impressions.size(), 2);
         QCOMPARE(queryValue(impressions[0], "rid"), "1");
         QCOMPARE(queryValue(impressions[1], "rid"), "2");
+
+        BannerStage second(server);
+        second.load();
+        QVERIFY(second.waitForEvents(1));
+        QCOMPARE(server.requestsTo("/tiskos/sdk-core-v40.js").size(), 1);
+        TSKStatisticsCore store(QStringLiteral("TSKObjectPrivate"));
+        store.setDateForKey(QDateTime::currentDateTimeUtc().addSecs(-1), QStringLiteral("expireDate"));
+        store.synchronize();
+        BannerStage third(server);
+        third.load();
+        QVERIFY(third.waitForEvents(1));
+        QCOMPARE(third.events, QStringList{"receive"});
+        QVERIFY(waitUntil([&] { return server.requestsTo("/tiskos/sdk-core-v40.js").size() == 2; }));
+        const QList<QJsonObject> scripts = server.requestsTo("/tiskos/sdk-core-v40.js");
+        QCOMPARE(scripts.size(), 2);
+        QCOMPARE(scripts[1].value("status").toInt(), 304);
     }
 
     void reloadPeriods()
@@ -195,51 +151,6 @@ private slots:
         QCOMPARE(loader.reloadTimer()->timeInterval(), 1.0);
     }
 
-    void coreScriptIsKeptForADayThenRevalidated()
-    {
-        AdServerProcess server;
-        Placement first(server);
-        first.load();
-        QVERIFY(first.waitForEvents(1));
-        Placement second(server);
-        second.load();
-        QVERIFY(second.waitForEvents(1));
-        spin(300);
-        QCOMPARE(server.requestsTo("/tiskos/sdk-core-v40.js").size(), 1);
-
-        TSKStatisticsCore store(QStringLiteral("TSKObjectPrivate"));
-        store.setDateForKey(QDateTime::currentDateTimeUtc().addSecs(-1), QStringLiteral("expireDate"));
-        store.synchronize();
-        Placement third(server);
-        third.load();
-        QVERIFY(third.waitForEvents(1));
-        QCOMPARE(third.recorder.events, QStringList{"receive"});
-        QVERIFY(waitUntil([&] { return server.requestsTo("/tiskos/sdk-core-v40.js").size() == 2; }));
-        const QList<QJsonObject> scripts = server.requestsTo("/tiskos/sdk-core-v40.js");
-        QCOMPARE(scripts.size(), 2);
-        QCOMPARE(scripts[1].value("status").toInt(), 304);
-    }
-
-    void releasedBannerNeverReloads()
-    {
-        AdServerProcess server({"--refresh", "1"});
-        auto placement = std::make_unique<Placement>(server);
-        placement->load();
-        QVERIFY(placement->waitForEvents(1));
-        QVERIFY(placement->loader()->reloadTimer());
-        QPointer<WebView> webView = placement->banner->webView();
-        // A slow render (a sanitizer build) can outlast the period, whose timer starts when the page
-        // arrives, so a reload may have gone out before the release; none may go out after it. The
-        // server's live count, not its buffered log.
-        const int requestsBeforeRelease = server.stats().value("adRequests").toInt();
-        QVERIFY(requestsBeforeRelease >= 1);
-        delete placement->banner;
-        spin(1500);
-        QCOMPARE(server.stats().value("adRequests").toInt(), requestsBeforeRelease);
-        QVERIFY(!webView);
-        QCOMPARE(placement->recorder.events, QStringList{"receive"});
-    }
-
     void loadsThatSendNothing()
     {
         AdServerProcess server;
@@ -247,24 +158,24 @@ private slots:
             // Once launched, a load in the background does nothing at all.
             NotificationCenter::defaultCenter()->postNotificationName(Application::DidFinishLaunchingNotification);
             Application::shared()->updateState(Application::Background);
-            Placement placement(server);
-            placement.load();
+            BannerStage stage(server);
+            stage.load();
             spin(500);
             Application::shared()->updateState(Application::Active);
-            QCOMPARE(placement.loader()->state(), int(TSKObjectPrivate::Idle));
-            QVERIFY(placement.recorder.events.isEmpty());
+            QCOMPARE(stage.loader()->state(), int(TSKObjectPrivate::Idle));
+            QVERIFY(stage.events.isEmpty());
         }
         {
             testsupport::StderrCapture log;
-            Placement placement(server);
-            placement.banner->setRootViewController(nullptr);
-            placement.load();
-            QCOMPARE(placement.recorder.events, QStringList{"fail"});
-            QCOMPARE(placement.recorder.errors.first().code, TSKRequestError::InvalidRequest);
+            BannerStage stage(server);
+            stage.banner->setRootViewController(nullptr);
+            stage.load();
+            QCOMPARE(stage.events, QStringList{"fail"});
+            QCOMPARE(stage.errors.first().code, TSKRequestError::InvalidRequest);
             QVERIFY(log.text().contains(
                 "<Tiskos> Must set the rootViewController property of TSKBannerView before calling loadRequest:"));
             spin(300);
-            QCOMPARE(placement.recorder.events.size(), 1);
+            QCOMPARE(stage.events.size(), 1);
         }
         QVERIFY(server.requests().isEmpty());
     }
@@ -304,23 +215,23 @@ private slots:
         AdServerProcess server(serverOptions);
         QVERIFY(server.isRunning());
         testsupport::StderrCapture log;
-        Placement placement(server, unit);
-        placement.load();
+        BannerStage stage(server, nullptr, QRectF(0, 430, 320, 50), unit);
+        stage.load();
         if (outcome == "idle") {
             QVERIFY(waitUntil([&] { return server.requestsTo("/tiskos/sdk-core-v40.js").size() == 1; }));
             spin(2000);
-            QVERIFY(placement.recorder.events.isEmpty());
+            QVERIFY(stage.events.isEmpty());
         } else {
-            QVERIFY(placement.waitForEvents(1));
+            QVERIFY(stage.waitForEvents(1));
             spin(500);  // nothing more follows
-            QCOMPARE(placement.recorder.events.size(), 1);
-            const QString seen = placement.recorder.events.first() == "receive"
+            QCOMPARE(stage.events.size(), 1);
+            const QString seen = stage.events.first() == "receive"
                 ? QStringLiteral("receive")
-                : QStringLiteral("fail %1").arg(placement.recorder.errors.first().code);
+                : QStringLiteral("fail %1").arg(stage.errors.first().code);
             QCOMPARE(seen, outcome);
         }
-        QCOMPARE(placement.loader()->state(), state);
-        QCOMPARE(bool(placement.loader()->reloadTimer()), reloadScheduled);
+        QCOMPARE(stage.loader()->state(), state);
+        QCOMPARE(bool(stage.loader()->reloadTimer()), reloadScheduled);
         if (!logLine.isEmpty())
             QCOMPARE(log.text().count(logLine.toUtf8()), 1);
         // The statistics store is still readable after the fault.
@@ -441,32 +352,39 @@ private slots:
         QFETCH(QString, probe);
         QFETCH(bool, shown);
         QTemporaryDir dir;
-        AdServerProcess server({"--www", siteWithCreative(dir, html), "--refresh", "0"});
+        const QString site = AdServerProcess::siteServing(dir, "hostile");  // the house site, no creative of its own
+        QFile page(site + "/creatives/hostile.html"), catalogue(site + "/creatives/catalogue.json");
+        QVERIFY(page.open(QIODevice::WriteOnly) && page.write(html) == html.size());
+        QVERIFY(catalogue.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        catalogue.write(R"([{ "id": "hostile", "file": "hostile.html", "orientation": "any" }])");
+        catalogue.close();
+        page.close();
+        AdServerProcess server({"--www", site, "--refresh", "0"});
         QVERIFY(server.isRunning());
         QVariantMap probed;
         QObject observer;
         NotificationCenter::defaultCenter()->addObserver(&observer, QStringLiteral("probe"), nullptr,
                                                          [&](const Notification &n) { probed = n.userInfo(); });
-        Placement placement(server);
+        BannerStage stage(server);
         // The game's clock, to see that the page never holds it up.
         int ticks = 0;
         QTimer tick;
         QObject::connect(&tick, &QTimer::timeout, [&] { ++ticks; });
         tick.start(50);
-        placement.load();
+        stage.load();
         const int timeoutMs = int(TSKObjectPrivate::kRenderDeadlineSeconds * 1000) + 60000;
-        QVERIFY(placement.waitForEvents(1, timeoutMs));
-        QCOMPARE(placement.recorder.events.first(), shown ? QStringLiteral("receive") : QStringLiteral("fail"));
+        QVERIFY(stage.waitForEvents(1, timeoutMs));
+        QCOMPARE(stage.events.first(), shown ? QStringLiteral("receive") : QStringLiteral("fail"));
         QVERIFY(ticks > 0);
         if (!probe.isEmpty()) {
             QVERIFY(waitUntil([&] { return !probed.isEmpty(); }, 10000));
             const QString key = probe.section('=', 0, 0);
             QCOMPARE(probed.value(key).toString(), probe.section('=', 1));
             // The page stayed where the ad put it.
-            QCOMPARE(placement.banner->webView()->requestURL().path(), QStringLiteral("/page/hostile"));
+            QCOMPARE(stage.banner->webView()->requestURL().path(), QStringLiteral("/page/hostile"));
             QVERIFY(server.requestsTo("/landing/index.html").isEmpty());
         }
-        QCOMPARE(placement.recorder.events.size(), 1);
+        QCOMPARE(stage.events.size(), 1);
     }
 };
 

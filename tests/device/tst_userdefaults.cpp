@@ -72,8 +72,10 @@ private slots:
         const QString path = dir.filePath("defaults.ini");
         UserDefaults defaults(path);
         defaults.setObjectForKey(Sample, "sample");
+        defaults.setObjectForKey(false, "alone");  // an empty element with nothing after it to close it
         QVERIFY(defaults.synchronize());
         QCOMPARE(runTool({path, "get", "sample"}), PropertyList::toXml(Sample, PropertyList::Form::Fragment));
+        QCOMPARE(defaults.objectForKey("alone"), QVariant(false));
 
         QVERIFY(runTool({path, "set", "fromTool", "<dict><key>n</key><integer>7</integer></dict>"}));
         const ino_t before = inodeOf(path);

@@ -1,4 +1,5 @@
 #include "Request/TSKDeviceSignals.h"
+#include <VelmoraAds/PrivacySettings.h>
 #include <VelmoraAds/TSKRequestError.h>
 #include "Request/TSKRequestPrivate.h"
 #include "Statistics/TSKStatistics.h"
@@ -195,6 +196,8 @@ private slots:
         QCOMPARE(state->birthdayString(), QString("20000101"));
         request->setBirthdayWithMonthDayYear(3, 0, 2001);
         QCOMPARE(state->birthdayString(), QString("20010228"));
+        // What describes the person goes with consent only (tst_privacy has the rules).
+        Velmora::Ads::PrivacySettings::instance()->setPersonalisedAdsAllowed(true);
         request->setTesting(true);
         request->setAdditionalParameters(QVariantMap{{"channel", "games"}, {"level", 3}});
         request->setGender(TSKGender::Female);

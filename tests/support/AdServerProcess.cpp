@@ -11,18 +11,22 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <csignal>
+
 namespace testsupport {
 
-AdServerProcess::AdServerProcess(const QStringList &arguments)
+AdServerProcess::AdServerProcess(const QStringList &arguments, const QString &dir) : dir_(dir.isEmpty() ? ownDir_.path() : dir)
 {
     // VELMORA_KEEP_TEST_LOGS keeps each server's request log for a look afterwards.
     if (qEnvironmentVariableIsSet("VELMORA_KEEP_TEST_LOGS")) {
-        dir_.setAutoRemove(false);
+        ownDir_.setAutoRemove(false);
         qInfo("velmora-adserver request log: %s", qPrintable(logPath()));
     }
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // Checks read /stats right after what they count.
     process_.start(QStringLiteral(VELMORA_ADSERVER_BINARY),
-                   QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", logPath()} + arguments);
+                   QStringList{"--port", "0", "--www", VELMORA_ADSERVER_WWW, "--log", logPath(), "--stats-interval", "0"}
+                       + arguments);
     static const QRegularExpression listening(QStringLiteral("listening on http://127\\.0\\.0\\.1:(\\d+) .*admin: http://127\\.0\\.0\\.1:(\\d+)"));
     QByteArray output;
     const QDeadlineTimer deadline(20000);
@@ -44,6 +48,20 @@ AdServerProcess::~AdServerProcess()
     if (!process_.waitForFinished(5000))
         process_.kill();
     process_.waitForFinished(5000);
+}
+
+void AdServerProcess::signal(int number)
+{
+    ::kill(pid_t(process_.processId()), number);
+}
+
+int AdServerProcess::stop(int number)
+{
+    if (process_.state() != QProcess::NotRunning) {
+        signal(number);
+        process_.waitForFinished(30000);
+    }
+    return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
 }
 
 QString AdServerProcess::host() const

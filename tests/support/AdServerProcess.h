@@ -11,11 +11,13 @@ namespace testsupport {
 
 // A real velmora-adserver on an ephemeral port of 127.0.0.1, started with
 // the given options, and what it has seen: its request log and /stats (from
-// its admin listener, on another ephemeral port).
+// its admin listener, on another ephemeral port). Its log, and the count
+// database beside it, go to `dir` (so that a restart finds them) or to a
+// temporary directory of its own. Its standard error is this process's.
 class AdServerProcess
 {
 public:
-    explicit AdServerProcess(const QStringList &arguments = {});
+    explicit AdServerProcess(const QStringList &arguments = {}, const QString &dir = {});
     ~AdServerProcess();
 
     // The house site the server serves by default.
@@ -24,10 +26,16 @@ public:
     static QString siteServing(const QTemporaryDir &dir, const QString &creative);
 
     bool isRunning() const { return port_ != 0; }
+    quint16 port() const { return quint16(port_); }
     QString host() const;
     // Where /stats, the dashboard and /metrics are served.
+    quint16 adminPort() const { return quint16(adminPort_); }
     QString adminHost() const;
-    QString logPath() const { return dir_.filePath(QStringLiteral("requests.jsonl")); }
+    QString logPath() const { return dir_ + QStringLiteral("/requests.jsonl"); }
+    qint64 pid() const { return process_.processId(); }
+    void signal(int number);
+    // Sends `number` and waits: the exit code, or -1 when the signal killed it.
+    int stop(int number);
 
     // Every logged request, oldest first. The server writes its log within
     // a fraction of a second, so poll for what should arrive.
@@ -37,7 +45,8 @@ public:
     QJsonObject stats() const;
 
 private:
-    QTemporaryDir dir_;
+    QTemporaryDir ownDir_;
+    QString dir_;
     QProcess process_;
     int port_ = 0;
     int adminPort_ = 0;

@@ -1,21 +1,17 @@
 #include "AdServerProcess.h"
 #include "Application.h"
+#include "BannerStage.h"
 #include "EventLoopWait.h"
 #include "NotificationCenter.h"
 #include "Object/TSKObjectPrivate.h"
-#include <VelmoraAds/TSKRequest.h>
 #include "Statistics/TSKStatistics.h"
 #include "Statistics/TSKStatisticsCore.h"
 #include "Timer.h"
 #include "TestMain.h"
-#include <VelmoraAds/TSKNetworkConfiguration.h>
-#include "Utility/TSKPrivateUtilities.h"
 #include <VelmoraAds/TSKBannerView.h>
 #include <VelmoraAds/TSKWebViewNotification.h>
-#include "ViewController.h"
 #include "View/TSKVisibilityTracker.h"
 #include "WebView.h"
-#include "Window.h"
 
 #include <QJsonObject>
 #include <QScrollArea>
@@ -32,55 +28,6 @@ using testsupport::AdServerProcess;
 using testsupport::spin;
 using testsupport::waitUntil;
 
-namespace {
-
-class Recorder : public QObject
-{
-    Q_OBJECT
-public:
-    int received = 0;
-    std::function<void()> onReceive;
-    Q_INVOKABLE void adViewDidReceiveAd(TSKBannerView *)
-    {
-        ++received;
-        if (onReceive)
-            std::exchange(onReceive, nullptr)();
-    }
-};
-
-// A shown banner under `parent` (none: at the top of a 320 by 480 window of
-// its own, on screen), pointed at the server; nothing loaded yet.
-struct Sighting
-{
-    Sighting(const AdServerProcess &server, QWidget *parent = nullptr, const QRectF &frame = QRectF(0, 0, 320, 50))
-        : server(server), banner(new TSKBannerView(frame, parent ? parent : &window))
-    {
-        if (!parent) {
-            window.resize(320, 480);
-            window.show();
-        }
-        TSKNetworkConfiguration::setStaticContentHost(server.host());
-        TSKNetworkConfiguration::setAdServerHost(server.host());
-        banner->setAdUnitID(QStringLiteral("a1f3c29b07d5e64"));
-        banner->setRootViewController(&presenter);
-        banner->setDelegate(&recorder);
-        banner->show();
-    }
-    TSKObjectPrivate *loader() const { return TSKPrivateUtilities::privateObjectForKey<TSKObjectPrivate>(banner); }
-    void load() { banner->loadRequest(TSKRequest::request().get()); }
-    bool received(int count) { return waitUntil([&] { return recorder.received >= count; }); }
-    bool seen(bool seen) { return waitUntil([&] { return loader()->isSeen() == seen; }); }
-    qsizetype adRequests() const { return server.requestsTo(QStringLiteral("/ad")).size(); }
-    qsizetype impressions() const { return server.requestsTo(QStringLiteral("/track/impression")).size(); }
-
-    const AdServerProcess &server;
-    ViewController presenter;
-    QWidget window;
-    TSKBannerView *banner;
-    Recorder recorder;
-};
-
-}  // namespace
 
 class TestSeen : public QObject
 {
@@ -138,37 +85,9 @@ private slots:
         QCOMPARE(changes.size(), 1);
     }
 
-    // Covered as its first ad arrives, a banner on a 1 s period sends nothing
-    // and pings nothing; uncovered, it shows what it fetched, counts the
-    // impression and reloads on a full period.
-    void coveredBannerWaitsUntilUncovered()
-    {
-        AdServerProcess server({"--refresh", "1"});
-        Window window;
-        ViewController screen;
-        window.addSubview(screen.view());
-        window.makeKeyAndVisible();
-        Sighting sighting(server, screen.view(), QRectF(0, 430, 320, 50));
-        sighting.recorder.onReceive = [&] { screen.presentModalViewController(new ViewController, false); };
-        sighting.load();
-        QVERIFY(sighting.received(1));
-        QVERIFY(sighting.seen(false));
-        QVERIFY(!sighting.loader()->reloadTimer());
-        spin(1500);  // a reload sent as the page arrived may still be fetching
-        const qsizetype requests = sighting.adRequests();
-        spin(3000);
-        QCOMPARE(sighting.adRequests(), requests);
-        QCOMPARE(sighting.impressions(), 0);
-        QCOMPARE(sighting.recorder.received, 1);
-
-        screen.dismissModalViewControllerAnimated(false);
-        QVERIFY(waitUntil([&] { return sighting.loader()->reloadTimer(); }));
-        QCOMPARE(sighting.loader()->reloadTimer()->timeInterval(), 1.0);
-        QVERIFY(waitUntil([&] { return sighting.impressions() >= 1 && sighting.adRequests() > requests; }));
-    }
-
     // A hidden tab's banner loads once its tab shows; a banner scrolled out
-    // of its scroll area stops reloading until scrolled back.
+    // of its scroll area stops reloading until scrolled back. (Covered by
+    // another screen it is hidden, as on a hidden tab.)
     void bannersOutOfViewWait()
     {
         AdServerProcess server({"--refresh", "2"});
@@ -179,58 +98,58 @@ private slots:
         auto *content = new QWidget;
         content->resize(320, 1000);
         area->setWidget(content);
-        Sighting sighting(server, content);
+        BannerStage stage(server, content, QRectF(0, 0, 320, 50));
         tabs.resize(340, 300);
         tabs.show();
         TSKStatistics *statistics = TSKStatistics::sharedStatistics();
         const qint64 counted = statistics->adRequestCount();
-        sighting.load();
+        stage.load();
         spin(1500);
-        QCOMPARE(sighting.adRequests(), 0);
+        QCOMPARE(stage.adRequests(), 0);
         QCOMPARE(statistics->adRequestCount(), counted);
 
         tabs.setCurrentIndex(1);
-        QVERIFY(sighting.received(1));
+        QVERIFY(stage.waitForEvents(1));
         QCOMPARE(statistics->adRequestCount(), counted + 1);
-        QVERIFY(sighting.received(2));
+        QVERIFY(stage.waitForEvents(2));
 
         area->verticalScrollBar()->setValue(area->verticalScrollBar()->maximum());
-        QVERIFY(sighting.seen(false));
+        QVERIFY(stage.waitForSeen(false));
         spin(1500);
-        const qsizetype requests = sighting.adRequests();
+        const qsizetype requests = stage.adRequests();
         spin(2500);
-        QCOMPARE(sighting.adRequests(), requests);
+        QCOMPARE(stage.adRequests(), requests);
         area->verticalScrollBar()->setValue(0);
-        QVERIFY(waitUntil([&] { return sighting.adRequests() > requests; }));
+        QVERIFY(waitUntil([&] { return stage.adRequests() > requests; }));
     }
 
     // The impression counts after one second in sight without a break.
     void impressionNeedsASecondInSight()
     {
         AdServerProcess server({"--refresh", "0"});
-        Sighting sighting(server);
-        QWidget &window = sighting.window;
-        sighting.recorder.onReceive = [&] { window.hide(); };
-        sighting.load();
-        QVERIFY(sighting.received(1));
-        QVERIFY(sighting.seen(false));
+        BannerStage stage(server);
+        QWidget &window = *stage.screen.view();
+        stage.onReceive = [&] { window.hide(); };
+        stage.load();
+        QVERIFY(stage.waitForEvents(1));
+        QVERIFY(stage.waitForSeen(false));
         spin(1500);
-        QCOMPARE(sighting.impressions(), 0);
+        QCOMPARE(stage.impressions(), 0);
 
         window.show();  // a glance, shorter than the second
-        QVERIFY(waitUntil([&] { return sighting.loader()->viewabilityTimer(); }));
-        QCOMPARE(sighting.loader()->viewabilityTimer()->timeInterval(), 1.0);
+        QVERIFY(waitUntil([&] { return stage.loader()->viewabilityTimer(); }));
+        QCOMPARE(stage.loader()->viewabilityTimer()->timeInterval(), 1.0);
         window.hide();
-        QVERIFY(waitUntil([&] { return !sighting.loader()->viewabilityTimer(); }));
+        QVERIFY(waitUntil([&] { return !stage.loader()->viewabilityTimer(); }));
         spin(1200);
-        QCOMPARE(sighting.impressions(), 0);
+        QCOMPARE(stage.impressions(), 0);
 
         window.show();
-        QVERIFY(waitUntil([&] { return sighting.impressions() == 1; }));
+        QVERIFY(waitUntil([&] { return stage.impressions() == 1; }));
         window.hide();
         window.show();
         spin(1500);
-        QCOMPARE(sighting.impressions(), 1);
+        QCOMPARE(stage.impressions(), 1);
     }
 
     // At the 1 s refresh floor the next ad is on its way before the shown one
@@ -239,13 +158,13 @@ private slots:
     void adSeenForASecondCountsOnceWhateverComesNext()
     {
         AdServerProcess server({"--refresh", "1", "--fault", "slow:1000"});
-        Sighting sighting(server);
-        sighting.load();
-        QVERIFY(sighting.received(1));
-        QPointer<Timer> second = sighting.loader()->viewabilityTimer();
-        if (Timer *reload = sighting.loader()->reloadTimer())
+        BannerStage stage(server);
+        stage.load();
+        QVERIFY(stage.waitForEvents(1));
+        QPointer<Timer> second = stage.loader()->viewabilityTimer();
+        if (Timer *reload = stage.loader()->reloadTimer())
             reload->fire();
-        QVERIFY(waitUntil([&] { return sighting.loader()->state() == TSKObjectPrivate::FetchingAdPage; }));
+        QVERIFY(waitUntil([&] { return stage.loader()->state() == TSKObjectPrivate::FetchingAdPage; }));
         if (second)
             second->fire();
         const auto impressionsOf = [&](const QString &rid) {
@@ -260,9 +179,20 @@ private slots:
         };
         QVERIFY(waitUntil([&] { return impressionsOf(shownRid(0)) == 1; }));
 
-        QVERIFY(sighting.received(3));
+        QVERIFY(stage.waitForEvents(3));
         QVERIFY(waitUntil([&] { return impressionsOf(shownRid(1)) == 1; }));
         QCOMPARE(impressionsOf(shownRid(0)), 1);
+
+        // Released, it sends nothing more and its page goes. A reload may have
+        // gone out before; the server's live count, not its buffered log.
+        QPointer<WebView> page = stage.banner->webView();
+        const qsizetype received = stage.events.size();
+        const int requestsBeforeRelease = server.stats().value("adRequests").toInt();
+        delete stage.banner;
+        spin(1500);
+        QCOMPARE(server.stats().value("adRequests").toInt(), requestsBeforeRelease);
+        QVERIFY(!page);
+        QCOMPARE(stage.events.size(), received);
     }
 
     // Out of sight long enough, a banner gives its pages back, a click
@@ -270,11 +200,11 @@ private slots:
     void dormantBannerGivesPagesBackAndLoadsAnew()
     {
         AdServerProcess server;
-        Sighting sighting(server);
-        QWidget &window = sighting.window;
-        sighting.load();
-        QVERIFY(sighting.received(1));
-        QPointer<WebView> page = sighting.banner->webView();
+        BannerStage stage(server);
+        QWidget &window = *stage.screen.view();
+        stage.load();
+        QVERIFY(stage.waitForEvents(1));
+        QPointer<WebView> page = stage.banner->webView();
         bool clicked = false;
         QObject observer;
         NotificationCenter::defaultCenter()->addObserver(&observer, TSKWebViewNotification::DidReceiveWebAction, page,
@@ -283,17 +213,17 @@ private slots:
         page->evaluateJavaScript("location.href = 'tsmsg:///httpTrack?u=" + tap + "';");
         QVERIFY(waitUntil([&] { return clicked; }));
         window.hide();
-        QVERIFY(waitUntil([&] { return sighting.loader()->dormancyTimer(); }));
-        QCOMPARE(sighting.loader()->dormancyTimer()->timeInterval(), TSKObjectPrivate::kDormantAfterSeconds);
-        sighting.loader()->dormancyTimer()->fire();
-        QVERIFY(!sighting.banner->webView() && !sighting.loader()->adHTML());
+        QVERIFY(waitUntil([&] { return stage.loader()->dormancyTimer(); }));
+        QCOMPARE(stage.loader()->dormancyTimer()->timeInterval(), TSKObjectPrivate::kDormantAfterSeconds);
+        stage.loader()->dormancyTimer()->fire();
+        QVERIFY(!stage.banner->webView() && !stage.loader()->adHTML());
         QVERIFY(waitUntil([&] { return !page && !server.requestsTo("/track/tap").isEmpty(); }));
-        sighting.banner->resize(300, 50);
+        stage.banner->resize(300, 50);
 
         window.show();
-        QVERIFY(sighting.received(2));
-        QVERIFY(sighting.banner->webView()->isVisibleTo(sighting.banner));
-        QCOMPARE(sighting.banner->webView()->size(), QSize(300, 50));
+        QVERIFY(stage.waitForEvents(2));
+        QVERIFY(stage.banner->webView()->isVisibleTo(stage.banner));
+        QCOMPARE(stage.banner->webView()->size(), QSize(300, 50));
         spin(300);
         const QList<QJsonObject> ads = server.requestsTo("/ad");
         QCOMPARE(ads.size(), 2);
@@ -302,10 +232,10 @@ private slots:
 
         // Released while dormant with a load waiting for sight.
         window.hide();
-        QVERIFY(waitUntil([&] { return sighting.loader()->dormancyTimer(); }));
-        sighting.loader()->dormancyTimer()->fire();
-        sighting.load();
-        delete sighting.banner;
+        QVERIFY(waitUntil([&] { return stage.loader()->dormancyTimer(); }));
+        stage.loader()->dormancyTimer()->fire();
+        stage.load();
+        delete stage.banner;
         spin(200);
     }
 };
