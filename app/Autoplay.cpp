@@ -2,6 +2,7 @@
 
 #include "Autopilot.h"
 #include "Over.h"
+#include "ScreenStack.h"
 #include "Touch.h"
 #include "VelmoraViewController.h"
 #include "Window.h"
@@ -64,15 +65,12 @@ void Autoplay::step()
 // The screen on top of the stack, or null while any screen is still moving in or out.
 ViewController *Autoplay::topScreen() const
 {
-    ViewController *screen = root_;
-    while (screen) {
-        if (screen->isTransitioning())
-            return nullptr;
-        if (!screen->modalViewController())
-            return screen;
-        screen = screen->modalViewController();
-    }
-    return nullptr;
+    if (!root_)
+        return nullptr;
+    ScreenStack *stack = ScreenStack::of(root_);
+    if (!stack)
+        return root_;
+    return stack->hasTransition() ? nullptr : stack->top();
 }
 
 void Autoplay::play(Touch *round)

@@ -26,6 +26,8 @@ public:
 
     // Jumps to the end.
     void finish();
+    // Not at its end yet.
+    bool isRunning() const { return bool(done_); }
 
 protected:
     void paintEvent(QPaintEvent *event) override;

@@ -1,6 +1,8 @@
 #include "ViewController.h"
 
+#include "CoveredViews.h"
 #include "ModalTransition.h"
+#include "ScreenStack.h"
 
 #include <QMouseEvent>
 #include <QTouchEvent>
@@ -11,6 +13,7 @@ ViewController::ViewController(QObject *parent) : QObject(parent) {}
 
 ViewController::~ViewController()
 {
+    ScreenStack::remove(this);
     // A transition still running must not call back into a half-destroyed controller.
     delete transition_;
     delete view_;
@@ -63,6 +66,7 @@ void ViewController::presentModalViewController(ViewController *controller, bool
 
     presented_ = controller;
     controller->presenter_ = this;
+    ScreenStack::push(this, controller);
     ownsPresented_ = controller->parent() == nullptr;
     if (ownsPresented_)
         controller->setParent(this);
@@ -76,7 +80,7 @@ void ViewController::presentModalViewController(ViewController *controller, bool
     runTransition(leaving->parentWidget(), leaving, arriving, controller->modalTransitionStyle(),
                   true, animated, [this, presented, leaving = QPointer<QWidget>(leaving), animated] {
                       if (leaving)
-                          leaving->hide();
+                          CoveredViews::hold(leaving);
                       viewDidDisappear(animated);
                       if (presented)
                           presented->viewDidAppear(animated);
@@ -93,16 +97,15 @@ void ViewController::dismissModalViewControllerAnimated(bool animated)
         return;
     }
 
-    ViewController *top = presented_;
-    while (top->presented_)
-        top = top->presented_;
+    ViewController *top = ScreenStack::topOf(this);
     QWidget *leaving = top->view();
     QWidget *arriving = view();
+    QWidget *host = CoveredViews::putBack(arriving, leaving);
     top->viewWillDisappear(animated);
     viewWillAppear(animated);
 
     const TransitionStyle style = presented_->modalTransitionStyle();
-    runTransition(arriving->parentWidget(), leaving, arriving, style, false, animated,
+    runTransition(host, leaving, arriving, style, false, animated,
                   [this, top = QPointer<ViewController>(top), animated] {
                       completeDismissal(top, animated);
                   });
@@ -115,6 +118,7 @@ void ViewController::completeDismissal(ViewController *top, bool animated)
     const bool owned = ownsPresented_;
     for (ViewController *c = presented_; c; c = c->presented_) {
         if (c->view_) {
+            CoveredViews::release(c->view_);
             c->view_->hide();
             c->view_->setParent(nullptr);
         }
@@ -127,6 +131,7 @@ void ViewController::completeDismissal(ViewController *top, bool animated)
     }
     presented_ = nullptr;
     ownsPresented_ = false;
+    ScreenStack::popAbove(this);
 
     if (top)
         top->viewDidDisappear(animated);
@@ -156,6 +161,8 @@ void ViewController::runTransition(QWidget *host, QWidget *leaving, QWidget *arr
     transition_ = new ModalTransition(
         host, leavingShot, arriving->grab(), style,
         presenting ? ModalTransition::Presenting : ModalTransition::Dismissing, std::move(done));
+    if (ScreenStack *stack = ScreenStack::of(this))
+        stack->addTransition(this, transition_);
 }
 
 bool ViewController::isTransitioning() const
@@ -163,15 +170,15 @@ bool ViewController::isTransitioning() const
     return !transition_.isNull();
 }
 
+// Settles every transition on this stack, so views and links are in place;
+// closing calls that start another transition get theirs settled too.
 void ViewController::finishTransition()
 {
-    // Settle every transition on this stack, so views and links are in place.
-    ViewController *bottom = this;
-    while (bottom->presenter_)
-        bottom = bottom->presenter_;
-    for (ViewController *c = bottom; c; c = c->presented_) {
-        if (c->transition_)
-            c->transition_->finish();
+    while (ScreenStack *stack = ScreenStack::of(this)) {
+        ModalTransition *running = stack->runningTransition();
+        if (!running)
+            return;
+        running->finish();
     }
 }
 

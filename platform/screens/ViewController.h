@@ -23,7 +23,8 @@ class ModalTransition;
 /// Modal presentation: the presented screen is put above the presenter in
 /// the presenter view's parent (normally the window's screen); when the
 /// transition ends the presenter's view is hidden, not destroyed, so its
-/// timers and banners keep running. Appearance calls come in this order:
+/// timers and banners keep running, and held outside the window until it
+/// comes back on top (CoveredViews). Appearance calls come in this order:
 /// presenter viewWillDisappear, presented viewWillAppear, (animation),
 /// presenter viewDidDisappear, presented viewDidAppear; dismissal mirrors it.
 /// Without animation all four happen before the call returns.

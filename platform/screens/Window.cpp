@@ -1,6 +1,7 @@
 #include "Window.h"
 
 #include "Application.h"
+#include "FramePacer.h"
 #include "ViewController.h"
 
 #include <QGuiApplication>
@@ -14,6 +15,7 @@ namespace Velmora::Platform {
 Window::Window(QWidget *parent) : QWidget(parent), content_(new QWidget(this)), statusBar_(new QLabel(this))
 {
     setFixedSize(kWidth, kHeight);
+    new FramePacer(this);
     setWindowTitle(QGuiApplication::applicationDisplayName());
     content_->setGeometry(rect());
 

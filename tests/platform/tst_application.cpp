@@ -1,6 +1,7 @@
 #include "Application.h"
 #include "DelayedPerform.h"
 #include "NotificationCenter.h"
+#include "ScreenStack.h"
 #include "TestMain.h"
 #include "Timer.h"
 #include "ViewController.h"
@@ -9,6 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -160,6 +162,12 @@ private slots:
 
     void presentingStacksAndCoveredScreensStayAlive()
     {
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        auto *name = new QLineEdit(root->view());
+        auto *start = new QPushButton("start", root->view());
+        start->setGeometry(10, 20, 80, 30);
+        name->show();
+        start->show();
         auto *a = new Screen("a", &log);
         auto *b = new Screen("b", &log);
         QVERIFY(!a->isViewLoaded());
@@ -169,16 +177,30 @@ private slots:
         QCOMPARE(a->view()->parentWidget(), window->contentView());
         a->presentModalViewController(b, false);
         QVERIFY(root->view()->isHidden() && a->view()->isHidden());  // covered, not destroyed
+        // Held outside the window, out of the way of Qt's walks over its widgets.
+        QVERIFY(root->view()->window() != window.get() && a->view()->window() != window.get());
+        QCOMPARE(ScreenStack::topOf(root), b);
         int ticks = 0;
         Timer::schedule(0.001, a, [&ticks](Timer *) { ++ticks; }, {}, true);
         QTRY_VERIFY_WITH_TIMEOUT(ticks >= 3, 10000);  // and their timers keep running
 
+        auto *done = new QPushButton("done", b->view());
+        done->show();
+        done->setFocus();
         QPointer<Screen> watchA(a), watchB(b);
         log.clear();
         root->dismissModalViewControllerAnimated(false);
         // The covered middle screen is not shown on the way out; the presentation owned both.
         QCOMPARE(log, QStringList({"b.willDisappear", "root.willAppear", "b.didDisappear", "root.didAppear"}));
         QVERIFY(!root->modalViewController() && root->view()->isVisible());
+        QCOMPARE(ScreenStack::topOf(root), root);
+        // Back in the window as it left it: its children, geometry and tab
+        // order, and the focus leaving the dismissed screen finds it.
+        QCOMPARE(root->view()->parentWidget(), window->contentView());
+        QCOMPARE(root->view()->geometry(), QRect(0, 0, 320, 480));
+        QCOMPARE(start->geometry(), QRect(10, 20, 80, 30));
+        QVERIFY(start->isVisible() && name->nextInFocusChain() == start);
+        QVERIFY(root->view()->isAncestorOf(QApplication::focusWidget()));
         QTRY_VERIFY_WITH_TIMEOUT(watchA.isNull() && watchB.isNull(), 10000);
     }
 
@@ -235,6 +257,31 @@ private slots:
 
         QCOMPARE(log, QStringList({"root.began 110,120", "root.moved 140,150", "root.ended 140,150",
                                    "root.began 30,40", "root.moved 35,45", "root.ended 35,45"}));
+    }
+
+    // Repaints asked for faster than the display shows them are painted
+    // together: whatever changed last is painted, and later changes still are.
+    void aWindowPaintsItsLatestStateHoweverFastItChanges()
+    {
+        struct Counter : QWidget
+        {
+            using QWidget::QWidget;
+            void paintEvent(QPaintEvent *) override { painted = value; }
+            int value = 0;
+            int painted = -1;
+        };
+        auto *counter = new Counter(root->view());
+        counter->setGeometry(0, 0, 40, 40);
+        counter->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        for (int burst = 1; burst <= 2; ++burst) {
+            for (int i = 0; i < 50; ++i) {
+                ++counter->value;
+                counter->update();
+                QCoreApplication::processEvents();
+            }
+            QTRY_COMPARE(counter->painted, counter->value);
+        }
     }
 
 private:
