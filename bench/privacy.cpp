@@ -74,7 +74,8 @@ std::vector<double> timeParameters(int batches)
             bytes += TSKMacros::jsonify(state->parameters()).size();
         perRequest.push_back(clock.nsecsElapsed() / 1000.0 / 1000);
     }
-    std::printf("parameters: %zd bytes of JSON a request\n", bytes / (qsizetype(batches) * 1000));
+    const long long perRequestBytes = bytes / (qsizetype(batches) * 1000);
+    std::printf("parameters: %lld bytes of JSON a request\n", perRequestBytes);
     return perRequest;
 }
 
