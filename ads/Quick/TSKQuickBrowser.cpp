@@ -77,11 +77,7 @@ TSKQuickBrowser::TSKQuickBrowser(QQmlEngine *engine, std::shared_ptr<TSKDelegate
     chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/Browser.qml")), chromeSource.constData(),
                          {{QStringLiteral("backImage"), imageURL(TSKIntrinsicImageData::browserBackButton)},
                           {QStringLiteral("forwardImage"), imageURL(TSKIntrinsicImageData::browserForwardButton)}});
-    auto *page = chrome_->property("page").value<QQuickItem *>();
-    webView_ = new QuickWebView(engine, page);
-    webView_->setSize(page->size());
-    connect(page, &QQuickItem::heightChanged, webView_, [this, page] { webView_->setSize(page->size()); });
-    connect(page, &QQuickItem::widthChanged, webView_, [this, page] { webView_->setSize(page->size()); });
+    webView_ = makePageView(chrome_);
     webViewDelegate_ = std::make_unique<TSKBrowserWebViewDelegate>([this] { refreshToolbar(); });
     webViewDelegate_->setScreen(this, &presenter_);
     webView_->setDelegate(webViewDelegate_.get());

@@ -2,6 +2,7 @@
 
 #include "ModalTransition.h"
 #include "QmlComponentCache.h"
+#include "QuickWebView.h"
 #include "ViewController/TSKScreenLifecycle.h"
 
 #include <QQmlComponent>
@@ -87,6 +88,17 @@ QQuickItem *TSKQuickScreen::makeChrome(const QUrl &name, const char *source, QVa
     connect(this, &QQuickItem::widthChanged, chrome, [this, chrome] { chrome->setWidth(width()); });
     connect(this, &QQuickItem::heightChanged, chrome, [this, chrome] { chrome->setHeight(height()); });
     return chrome;
+}
+
+QuickWebView *TSKQuickScreen::makePageView(QQuickItem *chrome)
+{
+    auto *page = chrome->property("page").value<QQuickItem *>();
+    auto *view = new QuickWebView(engine_, page);
+    view->setSize(page->size());
+    const auto follow = [view, page] { view->setSize(page->size()); };
+    connect(page, &QQuickItem::widthChanged, view, follow);
+    connect(page, &QQuickItem::heightChanged, view, follow);
+    return view;
 }
 
 void TSKQuickScreen::present(QQuickWindow *window, TSKQuickScreen *over)

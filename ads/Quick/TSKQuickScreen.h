@@ -9,6 +9,10 @@ class QQmlEngine;
 class QQuickWindow;
 class TSKScreenLifecycle;
 
+namespace Velmora::Platform {
+class QuickWebView;
+}
+
 // A screen drawn in Qt Quick over all of a window's content, or over another
 // such screen: above whatever the program stacks there, taking every press,
 // sliding up as it opens and down as it closes, and keeping itself alive
@@ -50,6 +54,8 @@ protected:
     // The QML that draws the screen, `source` made in the engine with `this`
     // as its `screen`; it fills the screen.
     QQuickItem *makeChrome(const QUrl &name, const char *source, QVariantMap properties = {});
+    // A web view that fills the chrome's item `page`, whatever its size.
+    Velmora::Platform::QuickWebView *makePageView(QQuickItem *chrome);
 
     void mousePressEvent(QMouseEvent *event) override;
     void touchEvent(QTouchEvent *event) override;

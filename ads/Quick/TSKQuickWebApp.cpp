@@ -45,12 +45,8 @@ TSKQuickWebApp::TSKQuickWebApp(QQmlEngine *engine, std::shared_ptr<TSKDelegateMa
     chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/WebApp.qml")), chromeSource.constData(),
                          {{QStringLiteral("closeImage"), imageURL(TSKIntrinsicImageData::closeButton)},
                           {QStringLiteral("inset"), kCloseButtonInset}});
-    auto *page = chrome_->property("page").value<QQuickItem *>();
-    webView_ = new QuickWebView(engine, page);
+    webView_ = makePageView(chrome_);
     webView_->setTransparent();
-    webView_->setSize(page->size());
-    connect(page, &QQuickItem::heightChanged, webView_, [this, page] { webView_->setSize(page->size()); });
-    connect(page, &QQuickItem::widthChanged, webView_, [this, page] { webView_->setSize(page->size()); });
     webViewDelegate_ = std::make_unique<TSKWebAppWebViewDelegate>(webView_, [this] { chrome_->setProperty("loading", false); });
     webViewDelegate_->setScreen(this, &presenter_);
     webView_->setDelegate(webViewDelegate_.get());
