@@ -8,7 +8,6 @@
 
 #include <QApplication>
 #include <QScopeGuard>
-#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <csignal>
@@ -120,30 +119,6 @@ private slots:
         QVERIFY2(!requests.last().contains("ad/page.html"), all.constData());
     }
 
-    // A renderer killed under a loading page fails that load once; a
-    // renderer that dies with no load under way is no failure; either way
-    // the next load gets a fresh renderer.
-    void deadRendererFailsOnlyTheLoadUnderIt()
-    {
-        WebView view;
-        RecordingDelegate delegate;
-        view.setDelegate(&delegate);
-        const QUrl base("http://127.0.0.1:9/ad/page.html");
-        view.loadHTMLString(QStringLiteral("<body><script>for (;;) {}</script></body>"), base);
-        QVERIFY(spinUntil([&] { return view.isLoading() && view.page()->renderProcessPid() > 0; }));
-        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
-        QVERIFY(spinUntil([&] { return !delegate.failures.isEmpty(); }));
-        view.loadHTMLString(QStringLiteral("<body>plain</body>"), base);
-        QVERIFY(spinUntil([&] { return delegate.finished == 1; }));
-        QSignalSpy ended(view.page(), &QWebEnginePage::renderProcessTerminated);
-        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
-        QVERIFY(spinUntil([&] { return ended.size() == 1; }));
-        view.loadHTMLString(QStringLiteral("<body>again</body>"), base);
-        QVERIFY(spinUntil([&] { return delegate.finished == 2; }));
-        QCOMPARE(delegate.failures.size(), 1);
-    }
-
-    // Pages share one renderer unless the engine flags choose a process model.
     void engineFlagsShareOneRenderer()
     {
         const std::pair<QByteArray, QByteArray> cases[] = {  // the user's flags, the engine's
@@ -159,21 +134,22 @@ private slots:
     // Pages share one renderer process. One that is only slow (its process
     // stopped for longer than a stuck one is given, as a machine whose cores
     // are taken may leave it) outlives a stop; one whose script never yields
-    // loses it once stopped, and the others load again.
+    // loses it once stopped. Its end fails only the load under way, and the
+    // pages load again in a fresh renderer.
     void stoppedPageEndsItsRendererOnlyWhenStuck()
     {
         const QUrl base(QStringLiteral("http://127.0.0.1:9/ad/page.html"));
-        WebView other;
-        RecordingDelegate otherDelegate;
+        WebView other, stopped, idle;
+        RecordingDelegate otherDelegate, stoppedDelegate, idleDelegate;
         other.setDelegate(&otherDelegate);
-        other.loadHTMLString(QStringLiteral("<p>before</p>"), base);
-        WebView stopped;
-        RecordingDelegate stoppedDelegate;
         stopped.setDelegate(&stoppedDelegate);
+        idle.setDelegate(&idleDelegate);
+        other.loadHTMLString(QStringLiteral("<p>before</p>"), base);
         stopped.loadHTMLString(QStringLiteral("<p>first</p>"), base);
-        QVERIFY(spinUntil([&] { return otherDelegate.finished == 1 && stoppedDelegate.finished == 1; }));
+        idle.loadHTMLString(QStringLiteral("<p>idle</p>"), base);
+        QVERIFY(spinUntil([&] { return otherDelegate.finished + stoppedDelegate.finished + idleDelegate.finished == 3; }));
         const qint64 renderer = other.page()->renderProcessPid();
-        QCOMPARE(stopped.page()->renderProcessPid(), renderer);
+        QVERIFY(stopped.page()->renderProcessPid() == renderer && idle.page()->renderProcessPid() == renderer);
 
         {
             // Runs again however the test ends.
@@ -201,6 +177,8 @@ private slots:
         QVERIFY(spinUntil([&] { return otherDelegate.finished == 2; }));
         QCOMPARE(testsupport::evaluateInPage(other.page(), QStringLiteral("document.body.innerText")).toString(),
                  QStringLiteral("after"));
+        QVERIFY(idle.page()->renderProcessPid() != renderer && idleDelegate.failures.isEmpty());
+        QCOMPARE(otherDelegate.failures.size(), 1);
         // The stopped page's caller has given up on it and hears nothing more.
         QVERIFY(stoppedDelegate.failures.isEmpty());
     }
