@@ -172,7 +172,6 @@ private slots:
                                  "/no/such/file.html", "/page/nonesuch"})
             row(path, "", path, 404, "");
         row("catalogue", "", "/creatives/catalogue.json", 200, "");
-        row("web app", "", "/webapp/index.html", 200, "TISKOS_ReceiveMessage");
         for (const int code : {500, 400, 503})
             row(qPrintable(QString("fault status:%1").arg(code)), QString("--fault status:%1").arg(code), ad, code, "");
         row("fault status: script untouched", "--fault status:500", coreScript, 200, "TISKOS_buildAdURL");
