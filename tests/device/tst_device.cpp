@@ -61,7 +61,7 @@ private slots:
         TSKNetworkConfiguration::setReachabilityHost(QString());
     }
 
-    void parametersOfThisMachine()
+    void parametersOfThisMachineAndItsLanguage()
     {
         QVERIFY(TSKIdentifierUtilities::isOSAtLeastMajorMinorBug(3, 0, 0));
         TSKIdentifierUtilities *utilities = TSKIdentifierUtilities::sharedInstance();
@@ -84,19 +84,17 @@ private slots:
         QCoreApplication::setApplicationVersion(QString());
         QCOMPARE(utilities->parameters().value("app_name").toString(), QStringLiteral("iphone.com.example.Velmora"));
         QCoreApplication::setApplicationVersion("1.2");
-    }
 
-    void preferredLanguageIsReadUntilThereIsOne()
-    {
+        // The preferred language is read until there is one.
         UserDefaults &defaults = UserDefaults::standard();
         defaults.setObjectForKey(QVariantList(), UserDefaults::PreferredLanguagesKey);
-        TSKIdentifierUtilities utilities;
-        QVERIFY(utilities.locale().isNull());
-        QVERIFY(!utilities.parameters().contains("hl"));
+        TSKIdentifierUtilities fresh;
+        QVERIFY(fresh.locale().isNull());
+        QVERIFY(!fresh.parameters().contains("hl"));
         defaults.setObjectForKey(QStringList{"pt-PT"}, UserDefaults::PreferredLanguagesKey);
-        QCOMPARE(utilities.locale(), QStringLiteral("pt-pt"));
+        QCOMPARE(fresh.locale(), QStringLiteral("pt-pt"));
         defaults.setObjectForKey(QStringList{"fr"}, UserDefaults::PreferredLanguagesKey);
-        QCOMPARE(utilities.locale(), QStringLiteral("pt-pt"));
+        QCOMPARE(fresh.locale(), QStringLiteral("pt-pt"));
     }
 
     void osVersionComparisons()
