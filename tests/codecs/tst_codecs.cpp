@@ -295,7 +295,8 @@ private slots:
             QVERIFY2(!TSKStringEncoding::stringEncodingWithString(alphabet), qPrintable(alphabet));
     }
 
-    void queryReaderScannerRules()
+    // Query strings read by the scanner's rules and written by the URL builders; floats and the user agent with them.
+    void queryStringsReadAndWrittenFloatsAndTheUserAgent()
     {
         QCOMPARE(NU::dictionaryFromQueryString("A=1;b=2&&c"), (QVariantMap{{"a", "1"}, {"b", "2"}}));
         // Leading blanks of a pair go, trailing ones stay; two '=' or an empty key side are judged as pairs.
@@ -312,10 +313,6 @@ private slots:
         QCOMPARE(NU::parameterValueForKeyFromURL("x", url), QString("1;y"));
         QCOMPARE(NU::parameterValueForKeyFromURL("v", url), QString("a"));
         QVERIFY(NU::parameterValueForKeyFromURL("ai", QUrl("http://t.example/")).isNull());
-    }
-
-    void appendingEncodingFloatsAndTheUserAgent()
-    {
         const QUrl base("http://h.example/p");
         QCOMPARE(NU::appendQueryKeyValueToURL("k", QString(""), base), QUrl("http://h.example/p?k"));
         QCOMPARE(NU::appendQueryKeyValueToURL("k", QVariant(), base), QUrl("http://h.example/p?k"));

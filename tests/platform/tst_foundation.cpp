@@ -100,7 +100,7 @@ private slots:
         QCOMPARE(log, QStringList({"first", "late"}));
     }
 
-    void firingByHandAndInvalidation()
+    void timersFireByHandOrInOneSharedQueue()
     {
         Target target;
         QPointer<Timer> repeating = Timer::scheduledTimerWithTimeInterval(3600, &target, &Target::tick, {}, true);
@@ -124,21 +124,18 @@ private slots:
         QVERIFY(Timer::timersOf(&target).isEmpty());
         QTRY_VERIFY_WITH_TIMEOUT(repeating.isNull(), 10000);  // deleted on a later turn
 
-        auto *doomed = new Target;
-        QPointer<Timer> orphan = Timer::scheduledTimerWithTimeInterval(0.001, doomed, &Target::tick, {}, true);
-        delete doomed;
+        auto *dying = new Target;
+        QPointer<Timer> orphan = Timer::scheduledTimerWithTimeInterval(0.001, dying, &Target::tick, {}, true);
+        delete dying;
         QVERIFY(orphan.isNull());  // dies with its target
         // An action that deletes its own target does not touch the dead timer afterwards.
         auto *selfDeleting = new QObject;
         Timer::schedule(3600, selfDeleting, [selfDeleting](Timer *) { delete selfDeleting; })->fire();
-    }
 
-    // Thousands of timers share one Qt timer: those due together fire in the
-    // order they were scheduled, each repeating one keeps its own cadence, a
-    // single one fires once and goes, and an action may delete or stop timers
-    // still waiting in the same turn. Intervals of 0 or less (or not a number) run at 1 ms.
-    void manyTimersShareOneQueue()
-    {
+        // Thousands of timers share one Qt timer: those due together fire in the
+        // order they were scheduled, each repeating one keeps its own cadence, a
+        // single one fires once and goes, and an action may delete or stop timers
+        // still waiting in the same turn. Intervals of 0 or less (or not a number) run at 1 ms.
         QStringList log;
         QObject owner;
         auto *doomed = new QObject(&owner);

@@ -177,11 +177,9 @@ private slots:
         QCOMPARE(statistics_->parameters(), (QVariantMap{{"pcl", "5000"}, {"pai", "Q%3D"}, {"pit", "/ticket"},
                                                          {"ppcl", "2000"}, {"pcrl", "0"}, {"pcc", qint64(1)}}));
         QVERIFY(!statistics_->timingNamed("pcl"));
-    }
 
-    // Measured on the wall clock, whichever way it was set since; an hour either way leaves ten minutes of slack.
-    void clickThatLeftTheAppReportsItsDuration()
-    {
+        // A click that left the app is measured on the wall clock, whichever way
+        // it was set since; an hour either way leaves ten minutes of slack.
         for (int hours : {-1, 1}) {
             statistics_->urlForClick(QUrl("http://127.0.0.1:8470/c?ai=7"));
             statistics_->setClickBackgroundedApp();

@@ -64,16 +64,6 @@ int AdServerProcess::stop(int number)
     return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
 }
 
-QString AdServerProcess::host() const
-{
-    return QStringLiteral("127.0.0.1:%1").arg(port_);
-}
-
-QString AdServerProcess::adminHost() const
-{
-    return QStringLiteral("127.0.0.1:%1").arg(adminPort_);
-}
-
 QList<QJsonObject> AdServerProcess::requests() const
 {
     QFile file(logPath());
@@ -89,11 +79,8 @@ QList<QJsonObject> AdServerProcess::requests() const
 
 QList<QJsonObject> AdServerProcess::requestsTo(const QString &path) const
 {
-    QList<QJsonObject> matching;
-    for (const QJsonObject &request : requests()) {
-        if (request.value(QStringLiteral("path")).toString() == path)
-            matching.append(request);
-    }
+    QList<QJsonObject> matching = requests();
+    matching.removeIf([&path](const QJsonObject &request) { return request.value(QStringLiteral("path")).toString() != path; });
     return matching;
 }
 

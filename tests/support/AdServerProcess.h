@@ -5,7 +5,6 @@
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
-#include <QUrl>
 
 namespace testsupport {
 
@@ -27,10 +26,10 @@ public:
 
     bool isRunning() const { return port_ != 0; }
     quint16 port() const { return quint16(port_); }
-    QString host() const;
+    QString host() const { return QStringLiteral("127.0.0.1:%1").arg(port_); }
     // Where /stats, the dashboard and /metrics are served.
     quint16 adminPort() const { return quint16(adminPort_); }
-    QString adminHost() const;
+    QString adminHost() const { return QStringLiteral("127.0.0.1:%1").arg(adminPort_); }
     QString logPath() const { return dir_ + QStringLiteral("/requests.jsonl"); }
     qint64 pid() const { return process_.processId(); }
     void signal(int number);

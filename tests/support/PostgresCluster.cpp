@@ -1,7 +1,5 @@
 #include "PostgresCluster.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTcpServer>

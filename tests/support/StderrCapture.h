@@ -18,7 +18,12 @@ public:
         saved_ = ::dup(STDERR_FILENO);
         ::dup2(file_.handle(), STDERR_FILENO);
     }
-    ~StderrCapture() { restore(); }
+    ~StderrCapture()
+    {
+        std::fflush(stderr);
+        ::dup2(saved_, STDERR_FILENO);
+        ::close(saved_);
+    }
 
     QByteArray text()
     {
@@ -28,16 +33,6 @@ public:
     }
 
 private:
-    void restore()
-    {
-        if (saved_ < 0)
-            return;
-        std::fflush(stderr);
-        ::dup2(saved_, STDERR_FILENO);
-        ::close(saved_);
-        saved_ = -1;
-    }
-
     QTemporaryFile file_;
     int saved_ = -1;
 };

@@ -1,6 +1,5 @@
 #include "TestMain.h"
 
-#include <QDir>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 

@@ -8,7 +8,6 @@
 
 #include <QApplication>
 #include <QScopeGuard>
-#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <csignal>
@@ -56,13 +55,18 @@ private slots:
         RecordingDelegate delegate;
         view.setDelegate(&delegate);
         const QUrl base("http://127.0.0.1:9/ad/page.html");
-        view.loadHTMLString(QStringLiteral("<iframe src='tsmsg:///frame'></iframe><script>"
+        view.loadHTMLString(QStringLiteral("<iframe src='tsmsg:///frame'></iframe><script>var seen = [location.href];"
                                            "alert('hi'); confirm('sure?'); window.open('http://127.0.0.1:9/popup');"
-                                           "</script><a id='m' href='mailto:a@b.test'>m</a>"),
+                                           "</script><a id='m' href='mailto:a@b.test'>m</a><a id='l' href='next.html'>l</a>"),
                             base);
         QVERIFY(spinUntil([&] { return delegate.finished == 1; }));
         QCOMPARE(view.requestURL(), base);
-        QVERIFY(!delegate.userAgent.isEmpty());
+        QVERIFY(!delegate.userAgent.isEmpty() && !view.isVisible());
+        // The page runs under its base URL, unseen, and takes scripts in the order given.
+        view.evaluateJavaScript(QStringLiteral("seen.push(document.getElementById('l').href);"));
+        view.evaluateJavaScript(QStringLiteral("seen.push('last');"));
+        QCOMPARE(testsupport::evaluateInPage(view.page(), QStringLiteral("seen.join(' ')")).toString(),
+                 base.toString() + " http://127.0.0.1:9/ad/next.html last");
         for (const char *target : {"tsmsg:///click?u=x", "velmora-arcade://play", "file:///etc/passwd"})
             view.evaluateJavaScript(QStringLiteral("location.href = '%1';").arg(target));
         view.evaluateJavaScript(QStringLiteral("document.getElementById('m').click();"));
@@ -115,88 +119,37 @@ private slots:
         QVERIFY2(!requests.last().contains("ad/page.html"), all.constData());
     }
 
-    // A renderer killed under a loading page fails that load once; a
-    // renderer that dies with no load under way is no failure; either way
-    // the next load gets a fresh renderer.
-    void deadRendererFailsOnlyTheLoadUnderIt()
-    {
-        WebView view;
-        RecordingDelegate delegate;
-        view.setDelegate(&delegate);
-        const QUrl base("http://127.0.0.1:9/ad/page.html");
-        view.loadHTMLString(QStringLiteral("<body><script>for (;;) {}</script></body>"), base);
-        QVERIFY(spinUntil([&] { return view.isLoading() && view.page()->renderProcessPid() > 0; }));
-        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
-        QVERIFY(spinUntil([&] { return !delegate.failures.isEmpty(); }));
-        view.loadHTMLString(QStringLiteral("<body>plain</body>"), base);
-        QVERIFY(spinUntil([&] { return delegate.finished == 1; }));
-        QSignalSpy ended(view.page(), &QWebEnginePage::renderProcessTerminated);
-        ::kill(pid_t(view.page()->renderProcessPid()), SIGKILL);
-        QVERIFY(spinUntil([&] { return ended.size() == 1; }));
-        view.loadHTMLString(QStringLiteral("<body>again</body>"), base);
-        QVERIFY(spinUntil([&] { return delegate.finished == 2; }));
-        QCOMPARE(delegate.failures.size(), 1);
-    }
-
-    void htmlStringRunsUnseenUnderItsBaseURLAndTakesScripts()
-    {
-        WebView view;
-        QSignalSpy finished(&view, &QWebEngineView::loadFinished);
-        const QUrl base(QStringLiteral("http://127.0.0.1:8470/tiskos/page.html"));
-        view.loadHTMLString(QStringLiteral("<a id='l' href='next.html'>x</a><script>var seen = [];</script>"), base);
-        QTRY_COMPARE_WITH_TIMEOUT(finished.size(), 1, 20000);
-        QVERIFY(finished.first().first().toBool());
-        QVERIFY(!view.isVisible());
-
-        QCOMPARE(testsupport::evaluateInPage(view.page(), QStringLiteral("location.href")).toString(), base.toString());
-        QCOMPARE(testsupport::evaluateInPage(view.page(), QStringLiteral("document.getElementById('l').href")).toString(),
-                 QStringLiteral("http://127.0.0.1:8470/tiskos/next.html"));
-        view.evaluateJavaScript(QStringLiteral("seen.push('first');"));
-        view.evaluateJavaScript(QStringLiteral("seen.push('second');"));
-        QCOMPARE(testsupport::evaluateInPage(view.page(), QStringLiteral("seen.join(',')")).toString(),
-                 QStringLiteral("first,second"));
-    }
-
-    // Pages share one renderer unless the engine flags choose a process model.
-    void engineFlagsShareOneRenderer_data()
-    {
-        QTest::addColumn<QByteArray>("flags");
-        QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("none") << QByteArray() << QByteArray("--renderer-process-limit=1");
-        QTest::newRow("others kept") << QByteArray("--disable-gpu") << QByteArray("--disable-gpu --renderer-process-limit=1");
-        QTest::newRow("a limit of the user's") << QByteArray("--renderer-process-limit=4 --disable-gpu")
-                                               << QByteArray("--renderer-process-limit=4 --disable-gpu");
-        QTest::newRow("a model of the user's") << QByteArray("--disable-gpu --process-per-site")
-                                               << QByteArray("--disable-gpu --process-per-site");
-        QTest::newRow("a switch that only looks like one") << QByteArray("--single-process-x")
-                                                          << QByteArray("--single-process-x --renderer-process-limit=1");
-    }
-
     void engineFlagsShareOneRenderer()
     {
-        QFETCH(QByteArray, flags);
-        QFETCH(QByteArray, expected);
-        QCOMPARE(WebProfile::sharedRendererSwitches(flags), expected);
+        const std::pair<QByteArray, QByteArray> cases[] = {  // the user's flags, the engine's
+            {"", "--renderer-process-limit=1"},
+            {"--disable-gpu", "--disable-gpu --renderer-process-limit=1"},
+            {"--renderer-process-limit=4 --disable-gpu", "--renderer-process-limit=4 --disable-gpu"},
+            {"--disable-gpu --process-per-site", "--disable-gpu --process-per-site"},
+            {"--single-process-x", "--single-process-x --renderer-process-limit=1"}};  // only looks like a model
+        for (const auto &[flags, expected] : cases)
+            QCOMPARE(WebProfile::sharedRendererSwitches(flags), expected);
     }
 
     // Pages share one renderer process. One that is only slow (its process
     // stopped for longer than a stuck one is given, as a machine whose cores
     // are taken may leave it) outlives a stop; one whose script never yields
-    // loses it once stopped, and the others load again.
+    // loses it once stopped. Its end fails only the load under way, and the
+    // pages load again in a fresh renderer.
     void stoppedPageEndsItsRendererOnlyWhenStuck()
     {
         const QUrl base(QStringLiteral("http://127.0.0.1:9/ad/page.html"));
-        WebView other;
-        RecordingDelegate otherDelegate;
+        WebView other, stopped, idle;
+        RecordingDelegate otherDelegate, stoppedDelegate, idleDelegate;
         other.setDelegate(&otherDelegate);
-        other.loadHTMLString(QStringLiteral("<p>before</p>"), base);
-        WebView stopped;
-        RecordingDelegate stoppedDelegate;
         stopped.setDelegate(&stoppedDelegate);
+        idle.setDelegate(&idleDelegate);
+        other.loadHTMLString(QStringLiteral("<p>before</p>"), base);
         stopped.loadHTMLString(QStringLiteral("<p>first</p>"), base);
-        QVERIFY(spinUntil([&] { return otherDelegate.finished == 1 && stoppedDelegate.finished == 1; }));
+        idle.loadHTMLString(QStringLiteral("<p>idle</p>"), base);
+        QVERIFY(spinUntil([&] { return otherDelegate.finished + stoppedDelegate.finished + idleDelegate.finished == 3; }));
         const qint64 renderer = other.page()->renderProcessPid();
-        QCOMPARE(stopped.page()->renderProcessPid(), renderer);
+        QVERIFY(stopped.page()->renderProcessPid() == renderer && idle.page()->renderProcessPid() == renderer);
 
         {
             // Runs again however the test ends.
@@ -224,6 +177,8 @@ private slots:
         QVERIFY(spinUntil([&] { return otherDelegate.finished == 2; }));
         QCOMPARE(testsupport::evaluateInPage(other.page(), QStringLiteral("document.body.innerText")).toString(),
                  QStringLiteral("after"));
+        QVERIFY(idle.page()->renderProcessPid() != renderer && idleDelegate.failures.isEmpty());
+        QCOMPARE(otherDelegate.failures.size(), 1);
         // The stopped page's caller has given up on it and hears nothing more.
         QVERIFY(stoppedDelegate.failures.isEmpty());
     }
