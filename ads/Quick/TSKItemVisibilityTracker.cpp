@@ -123,6 +123,10 @@ double TSKItemVisibilityTracker::coveredShare(const QQuickItem *item, const QRec
                     covered = std::max(covered, over.width() * over.height() / (visible.width() * visible.height()));
                     continue;
                 }
+                // A page is drawn by the web engine, whose own items are not
+                // Qt Quick items to C++: it covers nothing that can be known.
+                if (cover->inherits("QQuickWebEngineView"))
+                    continue;
                 for (const QQuickItem *held : cover->childItems())
                     covers.append(held);
             }

@@ -2,7 +2,7 @@
 
 #include "Browser/TSKBrowserWebViewDelegate.h"
 #include "QuickWebView.h"
-#include "Utility/TSKIntrinsicImageData.h"
+#include "Utility/TSKIntrinsicImages.h"
 #include "ViewController/TSKScreenLifecycle.h"
 
 #include <QNetworkRequest>
@@ -17,8 +17,6 @@ Rectangle {
     id: chrome
     /* Spinner */
     required property QtObject screen
-    required property url backImage
-    required property url forwardImage
     property bool canGoBack: false
     property bool canGoForward: false
     property bool loading: false
@@ -33,8 +31,8 @@ Rectangle {
         MouseArea { anchors.fill: parent; enabled: button.enabled; onClicked: button.tapped() }
     }
     component Arrow: Button {
-        property alias source: arrow.source
-        Image { id: arrow; anchors.centerIn: parent; width: 27; height: 27; smooth: true }
+        property alias pictureName: picture.objectName
+        Item { id: picture; anchors.centerIn: parent; width: 27; height: 27 }
     }
     component Label: Button {
         property alias text: label.text
@@ -52,8 +50,8 @@ Rectangle {
         Row {
             anchors { fill: parent; leftMargin: 6; rightMargin: 12 }
             spacing: (width - back.width - forward.width - reload.width - done.width) / 3
-            Arrow { id: back; objectName: "Back"; source: chrome.backImage; enabled: chrome.canGoBack; onTapped: chrome.screen.back() }
-            Arrow { id: forward; objectName: "Forward"; source: chrome.forwardImage; enabled: chrome.canGoForward; onTapped: chrome.screen.forward() }
+            Arrow { id: back; objectName: "Back"; pictureName: "backPicture"; enabled: chrome.canGoBack; onTapped: chrome.screen.back() }
+            Arrow { id: forward; objectName: "Forward"; pictureName: "forwardPicture"; enabled: chrome.canGoForward; onTapped: chrome.screen.forward() }
             Item {
                 id: reload
                 width: 36; height: parent.height
@@ -74,9 +72,9 @@ TSKQuickBrowser::TSKQuickBrowser(QQmlEngine *engine, std::shared_ptr<TSKDelegate
     lifecycle()->setDelegateManager(std::move(delegateManager));
     setObjectName(QStringLiteral("browser"));
     static const QByteArray chromeSource = withSpinner(kChromeSource);
-    chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/Browser.qml")), chromeSource.constData(),
-                         {{QStringLiteral("backImage"), imageURL(TSKIntrinsicImageData::browserBackButton)},
-                          {QStringLiteral("forwardImage"), imageURL(TSKIntrinsicImageData::browserForwardButton)}});
+    chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/Browser.qml")), chromeSource.constData());
+    showPicture(chrome_, "backPicture", TSKIntrinsicImages::browserBackButton());
+    showPicture(chrome_, "forwardPicture", TSKIntrinsicImages::browserForwardButton());
     webView_ = makePageView(chrome_);
     webViewDelegate_ = std::make_unique<TSKBrowserWebViewDelegate>([this] { refreshToolbar(); });
     webViewDelegate_->setScreen(this, &presenter_);

@@ -2,6 +2,7 @@
 
 #include "ModalTransition.h"
 #include "QmlComponentCache.h"
+#include "Quick/TSKQuickPicture.h"
 #include "QuickWebView.h"
 #include "ViewController/TSKScreenLifecycle.h"
 
@@ -45,9 +46,9 @@ QByteArray TSKQuickScreen::withSpinner(const char *source)
     return QByteArray(source).replace("/* Spinner */", kSpinnerComponent);
 }
 
-QString TSKQuickScreen::imageURL(const char *base64PNG)
+void TSKQuickScreen::showPicture(const QQuickItem *chrome, const char *place, const QPixmap &picture)
 {
-    return QStringLiteral("data:image/png;base64,") + QLatin1String(base64PNG);
+    new TSKQuickPicture(picture, chrome->findChild<QQuickItem *>(QLatin1String(place)));
 }
 
 bool TSKQuickScreen::canPresent(QQuickWindow *window, TSKQuickScreen *over)
@@ -172,7 +173,7 @@ void TSKQuickScreen::relinquishScreen()
     if (lifecycle_)
         lifecycle_->didRelinquish();
     if (focusBefore_)
-        focusBefore_->forceActiveFocus();
+        QMetaObject::invokeMethod(focusBefore_, "forceActiveFocus");
     slide(false);
 }
 

@@ -5,6 +5,7 @@
 #include <QQuickItem>
 #include <memory>
 
+class QPixmap;
 class QQmlEngine;
 class QQuickWindow;
 class TSKScreenLifecycle;
@@ -49,8 +50,8 @@ protected:
     // `source` with the spinner the chromes share, `component Spinner`, in
     // place of the line "/* Spinner */"; its `running` shows and turns it.
     static QByteArray withSpinner(const char *source);
-    // One of the library's pictures, for a QML Image's source.
-    static QString imageURL(const char *base64PNG);
+    // One of the library's pictures over the chrome's item named `place`.
+    void showPicture(const QQuickItem *chrome, const char *place, const QPixmap &picture);
     // The QML that draws the screen, `source` made in the engine with `this`
     // as its `screen`; it fills the screen.
     QQuickItem *makeChrome(const QUrl &name, const char *source, QVariantMap properties = {});
@@ -73,8 +74,10 @@ private:
     std::unique_ptr<TSKScreenLifecycle> lifecycle_;
     QPointer<TSKQuickScreen> under_;
     QPointer<TSKQuickScreen> over_;
-    // Where the keyboard was before the screen opened, given back after.
-    QPointer<QQuickItem> focusBefore_;
+    // Where the keyboard was before the screen opened, given back after. Held
+    // as an object: it may be the web engine's own item, whose type C++ casts
+    // cannot check.
+    QPointer<QObject> focusBefore_;
     QPropertyAnimation slide_;
     bool closing_ = false;
 };

@@ -1,7 +1,7 @@
 #include "Quick/TSKQuickWebApp.h"
 
 #include "QuickWebView.h"
-#include "Utility/TSKIntrinsicImageData.h"
+#include "Utility/TSKIntrinsicImages.h"
 #include "ViewController/TSKScreenLifecycle.h"
 #include "WebApp/TSKWebAppWebViewDelegate.h"
 
@@ -17,17 +17,14 @@ Rectangle {
     id: chrome
     /* Spinner */
     required property QtObject screen
-    required property url closeImage
     required property int inset
     property bool loading: true
     readonly property Item page: page
     color: "black"
     Item { id: page; anchors.fill: parent }
-    Image {
+    Item {
         objectName: "closeButton"
         x: chrome.inset; y: chrome.inset; width: 25; height: 25
-        source: chrome.closeImage
-        smooth: true
         MouseArea { anchors.fill: parent; cursorShape: Qt.PointingHandCursor; onClicked: chrome.screen.relinquishScreen() }
     }
     Spinner { objectName: "Spinner"; anchors.centerIn: parent; running: chrome.loading }
@@ -43,8 +40,8 @@ TSKQuickWebApp::TSKQuickWebApp(QQmlEngine *engine, std::shared_ptr<TSKDelegateMa
     setObjectName(QStringLiteral("webApp"));
     static const QByteArray chromeSource = withSpinner(kChromeSource);
     chrome_ = makeChrome(QUrl(QStringLiteral("qrc:/velmora/WebApp.qml")), chromeSource.constData(),
-                         {{QStringLiteral("closeImage"), imageURL(TSKIntrinsicImageData::closeButton)},
-                          {QStringLiteral("inset"), kCloseButtonInset}});
+                         {{QStringLiteral("inset"), kCloseButtonInset}});
+    showPicture(chrome_, "closeButton", TSKIntrinsicImages::closeButton());
     webView_ = makePageView(chrome_);
     webView_->setTransparent();
     webViewDelegate_ = std::make_unique<TSKWebAppWebViewDelegate>(webView_, [this] { chrome_->setProperty("loading", false); });

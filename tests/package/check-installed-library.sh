@@ -29,7 +29,9 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 program_options=()
 command -v ccache > /dev/null && program_options=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 flags=${VELMORA_PROGRAM_FLAGS:-}
-[ -z "$flags" ] || program_options+=("-DCMAKE_CXX_FLAGS=$flags" "-DCMAKE_EXE_LINKER_FLAGS=$flags")
+# The system's compiler links only the libraries a program uses, but not with
+# sanitizers; what a program links is judged as it is built without them.
+[ -z "$flags" ] || program_options+=("-DCMAKE_CXX_FLAGS=$flags" "-DCMAKE_EXE_LINKER_FLAGS=$flags -Wl,--as-needed")
 prefix=$scratch/prefix
 case $flavour in
     shared)
@@ -229,7 +231,9 @@ grep -q 'adReceived' <(sed -n '1,/revealed listed/p' "$scratch/quick-unseen.out"
     fail "a banner nobody could see showed an ad"
 quick_case churn 'resident after 500: [0-9]* kB' 'resident after 1000: [0-9]* kB'
 read -r before after < <(sed -n 's/^resident after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
-[ $((after - before)) -lt 8192 ] || fail "500 more list delegates took $(((after - before) / 1024)) MB and kept it"
+# Under the sanitizers freed memory waits in quarantine, and leaks are theirs to find.
+[ -n "$flags" ] || [ $((after - before)) -lt 8192 ] ||
+    fail "500 more list delegates took $(((after - before) / 1024)) MB and kept it"
 for shape in quit-with-browser loader window-closed engine-first; do
     quick_case "$shape" 'exec returned 0'
 done
