@@ -52,10 +52,13 @@ void restartFittingTheDesktop(char **argv, int requested)
 
 }  // namespace
 
+// The program's application object may be a QGuiApplication (a Qt Quick
+// publisher's); qApp here would claim a QApplication.
 Application::Application() : state_(desktopState())
 {
-    qApp->installEventFilter(this);
-    connect(qApp, &QCoreApplication::aboutToQuit, this, [this] { post(WillTerminateNotification); });
+    QCoreApplication *program = QCoreApplication::instance();
+    program->installEventFilter(this);
+    connect(program, &QCoreApplication::aboutToQuit, this, [this] { post(WillTerminateNotification); });
 }
 
 Application *Application::shared()
