@@ -122,7 +122,10 @@ void ScreenshotTour::run()
     saved = save(QStringLiteral("start")) && saved;
     saved = tapAd(round) && saved;
     playRound(round);
-    saved = save(QStringLiteral("play")) && saved;
+    // The round's own timers run from here: its banner, awaited at the start,
+    // is not awaited again, or a banner that never comes would end the round.
+    spinUntil([] { return false; }, kBannerPaintMs);
+    saved = grab(QStringLiteral("play")) && saved;
     endRound(round);
     round->finishTransition();
     saved = save(QStringLiteral("game-over")) && saved;
