@@ -229,8 +229,8 @@ quick_case unseen 'revealed listed' 'listed adReceived 320x50' 'revealed covered
     'revealed clipped' 'clipped adReceived 320x50'
 grep -q 'adReceived' <(sed -n '1,/revealed listed/p' "$scratch/quick-unseen.out") &&
     fail "a banner nobody could see showed an ad"
-quick_case churn 'resident after 500: [0-9]* kB' 'resident after 1000: [0-9]* kB'
-read -r before after < <(sed -n 's/^resident after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
+quick_case churn 'heap after 500: [0-9]* kB' 'heap after 1000: [0-9]* kB'
+read -r before after < <(sed -n 's/^heap after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
 # Under the sanitizers freed memory waits in quarantine, and leaks are theirs to find.
 [ -n "$flags" ] || [ $((after - before)) -lt 8192 ] ||
     fail "500 more list delegates took $(((after - before) / 1024)) MB and kept it"

@@ -7,7 +7,6 @@
 
 #include <QDebug>
 #include <QDesktopServices>
-#include <QFile>
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QQmlApplicationEngine>
@@ -334,29 +333,29 @@ int unseen()
     return qApp->exec();
 }
 
-qint64 residentKilobytes()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    status.open(QIODevice::ReadOnly);
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').value(0).toLongLong();
-    }
-    return 0;
-}
-
-// Resident memory once the delegates scrolled away are really gone: the
-// QML engine's garbage and deferred deletions done, and freed heap returned,
-// so that a loaded machine's backlog is not counted as kept.
-void sayResidentSettled(const QString &label, std::function<void()> then)
+// The heap in use once the delegates scrolled away are really gone: the QML
+// engine's garbage and deferred deletions done, and the heap steady for half
+// a second (a loaded machine frees what the engine let go late). What the
+// heap holds is what was kept; resident memory also moves with what the
+// machine's load leaves mapped, by tens of megabytes between readings.
+void sayHeapSettled(const QString &label, std::function<void()> then)
 {
     engine->collectGarbage();
-    QTimer::singleShot(1000, [label, then = std::move(then)] {
+    auto last = std::make_shared<size_t>(0);
+    auto polls = std::make_shared<int>(0);
+    auto *poll = new QTimer(&host);
+    QObject::connect(poll, &QTimer::timeout, [=] {
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        malloc_trim(0);
-        host.say(QStringLiteral("resident after %1: %2 kB").arg(label).arg(residentKilobytes()));
+        const size_t heap = mallinfo2().uordblks;
+        const bool steady = *polls > 0 && (heap > *last ? heap - *last : *last - heap) < 256 * 1024;
+        *last = heap;
+        if (!steady && ++*polls < 16)
+            return;
+        poll->deleteLater();
+        host.say(QStringLiteral("heap after %1: %2 kB").arg(label).arg(heap / 1024));
         then();
     });
+    poll->start(500);
 }
 
 // Scrolls a page at a time: ten delegates made and unmade each step. The
@@ -372,10 +371,10 @@ int churn()
         list->setProperty("contentY", list->property("contentY").toReal() + 10 * 50);
         if (*step == 50) {
             scroll->stop();
-            sayResidentSettled(QStringLiteral("500"), [scroll] { scroll->start(); });
+            sayHeapSettled(QStringLiteral("500"), [scroll] { scroll->start(); });
         } else if (*step == 100) {
             scroll->stop();
-            sayResidentSettled(QStringLiteral("1000"), [] { QCoreApplication::quit(); });
+            sayHeapSettled(QStringLiteral("1000"), [] { QCoreApplication::quit(); });
         }
     });
     scroll->start(200);
