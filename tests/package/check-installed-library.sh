@@ -231,8 +231,13 @@ grep -q 'adReceived' <(sed -n '1,/revealed listed/p' "$scratch/quick-unseen.out"
     fail "a banner nobody could see showed an ad"
 quick_case churn 'heap after 500: [0-9]* kB' 'heap after 1000: [0-9]* kB'
 read -r before after < <(sed -n 's/^heap after [0-9]*: \([0-9]*\) kB$/\1/p' "$scratch/quick-churn.out" | paste -sd' ')
-# Under the sanitizers freed memory waits in quarantine, and leaks are theirs to find.
-[ -n "$flags" ] || [ $((after - before)) -lt 8192 ] ||
+# Qt 6.4's QML web view keeps 25 to 65 kB of each one made and dropped, and
+# how many delegates get as far as making one depends on the machine's pace:
+# up to 20 MB for 500 on a loaded machine, about 1 MB on a quiet one. The
+# limit fails anything that keeps 80 kB or more of every delegate.
+# Under the sanitizers freed memory waits in quarantine, and leaks are theirs
+# to find.
+[ -n "$flags" ] || [ $((after - before)) -lt 40960 ] ||
     fail "500 more list delegates took $(((after - before) / 1024)) MB and kept it"
 for shape in quit-with-browser loader window-closed engine-first; do
     quick_case "$shape" 'exec returned 0'
